@@ -1,1 +1,44 @@
-# install rules: see below
+# Installation: both flavors, the emulated GPU, headers, a CMake package and pkg-config files.
+#   find_package(zuli_lapack) gives zuli::lapack (GPU flavor) and zuli::lapack_emu (emulated
+#   flavor, which brings the emulated CUDA runtime and cuBLAS with it: a program that calls
+#   cudaMalloc itself links them through this target as well).
+
+set(ZULI_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/zuli_lapack)
+
+set_target_properties(zuli_lapack_emu PROPERTIES EXPORT_NAME lapack_emu)
+set_target_properties(zuli_emu PROPERTIES EXPORT_NAME emu)
+set(ZULI_INSTALL_TARGETS zuli_lapack_emu zuli_emu)
+if(TARGET zuli_lapack)
+  set_target_properties(zuli_lapack PROPERTIES EXPORT_NAME lapack)
+  list(APPEND ZULI_INSTALL_TARGETS zuli_lapack)
+endif()
+
+install(TARGETS ${ZULI_INSTALL_TARGETS} EXPORT zuli_lapackTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/zuli_lapack.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/emulator/include/zuli_emu.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zuli)
+
+install(EXPORT zuli_lapackTargets NAMESPACE zuli:: DESTINATION ${ZULI_INSTALL_CMAKEDIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zuli_lapackConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfig.cmake INSTALL_DESTINATION ${ZULI_INSTALL_CMAKEDIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfigVersion.cmake
+        DESTINATION ${ZULI_INSTALL_CMAKEDIR})
+
+# pkg-config: zuli_lapack (GPU flavor) and zuli_lapack_emu (emulated flavor).
+set(ZULI_PC_CUDA_INCLUDE "${CUDAToolkit_INCLUDE_DIRS}")
+list(GET ZULI_PC_CUDA_INCLUDE 0 ZULI_PC_CUDA_INCLUDE)
+set(ZULI_PC_CUDA_LIBDIR "${CUDAToolkit_LIBRARY_DIR}")
+foreach(pc zuli_lapack zuli_lapack_emu)
+  if(pc STREQUAL "zuli_lapack" AND NOT TARGET zuli_lapack)
+    continue()
+  endif()
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

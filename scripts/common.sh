@@ -1,0 +1,37 @@
+# Shared by scripts/test and scripts/demo: installs what is missing and configures/builds.
+set -euo pipefail
+ZULI_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+ZULI_JOBS=${ZULI_JOBS:-$(nproc)}
+# One architecture keeps the GPU flavor's build short; an install build uses the full list.
+ZULI_ARCH=${ZULI_ARCH:-90}
+
+zuli_say() { printf '== %s\n' "$*"; }
+
+# Debian packages the build and the tests need. Installed only when missing, so a second run is quick.
+zuli_install_deps() {
+    local pkgs=(cmake ninja-build g++ pkg-config ccache libopenblas-dev liblapacke-dev libgtest-dev)
+    local missing=()
+    for p in "${pkgs[@]}"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+    done
+    if ((${#missing[@]})); then
+        zuli_say "installing ${missing[*]}"
+        local sudo=""
+        [ "$(id -u)" -eq 0 ] || sudo="sudo"
+        $sudo apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
+    fi
+    if [ -d /usr/local/cuda/bin ]; then
+        export PATH="/usr/local/cuda/bin:$PATH"
+    fi
+    if ! command -v nvcc >/dev/null 2>&1; then
+        zuli_say "nvcc not found: the GPU flavor is not built (the CUDA toolkit is expected in /usr/local/cuda)"
+    fi
+}
+
+# zuli_build <build dir> [cmake options...]
+zuli_build() {
+    local dir=$1; shift
+    cmake -S "$ZULI_ROOT" -B "$dir" -G Ninja -DZULI_CUDA_ARCHITECTURES="$ZULI_ARCH" "$@" >/dev/null
+    cmake --build "$dir" -j "$ZULI_JOBS"
+}
