@@ -50,6 +50,11 @@ bool blasFault(const char* name, cublasStatus_t* st);
 
 int deviceCount();        // number of emulated devices in normal mode
 int currentDevice();      // the calling host thread's current device
+// The error every device-using call fails with in the current mode: cudaErrorNoDevice,
+// cudaErrorInsufficientDriver, or cudaSuccess in normal mode (cublasCreate fails unless success).
+cudaError_t modeError();
+// The cuBLAS version configured with zuliEmuSetVersions (major * 10000 + minor * 100 + patch).
+int cublasVersion();
 struct DeviceLimits {
     int maxThreadsPerBlock;
     int maxThreadsDim[3];
