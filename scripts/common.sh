@@ -27,6 +27,17 @@ zuli_install_deps() {
     if ! command -v nvcc >/dev/null 2>&1; then
         zuli_say "nvcc not found: the GPU flavor is not built (the CUDA toolkit is expected in /usr/local/cuda)"
     fi
+    # cuobjdump lists the device code inside the GPU flavor; the toolkit here ships without it,
+    # PyPI has it. A test checks the library carries code for the architectures it was built for.
+    local tools="$ZULI_ROOT/build/tools"
+    if ! command -v cuobjdump >/dev/null 2>&1 && [ ! -x "$tools/nvidia/cu13/bin/cuobjdump" ]; then
+        zuli_say "installing cuobjdump into $tools"
+        python3 -m pip install --quiet --disable-pip-version-check --no-deps --target "$tools" \
+            nvidia-cuda-cuobjdump==13.2.51 >/dev/null || zuli_say "could not install cuobjdump"
+    fi
+    if [ -x "$tools/nvidia/cu13/bin/cuobjdump" ]; then
+        export PATH="$PATH:$tools/nvidia/cu13/bin"
+    fi
 }
 
 # zuli_build <build dir> [cmake options...]

@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# The GPU flavor must carry device code for every architecture it was built for.
+set -euo pipefail
+lib=$1; shift
+listing=$(cuobjdump --list-elf "$lib")
+echo "$listing"
+for arch in "$@"; do
+    case "$arch" in *-virtual) continue ;; esac
+    arch=${arch%-real}
+    grep -q "sm_${arch}\.cubin" <<<"$listing" || { echo "no sm_${arch} code in $lib"; exit 1; }
+done
+echo "device code present for: $*"
