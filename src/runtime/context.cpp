@@ -142,14 +142,14 @@ cublasHandle_t threadCublasHandle() {
     cublasHandle_t& slot = t_ctx->handles[device];
     if (slot != nullptr) return slot;
 
+    // Through the cuBLAS check: an allocation failure is an out-of-memory condition (status 5),
+    // any other failure a cuBLAS error carrying its status (status 9).
     cublasHandle_t handle = nullptr;
-    cublasStatus_t st = cublasCreate_v2(&handle);
-    if (st != CUBLAS_STATUS_SUCCESS)
-        throw cudalib::CublasException(st, "cublasCreate_v2 failed");
-    st = cublasSetPointerMode_v2(handle, CUBLAS_POINTER_MODE_HOST);
+    cudalib::checkCublas(cublasCreate_v2(&handle));
+    cublasStatus_t st = cublasSetPointerMode_v2(handle, CUBLAS_POINTER_MODE_HOST);
     if (st != CUBLAS_STATUS_SUCCESS) {
         cublasDestroy_v2(handle);
-        throw cudalib::CublasException(st, "cublasSetPointerMode_v2 failed");
+        cudalib::checkCublas(st);
     }
     slot = handle;
     return slot;

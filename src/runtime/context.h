@@ -81,9 +81,10 @@ bool threadFailed() noexcept;
 const ThreadState* currentThreadState() noexcept;
 
 // This thread's cuBLAS handle for the device recorded in its ThreadState (creating the
-// ThreadState if needed), created on first use with host pointer mode. Raises CublasException
-// when creation or the pointer mode fails, CudaRuntimeException(cudaErrorInvalidDevice) for a
-// device index outside 0..15.
+// ThreadState if needed), created on first use with host pointer mode. A failure of creation or
+// of the pointer mode goes through the cuBLAS check (CublasException, or CudaMemoryException for
+// an allocation failure); a device index outside 0..15 raises
+// CudaRuntimeException(cudaErrorInvalidDevice).
 cublasHandle_t threadCublasHandle();
 
 // Destroys this thread's cuBLAS handles (each on its own device) and frees its Ctx.

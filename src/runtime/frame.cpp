@@ -19,6 +19,8 @@ void postCallCheck() {
     cudalib::checkCuda(cudaGetLastError());
 }
 
+void clearPendingRuntimeError() noexcept { cudaGetLastError(); }
+
 std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& spec) {
     if (!spec.hooks) return nullptr;
     std::shared_ptr<const CallHooks> hooks = currentCallHooks();

@@ -109,6 +109,8 @@ bool capabilityAllows(const FrameSpec& spec);
 // Waits for the device and turns a pending runtime error into an exception. On a machine without
 // driver or device there is nothing to wait for: that answer is cleared, not reported.
 void postCallCheck();
+// Reads (and so clears) the runtime's last error of the calling thread.
+void clearPendingRuntimeError() noexcept;
 // Calls the entry hook of spec's interface; returns the hook snapshot to use at exit.
 std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& spec);
 void callExitHook(const FrameSpec& spec, const std::shared_ptr<const CallHooks>& hooks) noexcept;
@@ -146,6 +148,9 @@ CallResult runFrame(const FrameSpec& spec, Body&& body) noexcept {
     // Ends the call with `status`; `info` is stored unless the handler leaves it unchanged.
     auto finish = [&](zuliStatus status, const zuliInfo* info, bool markFailed) {
         if (markFailed) markThreadFailed();
+        // A failure is reported once: a runtime error it left pending must not resurface in the
+        // post-call check of the thread's next call (sticky errors stay sticky regardless).
+        if (status != zuliNoError) detail::clearPendingRuntimeError();
         if (info) setLastInfo(*info);
         if (hooksEntered) detail::callExitHook(spec, hooks);
         if (inScope) leaveScope();

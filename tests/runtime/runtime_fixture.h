@@ -1,0 +1,100 @@
+// runtime_fixture.h - the fixture of the runtime tests.
+//
+// Every test starts from the emulator's defaults (one sm_90 device, current versions) and from an
+// uninitialised library, and leaves the library uninitialised with its pools emptied, so that the
+// next test is not affected by what this one cached or held.
+#pragma once
+
+#include "runtime/context.h"
+#include "runtime/device.h"
+#include "runtime/frame.h"
+#include "runtime/memory.h"
+#include "runtime/status.h"
+
+#include "zuli_emu.h"
+#include "zuli_lapack.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <thread>
+
+namespace runtime_test {
+
+class RuntimeTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        zuliEmuReset();
+        zuli::clearDeviceCaches();
+        ASSERT_FALSE(zuli::isInitialized()) << "a previous test left the library initialised";
+    }
+    void TearDown() override {
+        // Leave the library as found: pools emptied, uninitialised, caches forgotten.
+        if (zuli::isInitialized()) zuliFreeBuffers();
+        for (int i = 0; i < 4 && zuli::isInitialized(); ++i) zuliShutdown();
+        EXPECT_FALSE(zuli::isInitialized()) << "the test left other threads registered";
+        zuli::releaseThreadContext();
+        zuli::clearDeviceCaches();
+        zuliEmuReset();
+    }
+
+    static zuliEmuCounters counters() {
+        zuliEmuCounters c{};
+        zuliEmuGetCounters(&c);
+        return c;
+    }
+};
+
+// A host thread that runs the tasks given to it, one at a time, until destroyed: lets a test
+// interleave steps of several live threads (each keeps its kernel thread id throughout).
+class Worker {
+public:
+    Worker() : thread_([this] { loop(); }) {}
+    ~Worker() {
+        {
+            std::scoped_lock lock(mutex_);
+            stop_ = true;
+        }
+        ready_.notify_one();
+        thread_.join();
+    }
+    // Runs f on the worker and returns its result.
+    template <typename F>
+    auto run(F f) -> decltype(f()) {
+        std::packaged_task<decltype(f())()> task(std::move(f));
+        auto result = task.get_future();
+        {
+            std::scoped_lock lock(mutex_);
+            tasks_.emplace_back([&task] { task(); });
+        }
+        ready_.notify_one();
+        return result.get();
+    }
+
+private:
+    void loop() {
+        for (;;) {
+            std::function<void()> task;
+            {
+                std::unique_lock lock(mutex_);
+                ready_.wait(lock, [this] { return stop_ || !tasks_.empty(); });
+                if (tasks_.empty()) return;
+                task = std::move(tasks_.front());
+                tasks_.pop_front();
+            }
+            task();
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable ready_;
+    std::deque<std::function<void()>> tasks_;
+    bool stop_ = false;
+    std::thread thread_;
+};
+
+}  // namespace runtime_test
