@@ -10,6 +10,41 @@
 #include <mutex>
 #include <stdexcept>
 
+namespace cudalib {
+
+void releaseDeviceMemory(void* p) noexcept {
+    if (!p) return;
+    cudaDeviceSynchronize();
+    cudaFree(p);
+}
+
+void releasePageLockedMemory(void* p) noexcept {
+    if (!p) return;
+    cudaDeviceSynchronize();
+    cudaFreeHost(p);
+}
+
+DeviceGuard::DeviceGuard(int device) noexcept {
+    if (device < 0) return;
+    int current = -1;
+    if (cudaGetDevice(&current) != cudaSuccess) {
+        cudaGetLastError();
+        return;
+    }
+    if (current == device) return;
+    if (cudaSetDevice(device) != cudaSuccess) {
+        cudaGetLastError();
+        return;
+    }
+    previous_ = current;
+}
+
+DeviceGuard::~DeviceGuard() {
+    if (previous_ >= 0) cudaSetDevice(previous_);
+}
+
+}  // namespace cudalib
+
 namespace zuli {
 
 namespace {

@@ -52,6 +52,24 @@ namespace cudalib {
 
 // ---- allocators ------------------------------------------------------------------------------
 
+// Frees device / page-locked memory once the work queued on the current device is complete (a
+// buffer is released when its last holder drops it, which may be before work using it has run;
+// a GPU's own free waits for the device in the same way). Errors stay in the runtime's last error.
+void releaseDeviceMemory(void* p) noexcept;
+void releasePageLockedMemory(void* p) noexcept;
+
+// Makes `device` current for its lifetime when it is not already (no-op for -1).
+class DeviceGuard {
+public:
+    explicit DeviceGuard(int device) noexcept;
+    ~DeviceGuard();
+    DeviceGuard(const DeviceGuard&) = delete;
+    DeviceGuard& operator=(const DeviceGuard&) = delete;
+
+private:
+    int previous_ = -1;
+};
+
 template <typename T>
 class ManagedMemoryAllocatorInterface {
 public:
@@ -69,9 +87,7 @@ public:
         checkCuda(cudaMalloc(&p, n * sizeof(T)));
         return static_cast<T*>(p);
     }
-    void release(T* p) noexcept override {
-        if (p) cudaFree(p);
-    }
+    void release(T* p) noexcept override { releaseDeviceMemory(p); }
 };
 
 template <typename T>
@@ -89,9 +105,7 @@ public:
         checkCuda(cudaMallocPitch(&p, pitchBytes, widthElements * sizeof(T), height));
         return static_cast<T*>(p);
     }
-    void release(T* p) noexcept override {
-        if (p) cudaFree(p);
-    }
+    void release(T* p) noexcept override { releaseDeviceMemory(p); }
 };
 
 template <typename T>
@@ -103,9 +117,7 @@ public:
         checkCuda(cudaMallocHost(&p, n * sizeof(T)));
         return static_cast<T*>(p);
     }
-    void release(T* p) noexcept override {
-        if (p) cudaFreeHost(p);
-    }
+    void release(T* p) noexcept override { releasePageLockedMemory(p); }
 };
 
 }  // namespace cudalib
@@ -121,9 +133,7 @@ public:
         cudalib::checkCuda(cudaMalloc(&p, n * sizeof(T)));
         return static_cast<T*>(p);
     }
-    void release(T* p) noexcept override {
-        if (p) cudaFree(p);
-    }
+    void release(T* p) noexcept override { cudalib::releaseDeviceMemory(p); }
 };
 
 }  // namespace zuli
@@ -168,6 +178,10 @@ public:
         impl_->extents[2] = static_cast<uint32_t>(batch);
         impl_->pitchBytes = pitch;
         impl_->owning = true;
+        if (cudaGetDevice(&impl_->device) != cudaSuccess) {
+            cudaGetLastError();
+            impl_->device = -1;
+        }
     }
 
     // A non-owning view of n elements at p. `keepAlive` (if any) is held as long as the view,
@@ -212,9 +226,12 @@ private:
         uint32_t extents[3] = {0, 1, 1};
         size_t pitchBytes = 0;
         bool owning = false;
+        int device = -1;  // the device current at allocation: memory is released there
         std::shared_ptr<const void> parent;
         ~Impl() {
-            if (owning && ptr) Allocator().release(ptr);
+            if (!owning || !ptr) return;
+            DeviceGuard onDevice(device);
+            Allocator().release(ptr);
         }
     };
 
