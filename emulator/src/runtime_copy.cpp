@@ -1,16 +1,14 @@
 // runtime_copy.cpp - CUDA runtime: memory copies and memsets.
 //
-// When each copy runs follows CUDA's documented host synchronisation behaviour:
-//   synchronous cudaMemcpy*  pageable H2D: waits for the legacy stream, stages the host data, and
-//                            returns before the device write (which is deferred legacy work);
-//                            page-locked H2D, D2H and H2H: complete before returning;
-//                            D2D: deferred legacy work, no host synchronisation.
+// When each copy runs:
+//   synchronous cudaMemcpy*  runs on the legacy default stream (after the work it orders against)
+//                            and has completed when the call returns, in every direction.
 //   cudaMemcpy*Async         page-locked host memory: truly deferred (the host buffer is read or
 //                            written when the copy runs); pageable H2D: the host data is staged at
 //                            call time, the device write is deferred; D2H to pageable memory and
 //                            H2H complete before returning; D2D: deferred.
-//   cudaMemset*              deferred work (asynchronous with respect to the host), the legacy
-//                            stream for the synchronous forms.
+//   cudaMemset, cudaMemset2D legacy-stream work that has completed when the call returns.
+//   cudaMemset*Async         deferred.
 // Every device side is checked against a live allocation with the extent the copy touches.
 #include "core_state.h"
 
@@ -94,30 +92,29 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
     if (streamDevice(target) < 0) return setError(cudaErrorInvalidResourceHandle);
     auto run = [d, s, shape] { copyRows(d, s, shape); };
 
+    if (!async) {
+        countCopy(dstDevice ? (srcDevice ? CopyDir::D2D : CopyDir::H2D)
+                            : (srcDevice ? CopyDir::D2H : CopyDir::H2H),
+                  bytes);
+        return submitAndWait(target, op, run, uses);
+    }
     if (dstDevice && srcDevice) {
         countCopy(CopyDir::D2D, bytes);
         return submit(target, op, run, uses);
     }
     if (dstDevice) { // host to device
         countCopy(CopyDir::H2D, bytes);
-        if (classify(src) == MemKind::Pinned)
-            return async ? submit(target, op, run, uses) : submitAndWait(target, op, run, uses);
-        if (!async) {
-            cudaError_t err = waitStream(target, true);
-            if (err != cudaSuccess) return err;
-        }
+        if (classify(src) == MemKind::Pinned) return submit(target, op, run, uses);
         // Pageable source: the data is staged now, the device write happens when the work runs.
         auto staged = std::make_shared<std::vector<char>>(extentBytes(shape, false));
-        Shape stagedShape = shape;
         copyRows(staged->data(), s, {shape.width, shape.height, shape.depth, shape.spitch,
                                      shape.spitch, shape.sslice, shape.sslice});
-        return submit(target, op, [d, staged, stagedShape] {
-            copyRows(d, staged->data(), stagedShape);
-        }, uses);
+        return submit(target, op, [d, staged, shape] { copyRows(d, staged->data(), shape); },
+                      uses);
     }
     if (srcDevice) { // device to host
         countCopy(CopyDir::D2H, bytes);
-        if (async && classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
+        if (classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
         return submitAndWait(target, op, run, uses);
     }
     countCopy(CopyDir::H2H, bytes);
@@ -125,7 +122,7 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
 }
 
 cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t width,
-                     size_t height, cudaStream_t stream) {
+                     size_t height, cudaStream_t stream, bool async) {
     if (width == 0 || height == 0) return cudaSuccess;
     if (height > 1 && width > pitch) return setError(cudaErrorInvalidValue);
     if (!p) return setError(cudaErrorInvalidValue);
@@ -136,9 +133,10 @@ cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t wi
     if (streamDevice(stream) < 0) return setError(cudaErrorInvalidResourceHandle);
     countMemset(width * height);
     auto byte = static_cast<unsigned char>(value);
-    return submit(stream, op, [d, pitch, byte, width, height] {
+    auto run = [d, pitch, byte, width, height] {
         for (size_t y = 0; y < height; ++y) std::memset(d + y * pitch, byte, width);
-    }, {p});
+    };
+    return async ? submit(stream, op, run, {p}) : submitAndWait(stream, op, run, {p});
 }
 
 // One 3-D copy of linear memory (arrays are not emulated).
@@ -205,23 +203,24 @@ cudaError_t cudaMemcpy3DAsync(const cudaMemcpy3DParms* p, cudaStream_t stream) {
 
 cudaError_t cudaMemset(void* devPtr, int value, size_t count) {
     EMU_DEVICE_ENTRY("cudaMemset");
-    return emu::memset2D("cudaMemset", devPtr, count, value, count, 1, cudaStreamLegacy);
+    return emu::memset2D("cudaMemset", devPtr, count, value, count, 1, cudaStreamLegacy, false);
 }
 
 cudaError_t cudaMemsetAsync(void* devPtr, int value, size_t count, cudaStream_t stream) {
     EMU_DEVICE_ENTRY("cudaMemsetAsync");
-    return emu::memset2D("cudaMemsetAsync", devPtr, count, value, count, 1, stream);
+    return emu::memset2D("cudaMemsetAsync", devPtr, count, value, count, 1, stream, true);
 }
 
 cudaError_t cudaMemset2D(void* devPtr, size_t pitch, int value, size_t width, size_t height) {
     EMU_DEVICE_ENTRY("cudaMemset2D");
-    return emu::memset2D("cudaMemset2D", devPtr, pitch, value, width, height, cudaStreamLegacy);
+    return emu::memset2D("cudaMemset2D", devPtr, pitch, value, width, height, cudaStreamLegacy,
+                         false);
 }
 
 cudaError_t cudaMemset2DAsync(void* devPtr, size_t pitch, int value, size_t width, size_t height,
                               cudaStream_t stream) {
     EMU_DEVICE_ENTRY("cudaMemset2DAsync");
-    return emu::memset2D("cudaMemset2DAsync", devPtr, pitch, value, width, height, stream);
+    return emu::memset2D("cudaMemset2DAsync", devPtr, pitch, value, width, height, stream, true);
 }
 
 }  // extern "C"

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -75,8 +76,8 @@ TEST_F(StreamTest, LegacyStreamOrdersAgainstBlockingStreamsOnly) {
     // The other direction: blocking-stream work waits for earlier legacy work.
     float* c = deviceFloats(1);
     float* e = deviceFloats(1);
-    ASSERT_EQ(cudaMemset(c, 0, sizeof(float)), cudaSuccess);
-    ASSERT_EQ(cudaMemset(e, 0, sizeof(float)), cudaSuccess);
+    ASSERT_EQ(cudaMemsetAsync(c, 0, sizeof(float), nullptr), cudaSuccess);
+    ASSERT_EQ(cudaMemsetAsync(e, 0, sizeof(float), nullptr), cudaSuccess);
     float* outBlocking = pinnedFloats(1, -1.0f);
     float* outNonBlocking = pinnedFloats(1, -1.0f);
     cudaMemcpyAsync(outNonBlocking, e, sizeof(float), cudaMemcpyDeviceToHost, nonBlocking);
@@ -151,27 +152,40 @@ TEST_F(StreamTest, AsyncCopiesFromPinnedMemoryAreDeferredFromPageableStaged) {
     cudaStreamDestroy(s);
 }
 
-TEST_F(StreamTest, SynchronousCopiesFollowTheRuntimesHostSynchronisation) {
+TEST_F(StreamTest, SynchronousCopiesAndMemsetsCompleteBeforeReturning) {
     cudaStream_t s = stream(cudaStreamNonBlocking);
     float* d = deviceFloats(1);
     float* d2 = deviceFloats(1);
     float* out = pinnedFloats(1, -1.0f);
-    // Pageable H2D returns once staged; the device write is legacy-stream work.
+    // Read back through a non-blocking stream, which does not order against the legacy stream:
+    // only a copy that completed on return is visible.
     float one = 1.0f;
     ASSERT_EQ(cudaMemcpy(d, &one, sizeof one, cudaMemcpyHostToDevice), cudaSuccess);
-    cudaMemcpyAsync(out, d, sizeof(float), cudaMemcpyDeviceToHost, s);
-    cudaStreamSynchronize(s);
-    EXPECT_TRUE(std::isnan(*out));
-    cudaDeviceSynchronize();
-    // D2D has no host synchronisation either.
     ASSERT_EQ(cudaMemcpy(d2, d, sizeof(float), cudaMemcpyDeviceToDevice), cudaSuccess);
     cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, s);
     cudaStreamSynchronize(s);
-    EXPECT_TRUE(std::isnan(*out));
-    // D2H completes before returning.
-    EXPECT_EQ(readLegacy(d2), 1.0f);
+    EXPECT_EQ(*out, 1.0f);
+    ASSERT_EQ(cudaMemset(d2, 0, sizeof(float)), cudaSuccess);
+    cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, s);
+    cudaStreamSynchronize(s);
+    EXPECT_EQ(*out, 0.0f);
+    // The synchronous copy waited for earlier blocking-stream work.
+    cudaStream_t blocking = stream(cudaStreamDefault);
+    float pattern;
+    std::memset(&pattern, 0x3F, sizeof pattern);
+    ASSERT_EQ(cudaMemsetAsync(d, 0x3F, sizeof(float), blocking), cudaSuccess);
+    ASSERT_EQ(cudaMemcpy(d2, d, sizeof(float), cudaMemcpyDeviceToDevice), cudaSuccess);
+    cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, s);
+    cudaStreamSynchronize(s);
+    EXPECT_EQ(*out, pattern);
+    // An async memset stays pending.
+    ASSERT_EQ(cudaMemsetAsync(d2, 0xFF, sizeof(float), nullptr), cudaSuccess);
+    cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, s);
+    cudaStreamSynchronize(s);
+    EXPECT_EQ(*out, 0.0f);
+    cudaDeviceSynchronize();
     cudaFree(d), cudaFree(d2), cudaFreeHost(out);
-    cudaStreamDestroy(s);
+    cudaStreamDestroy(s), cudaStreamDestroy(blocking);
 }
 
 TEST_F(StreamTest, QueryReportsNotReadyOnceThenRunsTheWork) {
