@@ -193,4 +193,9 @@ static_assert(sizeof(zuliComplexDouble) == sizeof(std::complex<double>) &&
               "zuliComplexDouble must be layout-compatible with std::complex<double>");
 #endif
 
+/* The routines, by area: each header declares one family's exported functions (every
+ * precision, host and device interface) and is included only through this one. */
+#include "zuli_lapack_blas.h"
+#include "zuli_lapack_auxiliary.h"
+
 #endif /* ZULI_LAPACK_H */

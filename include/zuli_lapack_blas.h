@@ -1,0 +1,16 @@
+/* zuli_lapack_blas.h - part of zuli_lapack.h; include that header instead. */
+#ifndef ZULI_LAPACK_BLAS_H
+#define ZULI_LAPACK_BLAS_H
+#ifndef ZULI_LAPACK_H
+#error "include zuli_lapack.h"
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* ZULI_LAPACK_BLAS_H */
