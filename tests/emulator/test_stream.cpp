@@ -179,10 +179,10 @@ TEST_F(StreamTest, SynchronousCopiesAndMemsetsCompleteBeforeReturning) {
     cudaStreamSynchronize(s);
     EXPECT_EQ(*out, pattern);
     // An async memset stays pending.
-    ASSERT_EQ(cudaMemsetAsync(d2, 0xFF, sizeof(float), nullptr), cudaSuccess);
+    ASSERT_EQ(cudaMemsetAsync(d2, 0, sizeof(float), nullptr), cudaSuccess);
     cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, s);
     cudaStreamSynchronize(s);
-    EXPECT_EQ(*out, 0.0f);
+    EXPECT_EQ(*out, pattern);
     cudaDeviceSynchronize();
     cudaFree(d), cudaFree(d2), cudaFreeHost(out);
     cudaStreamDestroy(s), cudaStreamDestroy(blocking);
