@@ -130,10 +130,9 @@ bool threadFailed() noexcept { return t_threadState && t_threadState->failed != 
 const ThreadState* currentThreadState() noexcept { return t_threadState.get(); }
 
 cublasHandle_t threadCublasHandle() {
-    if (!t_ctx) {
-        t_ctx.reset(new Ctx);
-        if (!t_ctx) throw std::runtime_error("Cublas Context TSS failure");
-    }
+    // A thread_local owner cannot fail to install; a failed allocation of the table is a
+    // std::bad_alloc (status 5).
+    if (!t_ctx) t_ctx.reset(new Ctx);
     if (!t_threadState) t_threadState = std::make_unique<ThreadState>();
     int device = t_threadState->device;
     if (device < 0 || device >= kMaxDevices)

@@ -79,14 +79,6 @@ TEST_F(Memory, PitchedBuffersHaveAnAlignedPitch) {
     EXPECT_EQ(cudaMemset2D(m.get(), m.pitchBytes(), 0, 100 * 8, 14), cudaSuccess);
 }
 
-TEST_F(Memory, AllocationFailuresRaiseTheMemoryException) {
-    zuliEmuFailDeviceAlloc(1);
-    EXPECT_THROW(zuli::DeviceBuffer<int>(10), cudalib::CudaMemoryException);
-    zuliEmuFailPinnedAlloc(1);
-    EXPECT_THROW(zuli::PinnedBuffer<int>(10), cudalib::CudaMemoryException);
-    cudaGetLastError();
-}
-
 // ---- work-space pools ----------------------------------------------------------------------------
 
 TEST_F(Memory, FirstRequestWarmsThePoolUpAndIsRoundedToTheMinimumBlock) {
