@@ -1,0 +1,431 @@
+// fiber.cpp - the kernel execution engine: blocks of cooperative fibers (see fiber.h).
+//
+// Fibers switch with a few instructions of assembly on x86-64 (fiber_switch_x86_64.S) and with
+// swapcontext elsewhere. Their stacks come from a per-host-thread pool, each mapped with a guard
+// page below it, and are reused from block to block and grid to grid: a fiber loops forever,
+// running one GPU thread per turn and switching back to the scheduler in between.
+// Under AddressSanitizer every switch is announced with __sanitizer_{start,finish}_switch_fiber.
+
+// The dialect header declares the built-in variables and the barrier defined here; it must come
+// before any CUDA header.
+#include "zuli_emu_kernel.h"
+
+#include "emu.h"
+#include "fiber.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ZULI_EMU_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZULI_EMU_ASAN 1
+#endif
+#endif
+#ifndef ZULI_EMU_ASAN
+#define ZULI_EMU_ASAN 0
+#endif
+#if ZULI_EMU_ASAN
+#include <sanitizer/asan_interface.h>
+#include <sanitizer/common_interface_defs.h>
+#endif
+
+#if defined(__x86_64__) && !defined(ZULI_EMU_FIBER_UCONTEXT)
+#define ZULI_EMU_FIBER_ASM 1
+extern "C" void zuli_emu_fiber_switch(void** saveSp, void* loadSp);
+extern "C" void zuli_emu_fiber_entry();
+#else
+#define ZULI_EMU_FIBER_ASM 0
+#include <ucontext.h>
+#endif
+
+// ---- built-in variables ---------------------------------------------------------------------------
+
+namespace zuli_emu {
+__thread uint3 threadIdx ZULI_EMU_TLS = {0, 0, 0};
+__thread uint3 blockIdx ZULI_EMU_TLS = {0, 0, 0};
+__thread dim3 blockDim ZULI_EMU_TLS = dim3(1, 1, 1);
+__thread dim3 gridDim ZULI_EMU_TLS = dim3(1, 1, 1);
+}  // namespace zuli_emu
+
+namespace emu {
+namespace {
+
+// Kernel frames are small; sanitizer builds need room for redzones.
+constexpr std::size_t kStackBytes = ZULI_EMU_ASAN ? 256 * 1024 : 64 * 1024;
+
+// Ready: to run in the current phase (or to start); Running: on the CPU now.
+enum class ThreadState : std::uint8_t { Ready, Running, AtBarrier, Finished };
+
+struct Fiber;
+void fiberMain(void* arg) noexcept;
+
+#if ZULI_EMU_FIBER_ASM
+struct Context {
+    void* sp = nullptr;
+};
+inline void switchContext(Context& from, Context& to) { zuli_emu_fiber_switch(&from.sp, to.sp); }
+#else
+struct Context {
+    ucontext_t uc;
+};
+inline void switchContext(Context& from, Context& to) { swapcontext(&from.uc, &to.uc); }
+#endif
+
+[[noreturn]] void fatal(const char* what) {
+    std::fprintf(stderr, "zuli_emu: kernel execution: %s\n", what);
+    std::fflush(stderr);
+    std::abort();
+}
+
+struct Fiber {
+    Context context;
+    char* mapping = nullptr;  // guard page, then the stack
+    std::size_t mappingBytes = 0;
+    char* stackLow = nullptr;
+    std::size_t stackBytes = 0;
+    std::size_t linear = 0;  // the thread of a block this fiber runs
+#if ZULI_EMU_ASAN
+    void* fakeStack = nullptr;
+#endif
+
+    // `color` staggers the top of the stack: with every stack starting at the same offset in
+    // its pages, the hot frames of all fibers would compete for the same few cache sets.
+    explicit Fiber(std::size_t color) {
+        const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        mappingBytes = kStackBytes + page;
+        void* m = mmap(nullptr, mappingBytes, PROT_READ | PROT_WRITE,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+        if (m == MAP_FAILED) {
+            fatal("cannot map a fiber stack");
+        }
+        mapping = static_cast<char*>(m);
+        if (mprotect(mapping, page, PROT_NONE) != 0) {
+            fatal("cannot protect a fiber stack's guard page");
+        }
+        stackLow = mapping + page;
+        stackBytes = kStackBytes;
+        initContext(color % 48 * 80);
+    }
+
+    ~Fiber() {
+#if ZULI_EMU_ASAN
+        // The stack may hold poisoned frames of a thread that never returned.
+        ASAN_UNPOISON_MEMORY_REGION(stackLow, stackBytes);
+#endif
+        munmap(mapping, mappingBytes);
+    }
+
+    Fiber(const Fiber&) = delete;
+    Fiber& operator=(const Fiber&) = delete;
+
+private:
+#if ZULI_EMU_FIBER_ASM
+    // The frame zuli_emu_fiber_switch pops: MXCSR and x87 control word, r15, r14, r13 (entry
+    // function), r12 (its argument), rbx, rbp (0: the end of the frame-pointer chain), and the
+    // return address zuli_emu_fiber_entry, which then runs on a 16-byte aligned stack.
+    void initContext(std::size_t topOffset) {
+        std::uint32_t mxcsr = 0;
+        std::uint16_t x87ControlWord = 0;
+        asm volatile("stmxcsr %0" : "=m"(mxcsr));
+        asm volatile("fnstcw %0" : "=m"(x87ControlWord));
+        const auto top = reinterpret_cast<std::uintptr_t>(stackLow + stackBytes - topOffset) & ~std::uintptr_t(15);
+        auto* frame = reinterpret_cast<std::uint64_t*>(top - 80);
+        frame[0] = mxcsr | (std::uint64_t(x87ControlWord) << 32);
+        frame[1] = 0;                                               // r15
+        frame[2] = 0;                                               // r14
+        frame[3] = reinterpret_cast<std::uint64_t>(&fiberMain);     // r13
+        frame[4] = reinterpret_cast<std::uint64_t>(this);           // r12
+        frame[5] = 0;                                               // rbx
+        frame[6] = 0;                                               // rbp
+        frame[7] = reinterpret_cast<std::uint64_t>(&zuli_emu_fiber_entry);
+        context.sp = frame;
+    }
+#else
+    static void ucontextEntry(unsigned high, unsigned low) {
+        const auto address = (std::uintptr_t(high) << 32) | std::uintptr_t(low);
+        fiberMain(reinterpret_cast<void*>(address));
+    }
+    void initContext(std::size_t) {
+        if (getcontext(&context.uc) != 0) {
+            fatal("getcontext failed");
+        }
+        context.uc.uc_stack.ss_sp = stackLow;
+        context.uc.uc_stack.ss_size = stackBytes;
+        context.uc.uc_link = nullptr;
+        const auto address = reinterpret_cast<std::uintptr_t>(this);
+        makecontext(&context.uc, reinterpret_cast<void (*)()>(&ucontextEntry), 2,
+                    unsigned(address >> 32), unsigned(address & 0xffffffffu));
+    }
+#endif
+};
+
+// The engine of one host thread.
+//
+// Thread t of a block always runs on fiber pool[t]. Within a phase the fibers hand over to each
+// other directly: a thread that reaches a barrier or finishes switches to the next thread of the
+// block that still has to run in this phase, and the last one switches back to the scheduler.
+// One switch per thread and phase, and the scheduler's stack stays cold.
+struct Engine {
+    std::vector<std::unique_ptr<Fiber>> pool;
+    std::vector<ThreadState> states;  // per thread of the current block
+    std::vector<uint3> indices;       // threadIdx of each linear thread id, for the current grid
+    std::size_t blockThreads = 0;
+    Context scheduler;                // the host stack that runs the blocks
+    Fiber* current = nullptr;         // the fiber running now; null on the scheduler's stack
+    bool inBlock = false;             // a block is executing (on fibers or as plain calls)
+    bool divergent = false;           // a divergent barrier was reported for this grid
+    const char* op = "kernel";
+    void (*runThread)(void*) = nullptr;
+    void* closure = nullptr;
+#if ZULI_EMU_ASAN
+    const void* schedulerStackBottom = nullptr;
+    std::size_t schedulerStackBytes = 0;
+    bool enteringFromScheduler = false;
+#endif
+
+    void ensureFibers(std::size_t count) {
+        while (pool.size() < count) {
+            pool.push_back(std::make_unique<Fiber>(pool.size()));
+            pool.back()->linear = pool.size() - 1;
+        }
+    }
+
+    // Marks fiber t as the running thread; the caller switches to it next.
+    Fiber* enter(std::size_t t) {
+        Fiber* f = pool[t].get();
+        states[t] = ThreadState::Running;
+        zuli_emu::threadIdx = indices[t];
+        current = f;
+        return f;
+    }
+};
+
+// The engine is reached through an initial-exec pointer (one instruction) from every barrier;
+// the thread_local owner destroys it, and its fibers, when the host thread ends.
+__thread Engine* t_engine ZULI_EMU_TLS = nullptr;
+
+Engine& engine() {
+    if (t_engine == nullptr) [[unlikely]] {
+        struct Owner {
+            Engine engine;
+            ~Owner() { t_engine = nullptr; }
+        };
+        thread_local Owner owner;
+        t_engine = &owner.engine;
+    }
+    return *t_engine;
+}
+
+// On a fiber just resumed: complete the sanitizer's switch, learning the scheduler's stack
+// when the switch came from there.
+inline void arrived([[maybe_unused]] Engine& e, [[maybe_unused]] void* fakeStack) {
+#if ZULI_EMU_ASAN
+    const void* fromBottom = nullptr;
+    std::size_t fromBytes = 0;
+    __sanitizer_finish_switch_fiber(fakeStack, &fromBottom, &fromBytes);
+    if (e.enteringFromScheduler) {
+        e.schedulerStackBottom = fromBottom;
+        e.schedulerStackBytes = fromBytes;
+        e.enteringFromScheduler = false;
+    }
+#endif
+}
+
+// Scheduler -> thread t; returns when the chain of the phase gives control back.
+void startChain(Engine& e, std::size_t t) {
+    Fiber* f = e.enter(t);
+#if ZULI_EMU_ASAN
+    void* fake = nullptr;
+    e.enteringFromScheduler = true;
+    __sanitizer_start_switch_fiber(&fake, f->stackLow, f->stackBytes);
+    switchContext(e.scheduler, f->context);
+    __sanitizer_finish_switch_fiber(fake, nullptr, nullptr);
+#else
+    switchContext(e.scheduler, f->context);
+#endif
+    e.current = nullptr;
+}
+
+// Fiber f stops (at a barrier or at its end) and hands over to the next thread of the block
+// still to run in this phase, or to the scheduler. Returns when f is resumed.
+void leave(Engine& e, Fiber* f, ThreadState state) {
+    e.states[f->linear] = state;
+    std::size_t next = f->linear + 1;
+    while (next < e.blockThreads && e.states[next] != ThreadState::Ready) {
+        ++next;
+    }
+    if (next < e.blockThreads) {
+        Fiber* to = e.enter(next);
+#if ZULI_EMU_FIBER_ASM
+        // The thread after `to` most likely runs next: start loading its saved frame now.
+        if (next + 2 < e.blockThreads) {
+            __builtin_prefetch(e.pool[next + 1]->context.sp);
+            __builtin_prefetch(e.pool[next + 2].get());
+        }
+#endif
+#if ZULI_EMU_ASAN
+        __sanitizer_start_switch_fiber(&f->fakeStack, to->stackLow, to->stackBytes);
+#endif
+        switchContext(f->context, to->context);
+    } else {
+        e.current = nullptr;
+#if ZULI_EMU_ASAN
+        __sanitizer_start_switch_fiber(&f->fakeStack, e.schedulerStackBottom,
+                                       e.schedulerStackBytes);
+#endif
+        switchContext(f->context, e.scheduler);
+    }
+#if ZULI_EMU_ASAN
+    arrived(e, f->fakeStack);
+#endif
+}
+
+void fiberMain(void* arg) noexcept {
+    auto* f = static_cast<Fiber*>(arg);
+    Engine& e = engine();
+    arrived(e, nullptr);
+    for (;;) {
+        e.runThread(e.closure);
+        leave(e, f, ThreadState::Finished);
+    }
+}
+
+std::string threadName(uint3 t, uint3 b) {
+    char text[160];
+    std::snprintf(text, sizeof text, "thread (%u,%u,%u) of block (%u,%u,%u)", t.x, t.y, t.z, b.x,
+                  b.y, b.z);
+    return text;
+}
+
+void reportDivergent(Engine& e, const std::string& what) {
+    if (e.divergent) {
+        return;
+    }
+    e.divergent = true;
+    violation(e.op, nullptr, "divergent __syncthreads: " + what, cudaErrorLaunchFailure);
+}
+
+void runBlock(Engine& e) {
+    const std::size_t threads = e.blockThreads;
+    e.ensureFibers(1);
+    e.states[0] = ThreadState::Ready;
+    std::fill(e.states.begin() + 1, e.states.end(), ThreadState::Finished);
+    startChain(e, 0);
+
+    if (e.states[0] == ThreadState::Finished) {
+        // No barrier on thread 0's path: the others run as plain calls, at host-loop speed.
+        void (*const runThread)(void*) = e.runThread;
+        void* const closure = e.closure;
+        for (std::size_t t = 1; t < threads; ++t) {
+            zuli_emu::threadIdx = e.indices[t];
+            runThread(closure);
+        }
+        return;
+    }
+
+    // Thread 0 waits at a barrier: every thread gets a fiber, and the block advances phase by
+    // phase until all threads have finished.
+    e.ensureFibers(threads);
+    if (threads > 1) {
+        std::fill(e.states.begin() + 1, e.states.end(), ThreadState::Ready);
+        startChain(e, 1);
+    }
+    for (;;) {
+        std::size_t waiting = 0;
+        std::size_t firstWaiting = threads;
+        std::size_t firstFinished = threads;
+        for (std::size_t t = 0; t < threads; ++t) {
+            if (e.states[t] == ThreadState::AtBarrier) {
+                e.states[t] = ThreadState::Ready;
+                firstWaiting = waiting++ == 0 ? t : firstWaiting;
+            } else if (firstFinished == threads) {
+                firstFinished = t;
+            }
+        }
+        if (waiting == 0) {
+            return;
+        }
+        if (waiting != threads) {
+            reportDivergent(e, threadName(e.indices[firstWaiting], zuli_emu::blockIdx) +
+                                   " waits at a barrier that " +
+                                   threadName(e.indices[firstFinished], zuli_emu::blockIdx) +
+                                   " finished without reaching");
+        }
+        startChain(e, firstWaiting);
+    }
+}
+
+}  // namespace
+
+bool runGrid(const char* op, dim3 grid, dim3 block, void (*runThread)(void*), void* closure) {
+    Engine& e = engine();
+    if (e.inBlock) {
+        fatal("a kernel was started from inside a kernel");
+    }
+    e.op = op;
+    e.runThread = runThread;
+    e.closure = closure;
+    e.divergent = false;
+    e.inBlock = true;
+    zuli_emu::gridDim = grid;
+    zuli_emu::blockDim = block;
+    const std::size_t threads = std::size_t(block.x) * block.y * block.z;
+    e.blockThreads = threads;
+    e.states.assign(threads, ThreadState::Finished);
+    e.indices.resize(threads);
+    for (std::size_t t = 0; t < threads; ++t) {
+        e.indices[t] = uint3{unsigned(t % block.x), unsigned(t / block.x % block.y),
+                             unsigned(t / (std::size_t(block.x) * block.y))};
+    }
+    for (unsigned z = 0; z < grid.z; ++z) {
+        for (unsigned y = 0; y < grid.y; ++y) {
+            for (unsigned x = 0; x < grid.x; ++x) {
+                zuli_emu::blockIdx = uint3{x, y, z};
+                runBlock(e);
+            }
+        }
+    }
+    e.inBlock = false;
+    e.runThread = nullptr;
+    e.closure = nullptr;
+    return !e.divergent;
+}
+
+std::size_t fiberStackBytes() { return kStackBytes; }
+
+std::size_t fiberPoolSize() { return engine().pool.size(); }
+
+}  // namespace emu
+
+namespace zuli_emu {
+
+void syncThreads() {
+    emu::Engine& e = emu::engine();
+    if (emu::Fiber* f = e.current) {
+        emu::leave(e, f, emu::ThreadState::AtBarrier);
+        return;
+    }
+    if (e.inBlock) {
+        // A plain call: thread 0 of this block already finished without reaching a barrier.
+        emu::reportDivergent(e, emu::threadName(threadIdx, blockIdx) +
+                                    " reached a barrier that thread (0,0,0) finished without");
+        return;
+    }
+    emu::violation("__syncthreads", nullptr, "called outside a kernel", cudaErrorLaunchFailure);
+}
+
+bool runGridDirect(const char* op, dim3 grid, dim3 block, const GridBody& body) {
+    return emu::runGrid(op, grid, block, body.runThread, body.closure.get());
+}
+
+}  // namespace zuli_emu
