@@ -1,0 +1,60 @@
+// launch.cuh - cudalib::launch, the one way the library's launchers start a kernel.
+//
+//     cudalib::launch(KERNEL_k<T>, grid, block, stream, arg1, arg2, ...);
+//
+// is kernel<<<grid, block, 0, stream>>>(args...) on a GPU. In the emulated build it runs the same
+// grid on the emulated GPU: the configuration is checked against the current device's limits,
+// every pointer argument must point into (or to the end of) live device memory, and the grid is
+// queued on the stream. As on a GPU, the launch itself reports nothing: a bad configuration is
+// cudaErrorInvalidConfiguration from cudaGetLastError / cudaPeekAtLastError, and nothing runs.
+//
+// Device pointers are passed as direct kernel arguments, never inside structures.
+#pragma once
+
+#include <cuda_runtime_api.h>
+
+#include <utility>
+
+#if defined(__CUDACC__)
+
+namespace cudalib {
+
+template <typename... Params, typename... Args>
+inline void launch(void (*kernel)(Params...), dim3 grid, dim3 block, cudaStream_t stream,
+                   Args&&... args) {
+    static_assert(sizeof...(Params) == sizeof...(Args), "wrong number of kernel arguments");
+    kernel<<<grid, block, 0, stream>>>(std::forward<Args>(args)...);
+}
+
+}  // namespace cudalib
+
+#elif defined(ZULI_EMULATED)
+
+#ifndef ZULI_EMU_KERNEL_H
+#error "emulated kernels are compiled with zuli_emu_kernel.h forced in (see cmake/ZuliCuda.cmake)"
+#endif
+
+#include <source_location>
+
+namespace cudalib {
+
+// A class so that the call site's source location can follow the kernel arguments; violation
+// reports name the launching function.
+template <typename... Args>
+struct launch {
+    template <typename... Params>
+    launch(void (*kernel)(Params...), dim3 grid, dim3 block, cudaStream_t stream, Args&&... args,
+           std::source_location site = std::source_location::current()) {
+        zuli_emu::launchKernel(site.function_name(), kernel, grid, block, stream,
+                               std::forward<Args>(args)...);
+    }
+};
+
+template <typename Kernel, typename... Args>
+launch(Kernel, dim3, dim3, cudaStream_t, Args&&...) -> launch<Args...>;
+
+}  // namespace cudalib
+
+#else
+#error "launch.cuh is for .cu files (compiled by nvcc, or for the emulated GPU)"
+#endif
