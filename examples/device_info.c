@@ -2,10 +2,12 @@
  * device_info: what the CUDA runtime reports about each GPU.
  *
  * Built against the GPU flavor it describes the real devices; built against the emulated flavor
- * (device_info_emu) it describes the emulated GPU, through the same CUDA calls.
+ * (device_info_emu) it describes the emulated GPU, through the same CUDA calls. Then it asks
+ * the library the same questions: which devices it can use and which versions it found.
  */
 #include <cuda_runtime_api.h>
 #include <stdio.h>
+#include <zuli_lapack.h>
 
 static int check(cudaError_t e, const char* what)
 {
@@ -47,5 +49,25 @@ int main(void)
                p.asyncEngineCount, p.asyncEngineCount == 1 ? "" : "s", p.maxThreadsPerBlock,
                p.maxGridSize[0], p.maxGridSize[1], p.maxGridSize[2]);
     }
+
+    printf("\nzuli_lapack %d (needs CUDA %d and cuBLAS %d; found runtime %d, driver %d, cuBLAS %d)\n",
+           zuliGetVersion(), zuliGetCudaMinimumVersion(), zuliGetCublasMinimumVersion(),
+           zuliGetCudaRuntimeVersion(), zuliGetCudaDriverVersion(), zuliGetCublasRuntimeVersion());
+    zuliStatus s = zuliInitialize();
+    if (s != zuliNoError) {
+        printf("zuliInitialize: %s\n", zuliGetStatusString(s));
+        return s == zuliNoHardware ? 0 : 1;
+    }
+    int usable = 0, current = -1;
+    zuliGetDeviceCount(&usable);
+    zuliGetExecutingDevice(&current);
+    printf("the library can use %d device%s; this thread runs on device %d\n", usable,
+           usable == 1 ? "" : "s", current);
+    for (int d = 0; d < usable; ++d) {
+        char info[256];
+        if (zuliGetDeviceInfo(d, info, (int)sizeof info) == zuliNoError)
+            printf("  device %d: %s\n", d, info);
+    }
+    zuliShutdown();
     return 0;
 }
