@@ -32,10 +32,11 @@ int cublasVersion() {
 }
 
 cudaError_t modeError() {
+    Guard g(lock());
     switch (config().mode) {
     case ZULI_EMU_MODE_NO_DEVICE: return cudaErrorNoDevice;
     case ZULI_EMU_MODE_NO_DRIVER: return cudaErrorInsufficientDriver;
-    default: return cudaSuccess;
+    default: return config().devices.empty() ? cudaErrorNoDevice : cudaSuccess;
     }
 }
 

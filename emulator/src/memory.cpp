@@ -404,13 +404,48 @@ cudaError_t cudaFreeHost(void* ptr) {
     if (!ptr) return cudaSuccess;
     Guard g(lock());
     auto it = emu::g_pinned.find(reinterpret_cast<uintptr_t>(ptr));
-    if (it == emu::g_pinned.end()) return setError(cudaErrorInvalidValue);
+    if (it == emu::g_pinned.end() || it->second.mapLength == 0)
+        return setError(cudaErrorInvalidValue);
     std::string user;
     if (emu::allocationInUse(it->second.id, &user))
         return emu::violation("cudaFreeHost", ptr,
                               "page-locked memory freed while pending work uses it (" + user + ")");
     munmap(ptr, it->second.mapLength);
     emu::countPinnedFree(it->second.size);
+    emu::g_pinned.erase(it);
+    return cudaSuccess;
+}
+
+// Registered host memory counts as page-locked memory (copies and pointer attributes know it);
+// it is not the emulator's to unmap.
+cudaError_t cudaHostRegister(void* ptr, size_t size, unsigned int flags) {
+    EMU_DEVICE_ENTRY("cudaHostRegister");
+    unsigned known = cudaHostRegisterPortable | cudaHostRegisterMapped | cudaHostRegisterIoMemory |
+                     cudaHostRegisterReadOnly;
+    if (!ptr || size == 0 || (flags & ~known)) return setError(cudaErrorInvalidValue);
+    Guard g(lock());
+    if (emu::inArena(ptr)) return setError(cudaErrorInvalidValue);
+    auto start = reinterpret_cast<uintptr_t>(ptr);
+    auto next = emu::g_pinned.lower_bound(start);
+    bool overlaps = (next != emu::g_pinned.end() && next->first < start + size) ||
+                    (next != emu::g_pinned.begin() &&
+                     std::prev(next)->first + std::prev(next)->second.size > start);
+    if (overlaps) return setError(cudaErrorHostMemoryAlreadyRegistered);
+    emu::g_pinned.emplace(start, emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, 0,
+                                                  flags});
+    return cudaSuccess;
+}
+
+cudaError_t cudaHostUnregister(void* ptr) {
+    EMU_DEVICE_ENTRY("cudaHostUnregister");
+    Guard g(lock());
+    auto it = emu::g_pinned.find(reinterpret_cast<uintptr_t>(ptr));
+    if (!ptr || it == emu::g_pinned.end() || it->second.mapLength != 0)
+        return setError(cudaErrorHostMemoryNotRegistered);
+    std::string user;
+    if (emu::allocationInUse(it->second.id, &user))
+        return emu::violation("cudaHostUnregister", ptr,
+                              "host memory unregistered while pending work uses it (" + user + ")");
     emu::g_pinned.erase(it);
     return cudaSuccess;
 }

@@ -14,7 +14,10 @@ int deviceCount() {
 DeviceLimits limits(int device) {
     Guard g(lock());
     const auto& devices = config().devices;
-    const zuliEmuDeviceConfig& c = devices[std::clamp<size_t>(device, 0, devices.size() - 1)];
+    zuliEmuDeviceConfig fallback;
+    zuliEmuDefaultDeviceConfig(&fallback);
+    const zuliEmuDeviceConfig& c =
+        device >= 0 && device < static_cast<int>(devices.size()) ? devices[device] : fallback;
     DeviceLimits l;
     l.maxThreadsPerBlock = c.maxThreadsPerBlock;
     std::copy(c.maxThreadsDim, c.maxThreadsDim + 3, l.maxThreadsDim);

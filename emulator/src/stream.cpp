@@ -246,6 +246,33 @@ uint64_t enqueue(Stream* st, const char* name, std::function<void()> work,
     return id;
 }
 
+cudaError_t createStream(cudaStream_t* pStream, unsigned flags, int priority) {
+    if (!pStream || (flags & ~unsigned(cudaStreamNonBlocking))) return setError(cudaErrorInvalidValue);
+    Guard g(lock());
+    Stream* st = newStream(currentDevice(), flags, false);
+    st->priority = std::clamp(priority, kGreatestPriority, kLeastPriority);
+    // Opaque handle values, never dereferenced and never reused.
+    st->handle = reinterpret_cast<cudaStream_t>(0x7e5700000000ull + st->id * 16);
+    g_handles[st->handle] = st;
+    *pStream = st->handle;
+    return cudaSuccess;
+}
+
+cudaError_t createEvent(cudaEvent_t* event, unsigned flags) {
+    unsigned known = cudaEventBlockingSync | cudaEventDisableTiming | cudaEventInterprocess;
+    if (!event || (flags & ~known)) return setError(cudaErrorInvalidValue);
+    if ((flags & cudaEventInterprocess) && !(flags & cudaEventDisableTiming))
+        return setError(cudaErrorInvalidValue);
+    Guard g(lock());
+    auto ev = std::make_unique<Event>();
+    ev->device = currentDevice();
+    ev->flags = flags;
+    auto handle = reinterpret_cast<cudaEvent_t>(0x7e5800000000ull + g_nextEvent++ * 16);
+    g_events.emplace(handle, std::move(ev));
+    *event = handle;
+    return cudaSuccess;
+}
+
 Event* findEvent(cudaEvent_t e) {
     auto it = g_events.find(e);
     return it == g_events.end() ? nullptr : it->second.get();
@@ -366,37 +393,17 @@ extern "C" {
 
 cudaError_t cudaStreamCreateWithPriority(cudaStream_t* pStream, unsigned int flags, int priority) {
     EMU_DEVICE_ENTRY("cudaStreamCreateWithPriority");
-    if (!pStream || (flags & ~unsigned(cudaStreamNonBlocking))) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    emu::Stream* st = emu::newStream(emu::currentDevice(), flags, false);
-    st->priority = std::clamp(priority, emu::kGreatestPriority, emu::kLeastPriority);
-    // Opaque handle values, never dereferenced and never reused.
-    st->handle = reinterpret_cast<cudaStream_t>(0x7e5700000000ull + st->id * 16);
-    emu::g_handles[st->handle] = st;
-    *pStream = st->handle;
-    return cudaSuccess;
+    return emu::createStream(pStream, flags, priority);
 }
 
 cudaError_t cudaStreamCreateWithFlags(cudaStream_t* pStream, unsigned int flags) {
     EMU_DEVICE_ENTRY("cudaStreamCreateWithFlags");
-    if (!pStream || (flags & ~unsigned(cudaStreamNonBlocking))) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    emu::Stream* st = emu::newStream(emu::currentDevice(), flags, false);
-    st->handle = reinterpret_cast<cudaStream_t>(0x7e5700000000ull + st->id * 16);
-    emu::g_handles[st->handle] = st;
-    *pStream = st->handle;
-    return cudaSuccess;
+    return emu::createStream(pStream, flags, 0);
 }
 
 cudaError_t cudaStreamCreate(cudaStream_t* pStream) {
     EMU_DEVICE_ENTRY("cudaStreamCreate");
-    if (!pStream) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    emu::Stream* st = emu::newStream(emu::currentDevice(), cudaStreamDefault, false);
-    st->handle = reinterpret_cast<cudaStream_t>(0x7e5700000000ull + st->id * 16);
-    emu::g_handles[st->handle] = st;
-    *pStream = st->handle;
-    return cudaSuccess;
+    return emu::createStream(pStream, cudaStreamDefault, 0);
 }
 
 // Pending work of a destroyed stream still completes (when something forces it).
@@ -484,31 +491,12 @@ cudaError_t cudaStreamWaitEvent(cudaStream_t stream, cudaEvent_t event, unsigned
 
 cudaError_t cudaEventCreateWithFlags(cudaEvent_t* event, unsigned int flags) {
     EMU_DEVICE_ENTRY("cudaEventCreateWithFlags");
-    unsigned known = cudaEventBlockingSync | cudaEventDisableTiming | cudaEventInterprocess;
-    if (!event || (flags & ~known)) return setError(cudaErrorInvalidValue);
-    if ((flags & cudaEventInterprocess) && !(flags & cudaEventDisableTiming))
-        return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    auto ev = std::make_unique<emu::Event>();
-    ev->device = emu::currentDevice();
-    ev->flags = flags;
-    auto handle = reinterpret_cast<cudaEvent_t>(0x7e5800000000ull + emu::g_nextEvent++ * 16);
-    emu::g_events.emplace(handle, std::move(ev));
-    *event = handle;
-    return cudaSuccess;
+    return emu::createEvent(event, flags);
 }
 
 cudaError_t cudaEventCreate(cudaEvent_t* event) {
     EMU_DEVICE_ENTRY("cudaEventCreate");
-    if (!event) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    auto ev = std::make_unique<emu::Event>();
-    ev->device = emu::currentDevice();
-    ev->flags = cudaEventDefault;
-    auto handle = reinterpret_cast<cudaEvent_t>(0x7e5800000000ull + emu::g_nextEvent++ * 16);
-    emu::g_events.emplace(handle, std::move(ev));
-    *event = handle;
-    return cudaSuccess;
+    return emu::createEvent(event, cudaEventDefault);
 }
 
 cudaError_t cudaEventDestroy(cudaEvent_t event) {

@@ -184,6 +184,24 @@ TEST_F(CoreTest, NoDeviceAndNoDriverModes) {
         EXPECT_EQ(count, 1);
         cudaGetLastError();
     }
+    // Zero configured devices look like a machine without a GPU.
+    ASSERT_EQ(zuliEmuSetDeviceCount(0), 0);
+    int count = 3;
+    EXPECT_EQ(cudaGetDeviceCount(&count), cudaErrorNoDevice);
+    EXPECT_EQ(count, 0);
+    void* p = nullptr;
+    EXPECT_EQ(cudaMalloc(&p, 8), cudaErrorNoDevice);
+}
+
+TEST_F(CoreTest, DeviceCountCannotDropADeviceThatHoldsMemory) {
+    ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
+    cudaSetDevice(1);
+    void* p = nullptr;
+    ASSERT_EQ(cudaMalloc(&p, 8), cudaSuccess);
+    EXPECT_EQ(zuliEmuSetDeviceCount(1), -1);
+    EXPECT_EQ(zuliEmuSetDeviceCount(3), 0);
+    cudaFree(p);
+    EXPECT_EQ(zuliEmuSetDeviceCount(1), 0);
 }
 
 TEST_F(CoreTest, ErrorNamesAndStrings) {

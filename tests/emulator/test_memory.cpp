@@ -198,6 +198,20 @@ TEST_F(MemoryTest, PointerAttributesTellWhereMemoryLives) {
     EXPECT_NE(emu::allocationOf(h), emu::allocationOf(d));
     EXPECT_EQ(emu::allocationOf(&pageable), 0u);
     EXPECT_EQ(cudaHostAlloc(reinterpret_cast<void**>(&h), 16, 0x100), cudaErrorInvalidValue);
+
+    // Registered host memory is page-locked until unregistered.
+    std::vector<char> buffer(10000);
+    ASSERT_EQ(cudaHostRegister(buffer.data(), buffer.size(), cudaHostRegisterDefault), cudaSuccess);
+    EXPECT_EQ(emu::classify(buffer.data() + 9999), emu::MemKind::Pinned);
+    ASSERT_EQ(cudaPointerGetAttributes(&a, buffer.data() + 5), cudaSuccess);
+    EXPECT_EQ(a.type, cudaMemoryTypeHost);
+    EXPECT_EQ(cudaHostRegister(buffer.data() + 100, 10, 0), cudaErrorHostMemoryAlreadyRegistered);
+    EXPECT_EQ(cudaFreeHost(buffer.data()), cudaErrorInvalidValue);
+    EXPECT_EQ(cudaHostRegister(d, 10, 0), cudaErrorInvalidValue);
+    EXPECT_EQ(cudaHostUnregister(buffer.data()), cudaSuccess);
+    EXPECT_EQ(cudaHostUnregister(buffer.data()), cudaErrorHostMemoryNotRegistered);
+    EXPECT_EQ(emu::classify(buffer.data()), emu::MemKind::Pageable);
+    cudaGetLastError();
     cudaFree(d);
     cudaFreeHost(h);
     EXPECT_EQ(emu::classify(d), emu::MemKind::Pageable);
