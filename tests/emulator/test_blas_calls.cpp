@@ -343,6 +343,15 @@ TEST_F(BlasCallsDeathTest, HandleUsedOnAnotherDeviceAborts) {
     const double alpha = 2;
     ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
     EXPECT_DEATH(cublasDscal_v2(handle, 4, &alpha, x.get(), 1), "cublasDscal_v2.*device");
+    // Back on the handle's device, but bound to a stream of the other one.
+    cudaStream_t other = nullptr;
+    ASSERT_EQ(cudaStreamCreate(&other), cudaSuccess);
+    ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
+    ASSERT_EQ(cublasSetStream_v2(handle, other), kOk);
+    EXPECT_DEATH(cublasDscal_v2(handle, 4, &alpha, x.get(), 1), "cublasDscal_v2.*stream");
+    ASSERT_EQ(cublasSetStream_v2(handle, nullptr), kOk);
+    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+    EXPECT_EQ(cudaStreamDestroy(other), cudaSuccess);
     ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
 }
 
