@@ -48,13 +48,27 @@ template <typename T>
 inline constexpr bool isComplex = !std::is_same_v<T, Real<T>>;
 
 // The toolkit's element pointer as the type we compute with.
-inline float* native(float* p) { return p; }
-inline const float* native(const float* p) { return p; }
-inline double* native(double* p) { return p; }
-inline const double* native(const double* p) { return p; }
-inline cfloat* native(cuComplex* p) { return reinterpret_cast<cfloat*>(p); }
-inline const cfloat* native(const cuComplex* p) { return reinterpret_cast<const cfloat*>(p); }
-inline cdouble* native(cuDoubleComplex* p) { return reinterpret_cast<cdouble*>(p); }
+inline float* native(float* p) {
+    return p;
+}
+inline const float* native(const float* p) {
+    return p;
+}
+inline double* native(double* p) {
+    return p;
+}
+inline const double* native(const double* p) {
+    return p;
+}
+inline cfloat* native(cuComplex* p) {
+    return reinterpret_cast<cfloat*>(p);
+}
+inline const cfloat* native(const cuComplex* p) {
+    return reinterpret_cast<const cfloat*>(p);
+}
+inline cdouble* native(cuDoubleComplex* p) {
+    return reinterpret_cast<cdouble*>(p);
+}
 inline const cdouble* native(const cuDoubleComplex* p) {
     return reinterpret_cast<const cdouble*>(p);
 }
@@ -163,7 +177,7 @@ inline int64_t vectorIndex(int64_t i, int n, int inc) {
 // translated device address, read when the work runs.
 template <typename S>
 class Scalar {
-public:
+  public:
     Scalar() = default;
     static Scalar host(S value) {
         Scalar s;
@@ -177,7 +191,7 @@ public:
     }
     S get() const { return device_ ? *device_ : value_; }
 
-private:
+  private:
     S value_{};
     const S* device_ = nullptr;
 };
@@ -188,7 +202,7 @@ private:
 // operand helpers check and translate pointers (a failure is reported as a violation and marks
 // the call failed), run() counts the operation and queues the work on the handle's stream.
 class Call {
-public:
+  public:
     explicit Call(const char* name, cublasHandle_t handle) : name_(name), handle_(handle) {}
 
     // Fault injection, then the handle. Returns CUBLAS_STATUS_SUCCESS when the call may proceed.
@@ -236,7 +250,7 @@ public:
     // Waits for the handle's stream (a result written to host memory).
     cublasStatus_t waitForHostResult();
 
-private:
+  private:
     bool hostReadable(const void* p);
     void* operand(const void* p, size_t bytes);
     void* matrixOperand(const void* p, int64_t rows, int64_t cols, int64_t ld, size_t esize);

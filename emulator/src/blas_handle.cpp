@@ -125,7 +125,7 @@ cublasStatus_t Call::waitForHostResult() {
 
 using emu::blas::registry;
 
-// ---- the handle API ------------------------------------------------------------------------------
+// ---- the handle API -----------------------------------------------------------------------------
 
 extern "C" {
 
@@ -221,42 +221,69 @@ cublasStatus_t cublasGetProperty(libraryPropertyType type, int* value) {
     if (!value) return CUBLAS_STATUS_INVALID_VALUE;
     const int version = emu::cublasVersion();
     switch (type) {
-        case MAJOR_VERSION: *value = version / 10000; break;
-        case MINOR_VERSION: *value = version / 100 % 100; break;
-        case PATCH_LEVEL: *value = version % 100; break;
-        default: return CUBLAS_STATUS_INVALID_VALUE;
+        case MAJOR_VERSION:
+            *value = version / 10000;
+            break;
+        case MINOR_VERSION:
+            *value = version / 100 % 100;
+            break;
+        case PATCH_LEVEL:
+            *value = version % 100;
+            break;
+        default:
+            return CUBLAS_STATUS_INVALID_VALUE;
     }
     return CUBLAS_STATUS_SUCCESS;
 }
 
 const char* cublasGetStatusName(cublasStatus_t status) {
     switch (status) {
-        case CUBLAS_STATUS_SUCCESS: return "CUBLAS_STATUS_SUCCESS";
-        case CUBLAS_STATUS_NOT_INITIALIZED: return "CUBLAS_STATUS_NOT_INITIALIZED";
-        case CUBLAS_STATUS_ALLOC_FAILED: return "CUBLAS_STATUS_ALLOC_FAILED";
-        case CUBLAS_STATUS_INVALID_VALUE: return "CUBLAS_STATUS_INVALID_VALUE";
-        case CUBLAS_STATUS_ARCH_MISMATCH: return "CUBLAS_STATUS_ARCH_MISMATCH";
-        case CUBLAS_STATUS_MAPPING_ERROR: return "CUBLAS_STATUS_MAPPING_ERROR";
-        case CUBLAS_STATUS_EXECUTION_FAILED: return "CUBLAS_STATUS_EXECUTION_FAILED";
-        case CUBLAS_STATUS_INTERNAL_ERROR: return "CUBLAS_STATUS_INTERNAL_ERROR";
-        case CUBLAS_STATUS_NOT_SUPPORTED: return "CUBLAS_STATUS_NOT_SUPPORTED";
-        case CUBLAS_STATUS_LICENSE_ERROR: return "CUBLAS_STATUS_LICENSE_ERROR";
+        case CUBLAS_STATUS_SUCCESS:
+            return "CUBLAS_STATUS_SUCCESS";
+        case CUBLAS_STATUS_NOT_INITIALIZED:
+            return "CUBLAS_STATUS_NOT_INITIALIZED";
+        case CUBLAS_STATUS_ALLOC_FAILED:
+            return "CUBLAS_STATUS_ALLOC_FAILED";
+        case CUBLAS_STATUS_INVALID_VALUE:
+            return "CUBLAS_STATUS_INVALID_VALUE";
+        case CUBLAS_STATUS_ARCH_MISMATCH:
+            return "CUBLAS_STATUS_ARCH_MISMATCH";
+        case CUBLAS_STATUS_MAPPING_ERROR:
+            return "CUBLAS_STATUS_MAPPING_ERROR";
+        case CUBLAS_STATUS_EXECUTION_FAILED:
+            return "CUBLAS_STATUS_EXECUTION_FAILED";
+        case CUBLAS_STATUS_INTERNAL_ERROR:
+            return "CUBLAS_STATUS_INTERNAL_ERROR";
+        case CUBLAS_STATUS_NOT_SUPPORTED:
+            return "CUBLAS_STATUS_NOT_SUPPORTED";
+        case CUBLAS_STATUS_LICENSE_ERROR:
+            return "CUBLAS_STATUS_LICENSE_ERROR";
     }
     return "CUBLAS_STATUS_UNKNOWN";
 }
 
 const char* cublasGetStatusString(cublasStatus_t status) {
     switch (status) {
-        case CUBLAS_STATUS_SUCCESS: return "success";
-        case CUBLAS_STATUS_NOT_INITIALIZED: return "the library was not initialized";
-        case CUBLAS_STATUS_ALLOC_FAILED: return "the resource allocation failed";
-        case CUBLAS_STATUS_INVALID_VALUE: return "an invalid numeric value was used as an argument";
-        case CUBLAS_STATUS_ARCH_MISMATCH: return "an absent device architectural feature is required";
-        case CUBLAS_STATUS_MAPPING_ERROR: return "an access to GPU memory space failed";
-        case CUBLAS_STATUS_EXECUTION_FAILED: return "the GPU program failed to execute";
-        case CUBLAS_STATUS_INTERNAL_ERROR: return "an internal operation failed";
-        case CUBLAS_STATUS_NOT_SUPPORTED: return "the functionality requested is not supported";
-        case CUBLAS_STATUS_LICENSE_ERROR: return "error detected trying to check the license";
+        case CUBLAS_STATUS_SUCCESS:
+            return "success";
+        case CUBLAS_STATUS_NOT_INITIALIZED:
+            return "the library was not initialized";
+        case CUBLAS_STATUS_ALLOC_FAILED:
+            return "the resource allocation failed";
+        case CUBLAS_STATUS_INVALID_VALUE:
+            return "an invalid numeric value was used as an argument";
+        case CUBLAS_STATUS_ARCH_MISMATCH:
+            return "an absent device architectural feature is required";
+        case CUBLAS_STATUS_MAPPING_ERROR:
+            return "an access to GPU memory space failed";
+        case CUBLAS_STATUS_EXECUTION_FAILED:
+            return "the GPU program failed to execute";
+        case CUBLAS_STATUS_INTERNAL_ERROR:
+            return "an internal operation failed";
+        case CUBLAS_STATUS_NOT_SUPPORTED:
+            return "the functionality requested is not supported";
+        case CUBLAS_STATUS_LICENSE_ERROR:
+            return "error detected trying to check the license";
     }
     return "unknown error";
 }

@@ -92,8 +92,8 @@ enum class Dot { Real, Unconjugated, Conjugated };
 
 // result = x^T y (dot, dotu) or x^H y (dotc).
 template <Dot kind, typename T>
-cublasStatus_t dot(const char* name, cublasHandle_t handle, int n, const T* x, int incx,
-                   const T* y, int incy, T* result) {
+cublasStatus_t dot(const char* name, cublasHandle_t handle, int n, const T* x, int incx, const T* y,
+                   int incy, T* result) {
     const char* op = kind == Dot::Real ? "dot" : kind == Dot::Unconjugated ? "dotu" : "dotc";
     Call call(name, handle);
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
@@ -217,31 +217,31 @@ using emu::blas::native;
 
 extern "C" {
 
-#define EMU_BLAS_COPY(P, T)                                                                        \
-    cublasStatus_t cublas##P##copy_v2(cublasHandle_t handle, int n, const T* x, int incx, T* y,    \
-                                      int incy) {                                                  \
-        return emu::blas::copy("cublas" #P "copy_v2", handle, n, native(x), incx, native(y),       \
-                               incy);                                                              \
+#define EMU_BLAS_COPY(P, T)                                                                     \
+    cublasStatus_t cublas##P##copy_v2(cublasHandle_t handle, int n, const T* x, int incx, T* y, \
+                                      int incy) {                                               \
+        return emu::blas::copy("cublas" #P "copy_v2", handle, n, native(x), incx, native(y),    \
+                               incy);                                                           \
     }
 EMU_BLAS_COPY(S, float)
 EMU_BLAS_COPY(D, double)
 EMU_BLAS_COPY(C, cuComplex)
 EMU_BLAS_COPY(Z, cuDoubleComplex)
 
-#define EMU_BLAS_SWAP(P, T)                                                                        \
-    cublasStatus_t cublas##P##swap_v2(cublasHandle_t handle, int n, T* x, int incx, T* y,          \
-                                      int incy) {                                                  \
-        return emu::blas::swap("cublas" #P "swap_v2", handle, n, native(x), incx, native(y),       \
-                               incy);                                                              \
+#define EMU_BLAS_SWAP(P, T)                                                                  \
+    cublasStatus_t cublas##P##swap_v2(cublasHandle_t handle, int n, T* x, int incx, T* y,    \
+                                      int incy) {                                            \
+        return emu::blas::swap("cublas" #P "swap_v2", handle, n, native(x), incx, native(y), \
+                               incy);                                                        \
     }
 EMU_BLAS_SWAP(S, float)
 EMU_BLAS_SWAP(D, double)
 EMU_BLAS_SWAP(C, cuComplex)
 EMU_BLAS_SWAP(Z, cuDoubleComplex)
 
-#define EMU_BLAS_SCAL(NAME, T, S)                                                                  \
-    cublasStatus_t NAME(cublasHandle_t handle, int n, const S* alpha, T* x, int incx) {            \
-        return emu::blas::scal(#NAME, handle, n, native(alpha), native(x), incx);                  \
+#define EMU_BLAS_SCAL(NAME, T, S)                                                       \
+    cublasStatus_t NAME(cublasHandle_t handle, int n, const S* alpha, T* x, int incx) { \
+        return emu::blas::scal(#NAME, handle, n, native(alpha), native(x), incx);       \
     }
 EMU_BLAS_SCAL(cublasSscal_v2, float, float)
 EMU_BLAS_SCAL(cublasDscal_v2, double, double)
@@ -250,22 +250,22 @@ EMU_BLAS_SCAL(cublasZscal_v2, cuDoubleComplex, cuDoubleComplex)
 EMU_BLAS_SCAL(cublasCsscal_v2, cuComplex, float)
 EMU_BLAS_SCAL(cublasZdscal_v2, cuDoubleComplex, double)
 
-#define EMU_BLAS_AXPY(P, T)                                                                        \
-    cublasStatus_t cublas##P##axpy_v2(cublasHandle_t handle, int n, const T* alpha, const T* x,    \
-                                      int incx, T* y, int incy) {                                  \
-        return emu::blas::axpy("cublas" #P "axpy_v2", handle, n, native(alpha), native(x), incx,   \
-                               native(y), incy);                                                   \
+#define EMU_BLAS_AXPY(P, T)                                                                      \
+    cublasStatus_t cublas##P##axpy_v2(cublasHandle_t handle, int n, const T* alpha, const T* x,  \
+                                      int incx, T* y, int incy) {                                \
+        return emu::blas::axpy("cublas" #P "axpy_v2", handle, n, native(alpha), native(x), incx, \
+                               native(y), incy);                                                 \
     }
 EMU_BLAS_AXPY(S, float)
 EMU_BLAS_AXPY(D, double)
 EMU_BLAS_AXPY(C, cuComplex)
 EMU_BLAS_AXPY(Z, cuDoubleComplex)
 
-#define EMU_BLAS_DOT(NAME, T, KIND)                                                                \
-    cublasStatus_t NAME(cublasHandle_t handle, int n, const T* x, int incx, const T* y, int incy,  \
-                        T* result) {                                                               \
-        return emu::blas::dot<KIND>(#NAME, handle, n, native(x), incx, native(y), incy,            \
-                                    native(result));                                               \
+#define EMU_BLAS_DOT(NAME, T, KIND)                                                               \
+    cublasStatus_t NAME(cublasHandle_t handle, int n, const T* x, int incx, const T* y, int incy, \
+                        T* result) {                                                              \
+        return emu::blas::dot<KIND>(#NAME, handle, n, native(x), incx, native(y), incy,           \
+                                    native(result));                                              \
     }
 EMU_BLAS_DOT(cublasSdot_v2, float, Dot::Real)
 EMU_BLAS_DOT(cublasDdot_v2, double, Dot::Real)
@@ -275,9 +275,9 @@ EMU_BLAS_DOT(cublasCdotc_v2, cuComplex, Dot::Conjugated)
 EMU_BLAS_DOT(cublasZdotc_v2, cuDoubleComplex, Dot::Conjugated)
 
 // nrm2 and asum: a real result of real or complex data.
-#define EMU_BLAS_NORM(NAME, OP, T, R)                                                              \
-    cublasStatus_t NAME(cublasHandle_t handle, int n, const T* x, int incx, R* result) {           \
-        return emu::blas::OP(#NAME, handle, n, native(x), incx, result);                           \
+#define EMU_BLAS_NORM(NAME, OP, T, R)                                                    \
+    cublasStatus_t NAME(cublasHandle_t handle, int n, const T* x, int incx, R* result) { \
+        return emu::blas::OP(#NAME, handle, n, native(x), incx, result);                 \
     }
 EMU_BLAS_NORM(cublasSnrm2_v2, nrm2, float, float)
 EMU_BLAS_NORM(cublasDnrm2_v2, nrm2, double, double)
@@ -288,20 +288,20 @@ EMU_BLAS_NORM(cublasDasum_v2, asum, double, double)
 EMU_BLAS_NORM(cublasScasum_v2, asum, cuComplex, float)
 EMU_BLAS_NORM(cublasDzasum_v2, asum, cuDoubleComplex, double)
 
-#define EMU_BLAS_IAMAX(P, T)                                                                       \
-    cublasStatus_t cublasI##P##amax_v2(cublasHandle_t handle, int n, const T* x, int incx,         \
-                                       int* result) {                                              \
-        return emu::blas::iamax("cublasI" #P "amax_v2", handle, n, native(x), incx, result);       \
+#define EMU_BLAS_IAMAX(P, T)                                                                 \
+    cublasStatus_t cublasI##P##amax_v2(cublasHandle_t handle, int n, const T* x, int incx,   \
+                                       int* result) {                                        \
+        return emu::blas::iamax("cublasI" #P "amax_v2", handle, n, native(x), incx, result); \
     }
 EMU_BLAS_IAMAX(s, float)
 EMU_BLAS_IAMAX(d, double)
 EMU_BLAS_IAMAX(c, cuComplex)
 EMU_BLAS_IAMAX(z, cuDoubleComplex)
 
-#define EMU_BLAS_ROT(NAME, T, R, S)                                                                \
-    cublasStatus_t NAME(cublasHandle_t handle, int n, T* x, int incx, T* y, int incy, const R* c,  \
-                        const S* s) {                                                              \
-        return emu::blas::rot(#NAME, handle, n, native(x), incx, native(y), incy, c, native(s));   \
+#define EMU_BLAS_ROT(NAME, T, R, S)                                                               \
+    cublasStatus_t NAME(cublasHandle_t handle, int n, T* x, int incx, T* y, int incy, const R* c, \
+                        const S* s) {                                                             \
+        return emu::blas::rot(#NAME, handle, n, native(x), incx, native(y), incy, c, native(s));  \
     }
 EMU_BLAS_ROT(cublasSrot_v2, float, float, float)
 EMU_BLAS_ROT(cublasDrot_v2, double, double, double)

@@ -8,9 +8,9 @@ namespace {
 
 // y = alpha * op(A) * x + beta * y, A m x n.
 template <typename T>
-cublasStatus_t gemv(const char* name, cublasHandle_t handle, cublasOperation_t trans, int m,
-                    int n, const T* alpha, const T* A, int lda, const T* x, int incx,
-                    const T* beta, T* y, int incy) {
+cublasStatus_t gemv(const char* name, cublasHandle_t handle, cublasOperation_t trans, int m, int n,
+                    const T* alpha, const T* A, int lda, const T* x, int incx, const T* beta, T* y,
+                    int incy) {
     Call call(name, handle);
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (!validOp(trans)) return kInvalid;
@@ -59,8 +59,8 @@ void complexSymv(bool upper, int n, T alpha, const T* A, int lda, const T* x, in
 // y = alpha * A * x + beta * y, A n x n symmetric (Hermitian when Hermitian) in its `uplo` part.
 template <bool Hermitian, typename T>
 cublasStatus_t symv(const char* name, cublasHandle_t handle, cublasFillMode_t uplo, int n,
-                    const T* alpha, const T* A, int lda, const T* x, int incx, const T* beta,
-                    T* y, int incy) {
+                    const T* alpha, const T* A, int lda, const T* x, int incx, const T* beta, T* y,
+                    int incy) {
     const char* op = Hermitian ? "hemv" : "symv";
     Call call(name, handle);
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
@@ -144,8 +144,8 @@ cublasStatus_t ger(const char* name, cublasHandle_t handle, int m, int n, const 
     return call.run(op, flops<T>(mn, mn), [=] {
         const T av = a.get();
         if constexpr (kind == Rank1::Real) {
-            pick<T>(cblas_sger, cblas_dger, nullptr, nullptr)(CblasColMajor, m, n, av, dx, incx,
-                                                              dy, incy, dA, lda);
+            pick<T>(cblas_sger, cblas_dger, nullptr, nullptr)(CblasColMajor, m, n, av, dx, incx, dy,
+                                                              incy, dA, lda);
         } else if constexpr (kind == Rank1::Unconjugated) {
             pickComplex<T>(cblas_cgeru, cblas_zgeru)(CblasColMajor, m, n, &av, dx, incx, dy, incy,
                                                      dA, lda);
@@ -166,25 +166,25 @@ using emu::blas::Rank1;
 
 extern "C" {
 
-#define EMU_BLAS_GEMV(P, T)                                                                        \
-    cublasStatus_t cublas##P##gemv_v2(cublasHandle_t handle, cublasOperation_t trans, int m,       \
-                                      int n, const T* alpha, const T* A, int lda, const T* x,      \
-                                      int incx, const T* beta, T* y, int incy) {                   \
-        return emu::blas::gemv("cublas" #P "gemv_v2", handle, trans, m, n, native(alpha),          \
-                               native(A), lda, native(x), incx, native(beta), native(y), incy);    \
+#define EMU_BLAS_GEMV(P, T)                                                                     \
+    cublasStatus_t cublas##P##gemv_v2(cublasHandle_t handle, cublasOperation_t trans, int m,    \
+                                      int n, const T* alpha, const T* A, int lda, const T* x,   \
+                                      int incx, const T* beta, T* y, int incy) {                \
+        return emu::blas::gemv("cublas" #P "gemv_v2", handle, trans, m, n, native(alpha),       \
+                               native(A), lda, native(x), incx, native(beta), native(y), incy); \
     }
 EMU_BLAS_GEMV(S, float)
 EMU_BLAS_GEMV(D, double)
 EMU_BLAS_GEMV(C, cuComplex)
 EMU_BLAS_GEMV(Z, cuDoubleComplex)
 
-#define EMU_BLAS_SYMV(P, T, OP, HERMITIAN)                                                         \
-    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo, int n,         \
-                                      const T* alpha, const T* A, int lda, const T* x, int incx,   \
-                                      const T* beta, T* y, int incy) {                             \
-        return emu::blas::symv<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, n, native(alpha),   \
-                                          native(A), lda, native(x), incx, native(beta),           \
-                                          native(y), incy);                                        \
+#define EMU_BLAS_SYMV(P, T, OP, HERMITIAN)                                                       \
+    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo, int n,       \
+                                      const T* alpha, const T* A, int lda, const T* x, int incx, \
+                                      const T* beta, T* y, int incy) {                           \
+        return emu::blas::symv<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, n, native(alpha), \
+                                          native(A), lda, native(x), incx, native(beta),         \
+                                          native(y), incy);                                      \
     }
 EMU_BLAS_SYMV(S, float, symv, false)
 EMU_BLAS_SYMV(D, double, symv, false)
@@ -193,12 +193,12 @@ EMU_BLAS_SYMV(Z, cuDoubleComplex, symv, false)
 EMU_BLAS_SYMV(C, cuComplex, hemv, true)
 EMU_BLAS_SYMV(Z, cuDoubleComplex, hemv, true)
 
-#define EMU_BLAS_TRMV(P, T, OP, SOLVE)                                                             \
-    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo,                \
-                                      cublasOperation_t trans, cublasDiagType_t diag, int n,       \
-                                      const T* A, int lda, T* x, int incx) {                       \
-        return emu::blas::trmv<SOLVE>("cublas" #P #OP "_v2", handle, uplo, trans, diag, n,         \
-                                      native(A), lda, native(x), incx);                            \
+#define EMU_BLAS_TRMV(P, T, OP, SOLVE)                                                       \
+    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo,          \
+                                      cublasOperation_t trans, cublasDiagType_t diag, int n, \
+                                      const T* A, int lda, T* x, int incx) {                 \
+        return emu::blas::trmv<SOLVE>("cublas" #P #OP "_v2", handle, uplo, trans, diag, n,   \
+                                      native(A), lda, native(x), incx);                      \
     }
 EMU_BLAS_TRMV(S, float, trmv, false)
 EMU_BLAS_TRMV(D, double, trmv, false)

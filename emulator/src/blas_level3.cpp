@@ -156,8 +156,8 @@ cublasStatus_t syr2k(const char* name, cublasHandle_t handle, cublasFillMode_t u
         const T av = a.get();
         const S bv = b.get();
         if constexpr (Hermitian) {
-            pickComplex<T>(cblas_cher2k, cblas_zher2k)(CblasColMajor, cuplo, ctrans, n, k, &av,
-                                                       dA, lda, dB, ldb, bv, dC, ldc);
+            pickComplex<T>(cblas_cher2k, cblas_zher2k)(CblasColMajor, cuplo, ctrans, n, k, &av, dA,
+                                                       lda, dB, ldb, bv, dC, ldc);
         } else {
             pick<T>(cblas_ssyr2k, cblas_dsyr2k, cblas_csyr2k, cblas_zsyr2k)(
                 CblasColMajor, cuplo, ctrans, n, k, byBlas(av), dA, lda, dB, ldb, byBlas(bv), dC,
@@ -259,28 +259,27 @@ using emu::blas::native;
 
 extern "C" {
 
-#define EMU_BLAS_GEMM(P, T)                                                                        \
-    cublasStatus_t cublas##P##gemm_v2(cublasHandle_t handle, cublasOperation_t transa,             \
-                                      cublasOperation_t transb, int m, int n, int k,               \
-                                      const T* alpha, const T* A, int lda, const T* B, int ldb,    \
-                                      const T* beta, T* C, int ldc) {                              \
-        return emu::blas::gemm("cublas" #P "gemm_v2", handle, transa, transb, m, n, k,             \
-                               native(alpha), native(A), lda, native(B), ldb, native(beta),        \
-                               native(C), ldc);                                                    \
+#define EMU_BLAS_GEMM(P, T)                                                                     \
+    cublasStatus_t cublas##P##gemm_v2(cublasHandle_t handle, cublasOperation_t transa,          \
+                                      cublasOperation_t transb, int m, int n, int k,            \
+                                      const T* alpha, const T* A, int lda, const T* B, int ldb, \
+                                      const T* beta, T* C, int ldc) {                           \
+        return emu::blas::gemm("cublas" #P "gemm_v2", handle, transa, transb, m, n, k,          \
+                               native(alpha), native(A), lda, native(B), ldb, native(beta),     \
+                               native(C), ldc);                                                 \
     }
 EMU_BLAS_GEMM(S, float)
 EMU_BLAS_GEMM(D, double)
 EMU_BLAS_GEMM(C, cuComplex)
 EMU_BLAS_GEMM(Z, cuDoubleComplex)
 
-#define EMU_BLAS_SYMM(P, T, OP, HERMITIAN)                                                         \
-    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasSideMode_t side,                \
-                                      cublasFillMode_t uplo, int m, int n, const T* alpha,         \
-                                      const T* A, int lda, const T* B, int ldb, const T* beta,     \
-                                      T* C, int ldc) {                                             \
-        return emu::blas::symm<HERMITIAN>("cublas" #P #OP "_v2", handle, side, uplo, m, n,         \
-                                          native(alpha), native(A), lda, native(B), ldb,           \
-                                          native(beta), native(C), ldc);                           \
+#define EMU_BLAS_SYMM(P, T, OP, HERMITIAN)                                                        \
+    cublasStatus_t cublas##P##OP##_v2(                                                            \
+        cublasHandle_t handle, cublasSideMode_t side, cublasFillMode_t uplo, int m, int n,        \
+        const T* alpha, const T* A, int lda, const T* B, int ldb, const T* beta, T* C, int ldc) { \
+        return emu::blas::symm<HERMITIAN>("cublas" #P #OP "_v2", handle, side, uplo, m, n,        \
+                                          native(alpha), native(A), lda, native(B), ldb,          \
+                                          native(beta), native(C), ldc);                          \
     }
 EMU_BLAS_SYMM(S, float, symm, false)
 EMU_BLAS_SYMM(D, double, symm, false)
@@ -289,13 +288,13 @@ EMU_BLAS_SYMM(Z, cuDoubleComplex, symm, false)
 EMU_BLAS_SYMM(C, cuComplex, hemm, true)
 EMU_BLAS_SYMM(Z, cuDoubleComplex, hemm, true)
 
-#define EMU_BLAS_SYRK(P, T, S, OP, HERMITIAN)                                                      \
-    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo,                \
-                                      cublasOperation_t trans, int n, int k, const S* alpha,       \
-                                      const T* A, int lda, const S* beta, T* C, int ldc) {         \
-        return emu::blas::syrk<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, trans, n, k,        \
-                                          native(alpha), native(A), lda, native(beta), native(C),  \
-                                          ldc);                                                    \
+#define EMU_BLAS_SYRK(P, T, S, OP, HERMITIAN)                                                     \
+    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo,               \
+                                      cublasOperation_t trans, int n, int k, const S* alpha,      \
+                                      const T* A, int lda, const S* beta, T* C, int ldc) {        \
+        return emu::blas::syrk<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, trans, n, k,       \
+                                          native(alpha), native(A), lda, native(beta), native(C), \
+                                          ldc);                                                   \
     }
 EMU_BLAS_SYRK(S, float, float, syrk, false)
 EMU_BLAS_SYRK(D, double, double, syrk, false)
@@ -304,14 +303,13 @@ EMU_BLAS_SYRK(Z, cuDoubleComplex, cuDoubleComplex, syrk, false)
 EMU_BLAS_SYRK(C, cuComplex, float, herk, true)
 EMU_BLAS_SYRK(Z, cuDoubleComplex, double, herk, true)
 
-#define EMU_BLAS_SYR2K(P, T, S, OP, HERMITIAN)                                                     \
-    cublasStatus_t cublas##P##OP##_v2(cublasHandle_t handle, cublasFillMode_t uplo,                \
-                                      cublasOperation_t trans, int n, int k, const T* alpha,       \
-                                      const T* A, int lda, const T* B, int ldb, const S* beta,     \
-                                      T* C, int ldc) {                                             \
-        return emu::blas::syr2k<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, trans, n, k,       \
-                                           native(alpha), native(A), lda, native(B), ldb,          \
-                                           native(beta), native(C), ldc);                          \
+#define EMU_BLAS_SYR2K(P, T, S, OP, HERMITIAN)                                                    \
+    cublasStatus_t cublas##P##OP##_v2(                                                            \
+        cublasHandle_t handle, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,      \
+        const T* alpha, const T* A, int lda, const T* B, int ldb, const S* beta, T* C, int ldc) { \
+        return emu::blas::syr2k<HERMITIAN>("cublas" #P #OP "_v2", handle, uplo, trans, n, k,      \
+                                           native(alpha), native(A), lda, native(B), ldb,         \
+                                           native(beta), native(C), ldc);                         \
     }
 EMU_BLAS_SYR2K(S, float, float, syr2k, false)
 EMU_BLAS_SYR2K(D, double, double, syr2k, false)
@@ -320,26 +318,26 @@ EMU_BLAS_SYR2K(Z, cuDoubleComplex, cuDoubleComplex, syr2k, false)
 EMU_BLAS_SYR2K(C, cuComplex, float, her2k, true)
 EMU_BLAS_SYR2K(Z, cuDoubleComplex, double, her2k, true)
 
-#define EMU_BLAS_TRSM(P, T)                                                                        \
-    cublasStatus_t cublas##P##trsm_v2(cublasHandle_t handle, cublasSideMode_t side,                \
-                                      cublasFillMode_t uplo, cublasOperation_t trans,              \
-                                      cublasDiagType_t diag, int m, int n, const T* alpha,         \
-                                      const T* A, int lda, T* B, int ldb) {                        \
-        return emu::blas::trsm("cublas" #P "trsm_v2", handle, side, uplo, trans, diag, m, n,       \
-                               native(alpha), native(A), lda, native(B), ldb);                     \
+#define EMU_BLAS_TRSM(P, T)                                                                  \
+    cublasStatus_t cublas##P##trsm_v2(cublasHandle_t handle, cublasSideMode_t side,          \
+                                      cublasFillMode_t uplo, cublasOperation_t trans,        \
+                                      cublasDiagType_t diag, int m, int n, const T* alpha,   \
+                                      const T* A, int lda, T* B, int ldb) {                  \
+        return emu::blas::trsm("cublas" #P "trsm_v2", handle, side, uplo, trans, diag, m, n, \
+                               native(alpha), native(A), lda, native(B), ldb);               \
     }
 EMU_BLAS_TRSM(S, float)
 EMU_BLAS_TRSM(D, double)
 EMU_BLAS_TRSM(C, cuComplex)
 EMU_BLAS_TRSM(Z, cuDoubleComplex)
 
-#define EMU_BLAS_TRMM(P, T)                                                                        \
-    cublasStatus_t cublas##P##trmm_v2(cublasHandle_t handle, cublasSideMode_t side,                \
-                                      cublasFillMode_t uplo, cublasOperation_t trans,              \
-                                      cublasDiagType_t diag, int m, int n, const T* alpha,         \
-                                      const T* A, int lda, const T* B, int ldb, T* C, int ldc) {   \
-        return emu::blas::trmm("cublas" #P "trmm_v2", handle, side, uplo, trans, diag, m, n,       \
-                               native(alpha), native(A), lda, native(B), ldb, native(C), ldc);     \
+#define EMU_BLAS_TRMM(P, T)                                                                      \
+    cublasStatus_t cublas##P##trmm_v2(cublasHandle_t handle, cublasSideMode_t side,              \
+                                      cublasFillMode_t uplo, cublasOperation_t trans,            \
+                                      cublasDiagType_t diag, int m, int n, const T* alpha,       \
+                                      const T* A, int lda, const T* B, int ldb, T* C, int ldc) { \
+        return emu::blas::trmm("cublas" #P "trmm_v2", handle, side, uplo, trans, diag, m, n,     \
+                               native(alpha), native(A), lda, native(B), ldb, native(C), ldc);   \
     }
 EMU_BLAS_TRMM(S, float)
 EMU_BLAS_TRMM(D, double)

@@ -13,9 +13,10 @@ namespace {
 constexpr cublasStatus_t kOk = CUBLAS_STATUS_SUCCESS;
 constexpr cublasStatus_t kInvalid = CUBLAS_STATUS_INVALID_VALUE;
 constexpr cublasStatus_t kNotInit = CUBLAS_STATUS_NOT_INITIALIZED;
+constexpr double kOne = 1.0;
 
 class BlasCalls : public BlasTest {
-protected:
+  protected:
     // A stream that does not synchronise with the legacy default stream, so that a synchronous
     // cudaMemcpy shows whether work queued on it has run.
     cudaStream_t nonBlockingStream() {
@@ -34,7 +35,7 @@ protected:
         return c.syncs;
     }
 
-private:
+  private:
     std::vector<cudaStream_t> streams_;
 };
 
@@ -209,7 +210,7 @@ TEST_F(BlasCalls, ResultToDeviceMemoryIsDeferred) {
 
 struct ArgumentCase {
     const char* what;
-    std::function<cublasStatus_t(cublasHandle_t)> call;
+    std::function<cublasStatus_t()> call;
     cublasStatus_t expected;
 };
 
@@ -223,87 +224,126 @@ TEST_F(BlasCalls, ArgumentChecks) {
     const double one = 1;
     const cuDoubleComplex zone = {1, 0};
     double result;
-    int iresult;
+    int index;
+    const cublasHandle_t h = handle;
     const auto N = CUBLAS_OP_N, T = CUBLAS_OP_T, C = CUBLAS_OP_C;
-    const auto L = CUBLAS_FILL_MODE_LOWER, U = CUBLAS_FILL_MODE_UPPER;
-    const auto Left = CUBLAS_SIDE_LEFT, Right = CUBLAS_SIDE_RIGHT;
-    const auto NonUnit = CUBLAS_DIAG_NON_UNIT;
     const auto badOp = cublasOperation_t(CUBLAS_OP_CONJG);
+    const auto L = CUBLAS_FILL_MODE_LOWER, U = CUBLAS_FILL_MODE_UPPER;
     const auto badFill = CUBLAS_FILL_MODE_FULL;
+    const auto Left = CUBLAS_SIDE_LEFT, Right = CUBLAS_SIDE_RIGHT;
     const auto badSide = cublasSideMode_t(2);
+    const auto NonUnit = CUBLAS_DIAG_NON_UNIT;
     const auto badDiag = cublasDiagType_t(2);
-    using H = cublasHandle_t;
+    // The calls most rows vary, with valid operands for everything not under test.
+    auto gemm = [&](cublasOperation_t ta, cublasOperation_t tb, int m, int n, int k, int lda,
+                    int ldb, int ldc, const double* alpha = &kOne, const double* beta = &kOne) {
+        return cublasDgemm_v2(h, ta, tb, m, n, k, alpha, d, lda, d, ldb, beta, d, ldc);
+    };
+    auto symm = [&](cublasSideMode_t side, cublasFillMode_t uplo, int m, int n, int lda, int ldb,
+                    int ldc) {
+        return cublasDsymm_v2(h, side, uplo, m, n, &one, d, lda, d, ldb, &one, d, ldc);
+    };
+    auto syrk = [&](cublasOperation_t trans, int n, int k, int lda, int ldc) {
+        return cublasDsyrk_v2(h, L, trans, n, k, &one, d, lda, &one, d, ldc);
+    };
+    auto trsm = [&](cublasSideMode_t side, cublasDiagType_t diag, int m, int n, int lda, int ldb,
+                    const double* alpha = &kOne) {
+        return cublasDtrsm_v2(h, side, U, N, diag, m, n, alpha, d, lda, d, ldb);
+    };
+    auto gemv = [&](cublasOperation_t trans, int m, int n, int lda, int incx, int incy) {
+        return cublasDgemv_v2(h, trans, m, n, &one, d, lda, d, incx, &one, d, incy);
+    };
 
     const ArgumentCase cases[] = {
-        {"gemm transa", [&](H h) { return cublasDgemm_v2(h, badOp, N, 2, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm transb", [&](H h) { return cublasDgemm_v2(h, N, badOp, 2, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm m < 0", [&](H h) { return cublasDgemm_v2(h, N, N, -1, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm n < 0", [&](H h) { return cublasDgemm_v2(h, N, N, 2, -1, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm k < 0", [&](H h) { return cublasDgemm_v2(h, N, N, 2, 2, -1, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm lda < m", [&](H h) { return cublasDgemm_v2(h, N, N, 4, 2, 2, &one, d, 3, d, 2, &one, d, 4); }, kInvalid},
-        {"gemm lda < k (A transposed)", [&](H h) { return cublasDgemm_v2(h, T, N, 2, 2, 5, &one, d, 4, d, 5, &one, d, 2); }, kInvalid},
-        {"gemm lda 0, empty A", [&](H h) { return cublasDgemm_v2(h, N, N, 0, 2, 2, &one, d, 0, d, 2, &one, d, 1); }, kInvalid},
-        {"gemm ldb < k", [&](H h) { return cublasDgemm_v2(h, N, N, 2, 2, 3, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm ldb < n (B transposed)", [&](H h) { return cublasDgemm_v2(h, N, C, 2, 3, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm ldc < m", [&](H h) { return cublasDgemm_v2(h, N, N, 3, 2, 2, &one, d, 3, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm alpha null", [&](H h) { return cublasDgemm_v2(h, N, N, 2, 2, 2, nullptr, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"gemm beta null", [&](H h) { return cublasDgemm_v2(h, N, N, 2, 2, 2, &one, d, 2, d, 2, nullptr, d, 2); }, kInvalid},
-        {"gemm m = 0 touches nothing", [&](H h) { return cublasDgemm_v2(h, N, N, 0, 2, 2, &one, nullptr, 1, nullptr, 2, &one, nullptr, 1); }, kOk},
-        {"gemm null handle", [&](H) { return cublasDgemm_v2(nullptr, N, N, 2, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kNotInit},
-        {"symm side", [&](H h) { return cublasDsymm_v2(h, badSide, L, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"symm uplo full", [&](H h) { return cublasDsymm_v2(h, Left, badFill, 2, 2, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"symm lda < m (left)", [&](H h) { return cublasDsymm_v2(h, Left, L, 3, 2, &one, d, 2, d, 3, &one, d, 3); }, kInvalid},
-        {"symm lda < n (right)", [&](H h) { return cublasDsymm_v2(h, Right, L, 2, 3, &one, d, 2, d, 2, &one, d, 2); }, kInvalid},
-        {"symm ldb < m", [&](H h) { return cublasDsymm_v2(h, Left, L, 3, 2, &one, d, 3, d, 2, &one, d, 3); }, kInvalid},
-        {"hemm ldc < m", [&](H h) { return cublasZhemm_v2(h, Left, U, 3, 2, &zone, z, 3, z, 3, &zone, z, 2); }, kInvalid},
-        {"syrk trans", [&](H h) { return cublasDsyrk_v2(h, L, badOp, 2, 2, &one, d, 2, &one, d, 2); }, kInvalid},
-        {"syrk n < 0", [&](H h) { return cublasDsyrk_v2(h, L, N, -1, 2, &one, d, 2, &one, d, 2); }, kInvalid},
-        {"syrk k < 0", [&](H h) { return cublasDsyrk_v2(h, L, N, 2, -1, &one, d, 2, &one, d, 2); }, kInvalid},
-        {"syrk lda < n", [&](H h) { return cublasDsyrk_v2(h, L, N, 3, 2, &one, d, 2, &one, d, 3); }, kInvalid},
-        {"syrk lda < k (transposed)", [&](H h) { return cublasDsyrk_v2(h, L, T, 2, 3, &one, d, 2, &one, d, 2); }, kInvalid},
-        {"syrk ldc < n", [&](H h) { return cublasDsyrk_v2(h, U, N, 3, 2, &one, d, 3, &one, d, 2); }, kInvalid},
-        {"complex syrk takes no conjugate transpose", [&](H h) { return cublasZsyrk_v2(h, L, C, 2, 2, &zone, z, 2, &zone, z, 2); }, kInvalid},
-        {"herk takes no plain transpose", [&](H h) { return cublasZherk_v2(h, L, T, 2, 2, &one, z, 2, &one, z, 2); }, kInvalid},
-        {"syr2k ldb < n", [&](H h) { return cublasDsyr2k_v2(h, L, N, 3, 2, &one, d, 3, d, 2, &one, d, 3); }, kInvalid},
-        {"her2k takes no plain transpose", [&](H h) { return cublasZher2k_v2(h, L, T, 2, 2, &zone, z, 2, z, 2, &one, z, 2); }, kInvalid},
-        {"trsm diag", [&](H h) { return cublasDtrsm_v2(h, Left, L, N, badDiag, 2, 2, &one, d, 2, d, 2); }, kInvalid},
-        {"trsm lda < n (right)", [&](H h) { return cublasDtrsm_v2(h, Right, L, N, NonUnit, 2, 3, &one, d, 2, d, 2); }, kInvalid},
-        {"trsm ldb < m", [&](H h) { return cublasDtrsm_v2(h, Left, L, N, NonUnit, 3, 2, &one, d, 3, d, 2); }, kInvalid},
-        {"trsm alpha null", [&](H h) { return cublasDtrsm_v2(h, Left, L, N, NonUnit, 2, 2, nullptr, d, 2, d, 2); }, kInvalid},
-        {"trmm trans", [&](H h) { return cublasDtrmm_v2(h, Left, L, badOp, NonUnit, 2, 2, &one, d, 2, d, 2, d, 2); }, kInvalid},
-        {"trmm ldc < m", [&](H h) { return cublasDtrmm_v2(h, Left, L, N, NonUnit, 3, 2, &one, d, 3, d, 3, d, 2); }, kInvalid},
-        {"gemv trans", [&](H h) { return cublasDgemv_v2(h, badOp, 2, 2, &one, d, 2, d, 1, &one, d, 1); }, kInvalid},
-        {"gemv lda < m", [&](H h) { return cublasDgemv_v2(h, T, 3, 2, &one, d, 2, d, 1, &one, d, 1); }, kInvalid},
-        {"gemv incx 0", [&](H h) { return cublasDgemv_v2(h, N, 2, 2, &one, d, 2, d, 0, &one, d, 1); }, kInvalid},
-        {"gemv incy 0", [&](H h) { return cublasDgemv_v2(h, N, 2, 2, &one, d, 2, d, 1, &one, d, 0); }, kInvalid},
-        {"symv uplo", [&](H h) { return cublasZsymv_v2(h, badFill, 2, &zone, z, 2, z, 1, &zone, z, 1); }, kInvalid},
-        {"hemv lda < n", [&](H h) { return cublasZhemv_v2(h, L, 3, &zone, z, 2, z, 1, &zone, z, 1); }, kInvalid},
-        {"trmv incx 0", [&](H h) { return cublasDtrmv_v2(h, L, N, NonUnit, 2, d, 2, d, 0); }, kInvalid},
-        {"trsv lda < n", [&](H h) { return cublasDtrsv_v2(h, U, T, NonUnit, 3, d, 2, d, 1); }, kInvalid},
-        {"trsv n < 0", [&](H h) { return cublasDtrsv_v2(h, U, T, NonUnit, -1, d, 2, d, 1); }, kInvalid},
-        {"ger lda < m", [&](H h) { return cublasDger_v2(h, 3, 2, &one, d, 1, d, 1, d, 2); }, kInvalid},
-        {"gerc incy 0", [&](H h) { return cublasZgerc_v2(h, 2, 2, &zone, z, 1, z, 0, z, 2); }, kInvalid},
-        {"scal alpha null", [&](H h) { return cublasDscal_v2(h, 2, nullptr, d, 1); }, kInvalid},
-        {"axpy alpha null", [&](H h) { return cublasDaxpy_v2(h, 2, nullptr, d, 1, d, 1); }, kInvalid},
-        {"dot result null", [&](H h) { return cublasDdot_v2(h, 2, d, 1, d, 1, nullptr); }, kInvalid},
-        {"nrm2 result null", [&](H h) { return cublasDnrm2_v2(h, 2, d, 1, nullptr); }, kInvalid},
-        {"iamax result null", [&](H h) { return cublasIdamax_v2(h, 2, d, 1, nullptr); }, kInvalid},
-        {"rot c null", [&](H h) { return cublasDrot_v2(h, 2, d, 1, d, 1, nullptr, &one); }, kInvalid},
-        {"dot n < 0 is zero", [&](H h) { return cublasDdot_v2(h, -3, d, 1, d, 1, &result); }, kOk},
-        {"iamax incx < 0 is zero", [&](H h) { return cublasIdamax_v2(h, 2, d, -1, &iresult); }, kOk},
-        {"copy n = 0 touches nothing", [&](H h) { return cublasDcopy_v2(h, 0, nullptr, 1, nullptr, 1); }, kOk},
+        {"gemm transa", [&] { return gemm(badOp, N, 2, 2, 2, 2, 2, 2); }, kInvalid},
+        {"gemm transb", [&] { return gemm(N, badOp, 2, 2, 2, 2, 2, 2); }, kInvalid},
+        {"gemm m < 0", [&] { return gemm(N, N, -1, 2, 2, 2, 2, 2); }, kInvalid},
+        {"gemm n < 0", [&] { return gemm(N, N, 2, -1, 2, 2, 2, 2); }, kInvalid},
+        {"gemm k < 0", [&] { return gemm(N, N, 2, 2, -1, 2, 2, 2); }, kInvalid},
+        {"gemm lda < m", [&] { return gemm(N, N, 4, 2, 2, 3, 2, 4); }, kInvalid},
+        {"gemm lda < k, A transposed", [&] { return gemm(T, N, 2, 2, 5, 4, 5, 2); }, kInvalid},
+        {"gemm lda 0, A empty", [&] { return gemm(N, N, 0, 2, 2, 0, 2, 1); }, kInvalid},
+        {"gemm ldb < k", [&] { return gemm(N, N, 2, 2, 3, 2, 2, 2); }, kInvalid},
+        {"gemm ldb < n, B transposed", [&] { return gemm(N, C, 2, 3, 2, 2, 2, 2); }, kInvalid},
+        {"gemm ldc < m", [&] { return gemm(N, N, 3, 2, 2, 3, 2, 2); }, kInvalid},
+        {"gemm alpha null", [&] { return gemm(N, N, 2, 2, 2, 2, 2, 2, nullptr); }, kInvalid},
+        {"gemm beta null", [&] { return gemm(N, N, 2, 2, 2, 2, 2, 2, &one, nullptr); }, kInvalid},
+        {"gemm null handle",
+         [&] { return cublasDgemm_v2(nullptr, N, N, 2, 2, 2, &one, d, 2, d, 2, &one, d, 2); },
+         kNotInit},
+        {"gemm m = 0 touches nothing",
+         [&] {
+             return cublasDgemm_v2(h, N, N, 0, 2, 2, &one, nullptr, 1, nullptr, 2, &one, nullptr,
+                                   1);
+         },
+         kOk},
+        {"symm side", [&] { return symm(badSide, L, 2, 2, 2, 2, 2); }, kInvalid},
+        {"symm uplo full", [&] { return symm(Left, badFill, 2, 2, 2, 2, 2); }, kInvalid},
+        {"symm lda < m, left", [&] { return symm(Left, L, 3, 2, 2, 3, 3); }, kInvalid},
+        {"symm lda < n, right", [&] { return symm(Right, L, 2, 3, 2, 2, 2); }, kInvalid},
+        {"symm ldb < m", [&] { return symm(Left, U, 3, 2, 3, 2, 3); }, kInvalid},
+        {"symm ldc < m", [&] { return symm(Left, U, 3, 2, 3, 3, 2); }, kInvalid},
+        {"hemm ldc < m",
+         [&] { return cublasZhemm_v2(h, Left, U, 3, 2, &zone, z, 3, z, 3, &zone, z, 2); },
+         kInvalid},
+        {"syrk trans", [&] { return syrk(badOp, 2, 2, 2, 2); }, kInvalid},
+        {"syrk n < 0", [&] { return syrk(N, -1, 2, 2, 2); }, kInvalid},
+        {"syrk k < 0", [&] { return syrk(N, 2, -1, 2, 2); }, kInvalid},
+        {"syrk lda < n", [&] { return syrk(N, 3, 2, 2, 3); }, kInvalid},
+        {"syrk lda < k, A transposed", [&] { return syrk(T, 2, 3, 2, 2); }, kInvalid},
+        {"syrk ldc < n", [&] { return syrk(N, 3, 2, 3, 2); }, kInvalid},
+        {"complex syrk takes no conjugate transpose",
+         [&] { return cublasZsyrk_v2(h, L, C, 2, 2, &zone, z, 2, &zone, z, 2); }, kInvalid},
+        {"herk takes no plain transpose",
+         [&] { return cublasZherk_v2(h, L, T, 2, 2, &one, z, 2, &one, z, 2); }, kInvalid},
+        {"syr2k ldb < n",
+         [&] { return cublasDsyr2k_v2(h, L, N, 3, 2, &one, d, 3, d, 2, &one, d, 3); }, kInvalid},
+        {"her2k takes no plain transpose",
+         [&] { return cublasZher2k_v2(h, L, T, 2, 2, &zone, z, 2, z, 2, &one, z, 2); }, kInvalid},
+        {"trsm side", [&] { return trsm(badSide, NonUnit, 2, 2, 2, 2); }, kInvalid},
+        {"trsm diag", [&] { return trsm(Left, badDiag, 2, 2, 2, 2); }, kInvalid},
+        {"trsm lda < n, right", [&] { return trsm(Right, NonUnit, 2, 3, 2, 2); }, kInvalid},
+        {"trsm ldb < m", [&] { return trsm(Left, NonUnit, 3, 2, 3, 2); }, kInvalid},
+        {"trsm alpha null", [&] { return trsm(Left, NonUnit, 2, 2, 2, 2, nullptr); }, kInvalid},
+        {"trmm trans",
+         [&] { return cublasDtrmm_v2(h, Left, L, badOp, NonUnit, 2, 2, &one, d, 2, d, 2, d, 2); },
+         kInvalid},
+        {"trmm ldc < m",
+         [&] { return cublasDtrmm_v2(h, Left, L, N, NonUnit, 3, 2, &one, d, 3, d, 3, d, 2); },
+         kInvalid},
+        {"gemv trans", [&] { return gemv(badOp, 2, 2, 2, 1, 1); }, kInvalid},
+        {"gemv lda < m", [&] { return gemv(T, 3, 2, 2, 1, 1); }, kInvalid},
+        {"gemv incx 0", [&] { return gemv(N, 2, 2, 2, 0, 1); }, kInvalid},
+        {"gemv incy 0", [&] { return gemv(N, 2, 2, 2, 1, 0); }, kInvalid},
+        {"symv uplo", [&] { return cublasZsymv_v2(h, badFill, 2, &zone, z, 2, z, 1, &zone, z, 1); },
+         kInvalid},
+        {"hemv lda < n", [&] { return cublasZhemv_v2(h, L, 3, &zone, z, 2, z, 1, &zone, z, 1); },
+         kInvalid},
+        {"trmv incx 0", [&] { return cublasDtrmv_v2(h, L, N, NonUnit, 2, d, 2, d, 0); }, kInvalid},
+        {"trsv lda < n", [&] { return cublasDtrsv_v2(h, U, T, NonUnit, 3, d, 2, d, 1); }, kInvalid},
+        {"trsv n < 0", [&] { return cublasDtrsv_v2(h, U, T, NonUnit, -1, d, 2, d, 1); }, kInvalid},
+        {"ger lda < m", [&] { return cublasDger_v2(h, 3, 2, &one, d, 1, d, 1, d, 2); }, kInvalid},
+        {"gerc incy 0", [&] { return cublasZgerc_v2(h, 2, 2, &zone, z, 1, z, 0, z, 2); }, kInvalid},
+        {"scal alpha null", [&] { return cublasDscal_v2(h, 2, nullptr, d, 1); }, kInvalid},
+        {"axpy alpha null", [&] { return cublasDaxpy_v2(h, 2, nullptr, d, 1, d, 1); }, kInvalid},
+        {"dot result null", [&] { return cublasDdot_v2(h, 2, d, 1, d, 1, nullptr); }, kInvalid},
+        {"nrm2 result null", [&] { return cublasDnrm2_v2(h, 2, d, 1, nullptr); }, kInvalid},
+        {"iamax result null", [&] { return cublasIdamax_v2(h, 2, d, 1, nullptr); }, kInvalid},
+        {"rot c null", [&] { return cublasDrot_v2(h, 2, d, 1, d, 1, nullptr, &one); }, kInvalid},
+        {"dot n < 0 is 0", [&] { return cublasDdot_v2(h, -3, d, 1, d, 1, &result); }, kOk},
+        {"iamax incx < 0 is 0", [&] { return cublasIdamax_v2(h, 2, d, -1, &index); }, kOk},
+        {"copy n = 0 touches nothing", [&] { return cublasDcopy_v2(h, 0, nullptr, 1, nullptr, 1); },
+         kOk},
     };
-    for (const ArgumentCase& c : cases) {
-        EXPECT_EQ(c.call(handle), c.expected) << c.what;
-    }
+    for (const ArgumentCase& c : cases) EXPECT_EQ(c.call(), c.expected) << c.what;
     EXPECT_EQ(zuliEmuViolationCount(), 0u);
 }
 
 TEST_F(BlasCalls, GemmWithEmptyInnerDimensionScalesC) {
     DeviceArray<float> C(std::vector<float>{1, 2, 3, 4});
     const float alpha = 5, beta = -2;
-    ASSERT_EQ(cublasSgemm_v2(handle, CUBLAS_OP_N, CUBLAS_OP_T, 2, 2, 0, &alpha, nullptr, 2,
-                             nullptr, 2, &beta, C.get(), 2),
+    ASSERT_EQ(cublasSgemm_v2(handle, CUBLAS_OP_N, CUBLAS_OP_T, 2, 2, 0, &alpha, nullptr, 2, nullptr,
+                             2, &beta, C.get(), 2),
               kOk);
     EXPECT_EQ(C.read(), (std::vector<float>{-2, -4, -6, -8}));
 }
@@ -320,13 +360,13 @@ TEST_F(BlasCallsDeathTest, BadOperandsAbortInStrictMode) {
     double result;
     const auto N = CUBLAS_OP_N;
     // A host array as an operand.
-    EXPECT_DEATH(cublasDgemm_v2(handle, N, N, 2, 3, 2, &one, host.data(), 2, B.get(), 2, &one,
-                                C.get(), 2),
-                 "cublasDgemm_v2");
+    EXPECT_DEATH(
+        cublasDgemm_v2(handle, N, N, 2, 3, 2, &one, host.data(), 2, B.get(), 2, &one, C.get(), 2),
+        "cublasDgemm_v2");
     // An extent past the allocation: 2 x 3 with lda 3 spans 8 elements of 6.
-    EXPECT_DEATH(cublasDgemm_v2(handle, N, N, 2, 3, 2, &one, A.get(), 2, B.get(), 2, &one,
-                                C.get(), 3),
-                 "cublasDgemm_v2");
+    EXPECT_DEATH(
+        cublasDgemm_v2(handle, N, N, 2, 3, 2, &one, A.get(), 2, B.get(), 2, &one, C.get(), 3),
+        "cublasDgemm_v2");
     // A strided vector past the allocation: 3 elements with increment 3 span 7.
     EXPECT_DEATH(cublasDnrm2_v2(handle, 3, A.get(), 3, &result), "cublasDnrm2_v2");
     // A device result in host pointer mode, a host scalar in device pointer mode.
@@ -415,9 +455,9 @@ TEST_F(BlasCalls, CountsCallsAndFlopsPerOperation) {
                              CUBLAS_DIAG_NON_UNIT, 4, 3, &one, d.get(), 4, d.get(), 4),
               kOk);
     // syrk n = 4, k = 3: 3 * 4 * 5 / 2 multiplications and as many additions.
-    ASSERT_EQ(cublasDsyrk_v2(handle, CUBLAS_FILL_MODE_UPPER, N, 4, 3, &one, d.get(), 4, &one,
-                             d.get(), 4),
-              kOk);
+    ASSERT_EQ(
+        cublasDsyrk_v2(handle, CUBLAS_FILL_MODE_UPPER, N, 4, 3, &one, d.get(), 4, &one, d.get(), 4),
+        kOk);
     cudaStream_t s;
     ASSERT_EQ(cublasGetStream_v2(handle, &s), kOk);  // not an operation: not counted
 

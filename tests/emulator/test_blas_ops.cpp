@@ -45,8 +45,8 @@ TYPED_TEST(BlasOps, GemmEveryTransposePair) {
                 this->handle, ta, tb, m, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
                 cu(&beta), cu(dC.get()), ldc));
             choose<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
-                CblasColMajor, cblasTrans(ta), cblasTrans(tb), m, n, k, blasScalar(alpha),
-                A.data(), lda, B.data(), ldb, blasScalar(beta), C.data(), ldc);
+                CblasColMajor, cblasTrans(ta), cblasTrans(tb), m, n, k, blasScalar(alpha), A.data(),
+                lda, B.data(), ldb, blasScalar(beta), C.data(), ldc);
             EXPECT_TRUE(near(C, dC.read(), tolerance<T>(k)));
         }
     }
@@ -72,9 +72,9 @@ void checkSymm(cublasHandle_t handle, bool hermitian) {
                     EXPECT_OK(chooseComplex<T>(cublasChemm_v2, cublasZhemm_v2)(
                         handle, side, uplo, m, n, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
                         cu(&beta), cu(dC.get()), ldc));
-                    chooseComplex<T>(cblas_chemm, cblas_zhemm)(CblasColMajor, cs, cu_, m, n,
-                                                               &alpha, A.data(), lda, B.data(),
-                                                               ldb, &beta, C.data(), ldc);
+                    chooseComplex<T>(cblas_chemm, cblas_zhemm)(CblasColMajor, cs, cu_, m, n, &alpha,
+                                                               A.data(), lda, B.data(), ldb, &beta,
+                                                               C.data(), ldc);
                     EXPECT_TRUE(near(C, dC.read(), tolerance<T>(ka)));
                     continue;
                 }
@@ -90,8 +90,12 @@ void checkSymm(cublasHandle_t handle, bool hermitian) {
     }
 }
 
-TYPED_TEST(BlasOps, SymmBothSidesAndTriangles) { checkSymm<TypeParam>(this->handle, false); }
-TYPED_TEST(BlasComplexOps, HemmBothSidesAndTriangles) { checkSymm<TypeParam>(this->handle, true); }
+TYPED_TEST(BlasOps, SymmBothSidesAndTriangles) {
+    checkSymm<TypeParam>(this->handle, false);
+}
+TYPED_TEST(BlasComplexOps, HemmBothSidesAndTriangles) {
+    checkSymm<TypeParam>(this->handle, true);
+}
 
 // The transposes a rank-k update takes: N, T, C for real data; N, T for complex symmetric ones.
 template <typename T>
@@ -117,10 +121,9 @@ TYPED_TEST(BlasOps, SyrkAndSyr2kEveryTriangleAndTranspose) {
             EXPECT_OK(choose<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCsyrk_v2, cublasZsyrk_v2)(
                 this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(&beta),
                 cu(dC.get()), ldc));
-            EXPECT_OK(
-                choose<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2, cublasZsyr2k_v2)(
-                    this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()),
-                    ldb, cu(&beta), cu(dC2.get()), ldc));
+            EXPECT_OK(choose<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2, cublasZsyr2k_v2)(
+                this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
+                cu(&beta), cu(dC2.get()), ldc));
             choose<T>(cblas_ssyrk, cblas_dsyrk, cblas_csyrk, cblas_zsyrk)(
                 CblasColMajor, cblasUplo(uplo), cblasTrans(trans), n, k, blasScalar(alpha),
                 A.data(), lda, blasScalar(beta), C.data(), ldc);
@@ -193,8 +196,8 @@ TYPED_TEST(BlasOps, TrsmEveryVariant) {
             this->handle, side, uplo, trans, diag, m, n, cu(&alpha), cu(dA.get()), lda,
             cu(dB.get()), ldb));
         choose<T>(cblas_strsm, cblas_dtrsm, cblas_ctrsm, cblas_ztrsm)(
-            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans),
-            cblasDiagOf(diag), m, n, blasScalar(alpha), A.data(), lda, B.data(), ldb);
+            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans), cblasDiagOf(diag),
+            m, n, blasScalar(alpha), A.data(), lda, B.data(), ldb);
         EXPECT_TRUE(near(B, dB.read(), tolerance<T>(ka)));
     });
 }
@@ -217,8 +220,8 @@ TYPED_TEST(BlasOps, TrmmOutOfPlaceEveryVariantLeavesBUnchanged) {
         for (int j = 0; j < n; ++j)
             for (int i = 0; i < m; ++i) C[i + size_t(j) * ldc] = B[i + size_t(j) * ldb];
         choose<T>(cblas_strmm, cblas_dtrmm, cblas_ctrmm, cblas_ztrmm)(
-            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans),
-            cblasDiagOf(diag), m, n, blasScalar(alpha), A.data(), lda, C.data(), ldc);
+            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans), cblasDiagOf(diag),
+            m, n, blasScalar(alpha), A.data(), lda, C.data(), ldc);
         EXPECT_EQ(B, dB.read());
         EXPECT_TRUE(near(C, dC.read(), tolerance<T>(ka)));
     });
@@ -252,8 +255,8 @@ TYPED_TEST(BlasOps, GemvEveryTransposeAndIncrement) {
     const T alpha = scalar<T>(2.0, 0.5), beta = scalar<T>(-1.0, 1.0);
     for (auto trans : kOps) {
         for (auto [incx, incy] : kIncs) {
-            SCOPED_TRACE(testing::Message() << "trans " << trans << " incs " << incx << ","
-                                            << incy);
+            SCOPED_TRACE(testing::Message()
+                         << "trans " << trans << " incs " << incx << "," << incy);
             const int lenX = trans == CUBLAS_OP_N ? n : m, lenY = trans == CUBLAS_OP_N ? m : n;
             auto A = randomVector<T>(size_t(lda) * n, 20);
             auto x = randomVector<T>(span(lenX, incx), 21);
@@ -263,8 +266,8 @@ TYPED_TEST(BlasOps, GemvEveryTransposeAndIncrement) {
                 this->handle, trans, m, n, cu(&alpha), cu(dA.get()), lda, cu(dx.get()), incx,
                 cu(&beta), cu(dy.get()), incy));
             choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
-                CblasColMajor, cblasTrans(trans), m, n, blasScalar(alpha), A.data(), lda,
-                x.data(), incx, blasScalar(beta), y.data(), incy);
+                CblasColMajor, cblasTrans(trans), m, n, blasScalar(alpha), A.data(), lda, x.data(),
+                incx, blasScalar(beta), y.data(), incy);
             EXPECT_TRUE(near(y, dy.read(), tolerance<T>(std::max(m, n))));
             EXPECT_EQ(x, dx.read());
         }
@@ -310,7 +313,9 @@ void checkSymv(cublasHandle_t handle, bool hermitian) {
     }
 }
 
-TYPED_TEST(BlasOps, SymvBothTrianglesAndIncrements) { checkSymv<TypeParam>(this->handle, false); }
+TYPED_TEST(BlasOps, SymvBothTrianglesAndIncrements) {
+    checkSymv<TypeParam>(this->handle, false);
+}
 TYPED_TEST(BlasComplexOps, HemvBothTrianglesAndIncrements) {
     checkSymv<TypeParam>(this->handle, true);
 }
@@ -327,8 +332,8 @@ TYPED_TEST(BlasOps, ZeroBetaIgnoresNaNInTheOutput) {
         this->handle, CUBLAS_FILL_MODE_LOWER, n, cu(&alpha), cu(dA.get()), n, cu(dx.get()), 1,
         cu(&beta), cu(dy.get()), 1));
     EXPECT_OK(choose<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2, cublasZgemm_v2)(
-        this->handle, CUBLAS_OP_N, CUBLAS_OP_N, n, n, n, cu(&alpha), cu(dA.get()), n,
-        cu(dA.get()), n, cu(&beta), cu(dC.get()), n));
+        this->handle, CUBLAS_OP_N, CUBLAS_OP_N, n, n, n, cu(&alpha), cu(dA.get()), n, cu(dA.get()),
+        n, cu(&beta), cu(dC.get()), n));
     const auto y = dy.read(), C = dC.read();
     for (int i = 0; i < n; ++i) EXPECT_FALSE(std::isnan(std::abs(y[i]))) << "y " << i;
     for (const T& v : C) EXPECT_FALSE(std::isnan(std::abs(v))) << "C";

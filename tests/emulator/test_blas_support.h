@@ -106,7 +106,9 @@ inline CBLAS_DIAG cblasDiagOf(cublasDiagType_t diag) {
 
 // Elements a strided vector of n elements spans, and where its element i lies (BLAS's layout:
 // a negative increment starts at the highest address).
-inline size_t span(int n, int inc) { return n <= 0 ? 0 : size_t(n - 1) * std::abs(inc) + 1; }
+inline size_t span(int n, int inc) {
+    return n <= 0 ? 0 : size_t(n - 1) * std::abs(inc) + 1;
+}
 inline size_t at(int i, int n, int inc) {
     return inc >= 0 ? size_t(i) * inc : size_t(n - 1 - i) * size_t(-inc);
 }
@@ -165,7 +167,7 @@ template <typename T>
 // A device allocation holding a copy of a host vector.
 template <typename T>
 class DeviceArray {
-public:
+  public:
     explicit DeviceArray(const std::vector<T>& host) : size_(host.size()) {
         EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&ptr_), bytes()), cudaSuccess);
         write(host);
@@ -195,14 +197,14 @@ public:
         EXPECT_EQ(cudaStreamSynchronize(cudaStreamLegacy), cudaSuccess);
     }
 
-private:
+  private:
     T* ptr_ = nullptr;
     size_t size_;
 };
 
 // A fresh emulator (default, lazy adversarial schedule, strict) and a handle on device 0.
 class BlasTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         zuliEmuReset();
         ASSERT_EQ(cublasCreate_v2(&handle), CUBLAS_STATUS_SUCCESS);
