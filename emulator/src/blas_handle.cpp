@@ -147,14 +147,21 @@ cublasStatus_t cublasCreate_v2(cublasHandle_t* handle) {
     return CUBLAS_STATUS_SUCCESS;
 }
 
+// Releasing a handle synchronises its device, as cuBLAS documents: work queued through the
+// handle has completed when this returns.
 cublasStatus_t cublasDestroy_v2(cublasHandle_t handle) {
     cublasStatus_t injected;
     if (emu::blasFault("cublasDestroy_v2", &injected)) return injected;
-    auto& r = registry();
-    std::scoped_lock lock(r.mutex);
-    cublasContext* ctx = emu::blas::liveContext(r, handle);
-    if (!ctx) return CUBLAS_STATUS_NOT_INITIALIZED;
-    ctx->live = false;
+    int device;
+    {
+        auto& r = registry();
+        std::scoped_lock lock(r.mutex);
+        cublasContext* ctx = emu::blas::liveContext(r, handle);
+        if (!ctx) return CUBLAS_STATUS_NOT_INITIALIZED;
+        ctx->live = false;
+        device = ctx->state.device;
+    }
+    emu::runAll(device);
     return CUBLAS_STATUS_SUCCESS;
 }
 

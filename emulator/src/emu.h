@@ -107,6 +107,10 @@ cudaError_t waitStream(cudaStream_t s, bool countSync = true);
 // The device a stream belongs to (0/legacy: the current device); -1 for an invalid handle.
 int streamDevice(cudaStream_t s);
 
+// Runs every pending work item of a device (all devices when device < 0) to completion, as
+// cudaDeviceSynchronize does, without its entry checks (cublasDestroy synchronises this way).
+void runAll(int device);
+
 // ---- counters -------------------------------------------------------------------------------------
 
 enum class CopyDir { H2D, D2H, D2D, H2H };

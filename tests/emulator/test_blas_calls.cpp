@@ -74,6 +74,18 @@ TEST_F(BlasCalls, DestroyedNullOrForeignHandleIsRefusedEverywhere) {
     EXPECT_EQ(cublasDestroy_v2(fresh), kOk);
 }
 
+TEST_F(BlasCalls, DestroySynchronisesTheDevice) {
+    cublasHandle_t h = nullptr;
+    ASSERT_EQ(cublasCreate_v2(&h), kOk);
+    cudaStream_t s = nonBlockingStream();
+    ASSERT_EQ(cublasSetStream_v2(h, s), kOk);
+    DeviceArray<double> x(std::vector<double>{1, 2, 3});
+    const double alpha = 2;
+    ASSERT_EQ(cublasDscal_v2(h, 3, &alpha, x.get(), 1), kOk);
+    ASSERT_EQ(cublasDestroy_v2(h), kOk);
+    EXPECT_EQ(x.read(), (std::vector<double>{2, 4, 6}));
+}
+
 TEST_F(BlasCalls, CreateNeedsAUsableDevice) {
     EXPECT_EQ(cublasCreate_v2(nullptr), kInvalid);
     for (zuliEmuMode mode : {ZULI_EMU_MODE_NO_DEVICE, ZULI_EMU_MODE_NO_DRIVER}) {
