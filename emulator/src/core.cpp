@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -191,8 +192,8 @@ cudaError_t lastError(bool clear) {
 cudaError_t violation(const char* op, const void* ptr, const std::string& what,
                       cudaError_t asError) {
     char text[1024];
-    std::snprintf(text, sizeof text, "zuli_emu: %s: %s (pointer %p)", op ? op : "?", what.c_str(),
-                  ptr);
+    std::snprintf(text, sizeof text, "zuli_emu: %s: %s (pointer 0x%" PRIxPTR ")", op ? op : "?",
+                  what.c_str(), reinterpret_cast<uintptr_t>(ptr));
     bool strict;
     {
         Guard g(lock());

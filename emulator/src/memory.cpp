@@ -383,6 +383,7 @@ static cudaError_t allocatePinned(const char* name, void** ptr, size_t size, uns
     size_t length = emu::roundUp(size, page);
     void* p = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (p == MAP_FAILED) return setError(cudaErrorMemoryAllocation);
+    emu::poison(static_cast<char*>(p), size);
     emu::g_pinned.emplace(reinterpret_cast<uintptr_t>(p),
                           emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, length,
                                            flags});

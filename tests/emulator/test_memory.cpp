@@ -78,6 +78,10 @@ TEST_F(MemoryTest, FreshAllocationsArePoisonedAndAligned) {
         EXPECT_TRUE(std::isnan(back.back())) << n;
         cudaFree(d);
     }
+    float* pinned = nullptr;
+    ASSERT_EQ(cudaMallocHost(&pinned, 100 * sizeof(float)), cudaSuccess);
+    EXPECT_TRUE(std::isnan(pinned[0]) && std::isnan(pinned[99]));
+    cudaFreeHost(pinned);
 }
 
 TEST_F(MemoryTest, HugeAllocationIsSparseAndAddressablePastTwoToThe31Elements) {
@@ -233,7 +237,7 @@ TEST_F(MemoryTest, DeviceRangeAndMatrixCheckTheExtent) {
     EXPECT_DEATH(emu::deviceRange(d + 1, 800, "op"), "overruns");
     std::vector<double> host(10);
     EXPECT_DEATH(emu::deviceRange(host.data(), 8, "op"), "host pointer used as device memory");
-    EXPECT_DEATH(emu::deviceRange(nullptr, 8, "op"), "null device pointer");
+    EXPECT_DEATH(emu::deviceRange(nullptr, 8, "op"), "null device pointer \\(pointer 0x0\\)");
     cudaFree(d);
     EXPECT_DEATH(emu::deviceRange(d, 8, "op"), "not inside a live device allocation");
 
