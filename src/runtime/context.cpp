@@ -200,10 +200,33 @@ bool versionsSupported() {
     return zuliGetCublasRuntimeVersion() > kMinimumCublasVersion - 1;
 }
 
+// Registers the calling thread for one initialisation and takes the registration back unless the
+// initialisation succeeds: a thread whose zuliInitialize failed will not call zuliShutdown, and
+// left registered it would keep the process initialised for ever. (Held under the global mutex.)
+class ThreadRegistration {
+public:
+    explicit ThreadRegistration(Lifecycle& life) : life_(life), id_(kernelThreadId()) {
+        added_ = life_.registeredThreads.insert(id_).second;
+        if (added_) ++life_.registeredCount;
+    }
+    ~ThreadRegistration() {
+        if (!added_ || kept_) return;
+        life_.registeredThreads.erase(id_);
+        --life_.registeredCount;
+    }
+    void keep() { kept_ = true; }
+
+private:
+    Lifecycle& life_;
+    int32_t id_;
+    bool added_ = false;
+    bool kept_ = false;
+};
+
 zuli::CallResult initializeBody() {
     Lifecycle& life = lifecycle();
     std::scoped_lock lock(life.mutex);
-    if (life.registeredThreads.insert(kernelThreadId()).second) ++life.registeredCount;
+    ThreadRegistration registration(life);
 
     if (usableDeviceCount() == 0) return {zuliNoHardware, 0};
 
@@ -221,6 +244,7 @@ zuli::CallResult initializeBody() {
         life.initialized.store(1, std::memory_order_release);
     }
     cudalib::checkCuda(cudaDeviceSynchronize());
+    if (status == zuliNoError) registration.keep();
     return {status, 0};
 }
 

@@ -55,6 +55,8 @@ TEST_F(Lifecycle, VersionChecks) {
         EXPECT_EQ(zuliInitialize(), row.expected);
         EXPECT_EQ(zuli::lastStatus(), row.expected);
         EXPECT_EQ(zuli::isInitialized(), row.expected == zuliNoError);
+        EXPECT_EQ(zuli::lifecycleSnapshot().registeredThreads, row.expected == zuliNoError ? 1u : 0u)
+            << "a failed initialisation leaves no registration behind";
         zuliShutdown();
     }
 }
@@ -88,9 +90,25 @@ TEST_F(Lifecycle, NoUsableDeviceGivesNoHardware) {
         EXPECT_EQ(count, 0);
         EXPECT_EQ(zuliInitialize(), zuliNoHardware);
         EXPECT_FALSE(zuli::isInitialized());
+        EXPECT_EQ(zuli::lifecycleSnapshot().registeredThreads, 0u);
         EXPECT_EQ(zuliGetExecutingDevice(&count), zuliNotInitialized);
         EXPECT_EQ(cudaGetLastError(), cudaSuccess) << "the 'no GPU' answer is not left pending";
     }
+}
+
+TEST_F(Lifecycle, AFailedInitialisationDoesNotHoldTheLibrary) {
+    {
+        Worker failing;
+        zuliEmuSetVersions(6000, 5050, 130000);
+        EXPECT_EQ(failing.run([] { return zuliInitialize(); }), zuliInsufficientRuntime);
+    }
+    zuliEmuSetVersions(13000, 13000, 130000);
+    ASSERT_EQ(zuliInitialize(), zuliNoError);
+    Worker failing;
+    zuliEmuFailBlasCall("cublasCreate_v2", 1, CUBLAS_STATUS_NOT_INITIALIZED);
+    EXPECT_EQ(failing.run([] { return zuliInitialize(); }), zuliBlasError);
+    zuliShutdown();
+    EXPECT_FALSE(zuli::isInitialized());
 }
 
 TEST_F(Lifecycle, AThreadIsRegisteredOnce) {
