@@ -119,13 +119,21 @@ void zuliEmuSetStrict(int strict) {
     emu::config().strict = strict != 0;
 }
 
-unsigned long long zuliEmuViolationCount(void) { return emu::violationCount(); }
+unsigned long long zuliEmuViolationCount(void) {
+    return emu::violationCount();
+}
 
-const char* zuliEmuLastViolation(void) { return emu::lastViolationText(); }
+const char* zuliEmuLastViolation(void) {
+    return emu::lastViolationText();
+}
 
-void zuliEmuFailDeviceAlloc(int k) { emu::armAllocFaults(k, -1); }
+void zuliEmuFailDeviceAlloc(int k) {
+    emu::armAllocFaults(k, -1);
+}
 
-void zuliEmuFailPinnedAlloc(int k) { emu::armAllocFaults(-1, k); }
+void zuliEmuFailPinnedAlloc(int k) {
+    emu::armAllocFaults(-1, k);
+}
 
 void zuliEmuFailBlasCall(const char* name, int k, int status) {
     emu::armBlasFault(name, k, static_cast<cublasStatus_t>(status));
@@ -139,11 +147,17 @@ void zuliEmuGetCounters(zuliEmuCounters* out) {
     if (out) emu::readCounters(out);
 }
 
-void zuliEmuResetCounters(void) { emu::resetCounters(); }
+void zuliEmuResetCounters(void) {
+    emu::resetCounters();
+}
 
-unsigned long long zuliEmuBlasOpCalls(const char* op) { return emu::opCalls(op); }
+unsigned long long zuliEmuBlasOpCalls(const char* op) {
+    return emu::opCalls(op);
+}
 
-double zuliEmuBlasOpFlops(const char* op) { return emu::opFlops(op); }
+double zuliEmuBlasOpFlops(const char* op) {
+    return emu::opFlops(op);
+}
 
 size_t zuliEmuDeviceAllocationLog(unsigned long long* sizes, size_t max) {
     return emu::allocationLog(sizes, max);

@@ -35,27 +35,32 @@ int cublasVersion() {
 cudaError_t modeError() {
     Guard g(lock());
     switch (config().mode) {
-    case ZULI_EMU_MODE_NO_DEVICE: return cudaErrorNoDevice;
-    case ZULI_EMU_MODE_NO_DRIVER: return cudaErrorInsufficientDriver;
-    default: return config().devices.empty() ? cudaErrorNoDevice : cudaSuccess;
+        case ZULI_EMU_MODE_NO_DEVICE:
+            return cudaErrorNoDevice;
+        case ZULI_EMU_MODE_NO_DRIVER:
+            return cudaErrorInsufficientDriver;
+        default:
+            return config().devices.empty() ? cudaErrorNoDevice : cudaSuccess;
     }
 }
 
 bool isSticky(cudaError_t e) {
     switch (e) {
-    case cudaErrorIllegalAddress:
-    case cudaErrorLaunchFailure:
-    case cudaErrorLaunchTimeout:
-    case cudaErrorAssert:
-    case cudaErrorHardwareStackError:
-    case cudaErrorIllegalInstruction:
-    case cudaErrorMisalignedAddress:
-    case cudaErrorInvalidAddressSpace:
-    case cudaErrorInvalidPc:
-    case cudaErrorECCUncorrectable:
-    case cudaErrorNvlinkUncorrectable:
-    case cudaErrorTensorMemoryLeak: return true;
-    default: return false;
+        case cudaErrorIllegalAddress:
+        case cudaErrorLaunchFailure:
+        case cudaErrorLaunchTimeout:
+        case cudaErrorAssert:
+        case cudaErrorHardwareStackError:
+        case cudaErrorIllegalInstruction:
+        case cudaErrorMisalignedAddress:
+        case cudaErrorInvalidAddressSpace:
+        case cudaErrorInvalidPc:
+        case cudaErrorECCUncorrectable:
+        case cudaErrorNvlinkUncorrectable:
+        case cudaErrorTensorMemoryLeak:
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -79,7 +84,7 @@ thread_local ThreadState t_state;
 cudaError_t g_sticky[kMaxDevices] = {};
 
 struct CudaFaultRule {
-    std::string name; // empty: any runtime call
+    std::string name;  // empty: any runtime call
     int remaining;
     cudaError_t error;
 };
@@ -90,7 +95,7 @@ struct BlasFaultRule {
 };
 std::vector<CudaFaultRule> g_cudaFaults;
 std::vector<BlasFaultRule> g_blasFaults;
-int g_deviceAllocFault = 0; // countdown, 0: disarmed
+int g_deviceAllocFault = 0;  // countdown, 0: disarmed
 int g_pinnedAllocFault = 0;
 
 zuliEmuCounters g_counters = {};
@@ -105,7 +110,8 @@ unsigned long long g_violations = 0;
 std::string g_lastViolation;
 
 // Counts the rule down when it matches `name`; true when it fires now.
-template <class Rule> bool fire(std::vector<Rule>& rules, const char* name, Rule* fired) {
+template <class Rule>
+bool fire(std::vector<Rule>& rules, const char* name, Rule* fired) {
     bool any = false;
     for (auto it = rules.begin(); it != rules.end();) {
         if (it->name.empty() || (name && it->name == name)) {
@@ -145,25 +151,31 @@ void setCurrentDevice(int device) {
     t_state.device = device;
 }
 
-int executingDevice() { return t_state.executingDevice; }
-void setExecutingDevice(int device) { t_state.executingDevice = device; }
+int executingDevice() {
+    return t_state.executingDevice;
+}
+void setExecutingDevice(int device) {
+    t_state.executingDevice = device;
+}
 
 static int errorDevice() {
     int dev = t_state.executingDevice >= 0 ? t_state.executingDevice : currentDevice();
     return std::clamp(dev, 0, kMaxDevices - 1);
 }
 
-cudaError_t setError(cudaError_t e) {
+cudaError_t setErrorOn(int device, cudaError_t e) {
     resetThreadState();
     if (e == cudaSuccess) return e;
     t_state.lastError = e;
     if (isSticky(e)) {
         Guard g(lock());
-        int dev = errorDevice();
+        int dev = std::clamp(device, 0, kMaxDevices - 1);
         if (g_sticky[dev] == cudaSuccess) g_sticky[dev] = e;
     }
     return e;
 }
+
+cudaError_t setError(cudaError_t e) { return setErrorOn(errorDevice(), e); }
 
 cudaError_t stickyError() {
     Guard g(lock());
@@ -242,15 +254,24 @@ cudaError_t deviceEntry(const char* name) {
     return setError(stickyError());
 }
 
-// ---- counters ---------------------------------------------------------------------------------------
+// ---- counters
+// ---------------------------------------------------------------------------------------
 
 void countCopy(CopyDir dir, size_t bytes) {
     Guard g(lock());
     switch (dir) {
-    case CopyDir::H2D: ++g_counters.h2dCopies, g_counters.h2dBytes += bytes; break;
-    case CopyDir::D2H: ++g_counters.d2hCopies, g_counters.d2hBytes += bytes; break;
-    case CopyDir::D2D: ++g_counters.d2dCopies, g_counters.d2dBytes += bytes; break;
-    case CopyDir::H2H: ++g_counters.h2hCopies, g_counters.h2hBytes += bytes; break;
+        case CopyDir::H2D:
+            ++g_counters.h2dCopies, g_counters.h2dBytes += bytes;
+            break;
+        case CopyDir::D2H:
+            ++g_counters.d2hCopies, g_counters.d2hBytes += bytes;
+            break;
+        case CopyDir::D2D:
+            ++g_counters.d2dCopies, g_counters.d2dBytes += bytes;
+            break;
+        case CopyDir::H2H:
+            ++g_counters.h2hCopies, g_counters.h2hBytes += bytes;
+            break;
     }
 }
 
@@ -315,7 +336,8 @@ bool pinnedAllocFault() {
     return g_pinnedAllocFault > 0 && --g_pinnedAllocFault == 0;
 }
 
-// ---- hooks for the control API (control.cpp) ------------------------------------------------------
+// ---- hooks for the control API (control.cpp)
+// ------------------------------------------------------
 
 void armCudaFault(const char* name, int k, cudaError_t error) {
     Guard g(lock());

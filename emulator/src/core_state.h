@@ -19,10 +19,11 @@ namespace emu {
 std::recursive_mutex& lock();
 using Guard = std::scoped_lock<std::recursive_mutex>;
 
-// ---- configuration and mode ----------------------------------------------------------------------
+// ---- configuration and mode
+// ----------------------------------------------------------------------
 
 struct Config {
-    std::vector<zuliEmuDeviceConfig> devices; // size == device count
+    std::vector<zuliEmuDeviceConfig> devices;  // size == device count
     int runtimeVersion = 13000;
     int driverVersion = 13000;
     int cublasVersion = 130000;
@@ -60,18 +61,19 @@ cudaError_t entry(const char* name);
 // As entry(), plus the sticky error of the current device (for calls that use the device).
 cudaError_t deviceEntry(const char* name);
 
-#define EMU_ENTRY(name)                                                                            \
-    do {                                                                                           \
-        cudaError_t entryError_ = ::emu::entry(name);                                              \
-        if (entryError_ != cudaSuccess) return entryError_;                                        \
+#define EMU_ENTRY(name)                                     \
+    do {                                                    \
+        cudaError_t entryError_ = ::emu::entry(name);       \
+        if (entryError_ != cudaSuccess) return entryError_; \
     } while (0)
-#define EMU_DEVICE_ENTRY(name)                                                                     \
-    do {                                                                                           \
-        cudaError_t entryError_ = ::emu::deviceEntry(name);                                        \
-        if (entryError_ != cudaSuccess) return entryError_;                                        \
+#define EMU_DEVICE_ENTRY(name)                              \
+    do {                                                    \
+        cudaError_t entryError_ = ::emu::deviceEntry(name); \
+        if (entryError_ != cudaSuccess) return entryError_; \
     } while (0)
 
-// ---- counters (core-internal) ---------------------------------------------------------------------
+// ---- counters (core-internal)
+// ---------------------------------------------------------------------
 
 void countSync();
 void countMemset(size_t bytes);
@@ -84,13 +86,17 @@ void countPinnedFree(size_t bytes);
 bool deviceAllocFault();
 bool pinnedAllocFault();
 
-// The calling thread's last error (or the device's sticky error); `clear` resets the non-sticky one.
+// setError() for an error that belongs to `device` (a stream's device, not the current one).
+cudaError_t setErrorOn(int device, cudaError_t e);
+
+// The calling thread's last error (or the device's sticky error); `clear` resets the non-sticky
+// one.
 cudaError_t lastError(bool clear);
 
 // Control hooks (core.cpp), used by the control API.
 void armCudaFault(const char* name, int k, cudaError_t error);
 void armBlasFault(const char* name, int k, cublasStatus_t status);
-void armAllocFaults(int device, int pinned); // a negative value leaves that fault alone
+void armAllocFaults(int device, int pinned);  // a negative value leaves that fault alone
 void readCounters(zuliEmuCounters* out);
 void resetCounters();
 unsigned long long opCalls(const char* op);
@@ -100,19 +106,22 @@ unsigned long long violationCount();
 const char* lastViolationText();
 void resetErrorsAndFaults();
 
-// ---- memory (memory.cpp) --------------------------------------------------------------------------
+// ---- memory (memory.cpp)
+// --------------------------------------------------------------------------
 
 // Bytes allocated on a device (what cudaMemGetInfo subtracts from the total).
 size_t liveBytesOn(int device);
 // Frees every device allocation of a device (cudaDeviceReset).
 void freeAllOn(int device);
 bool hasAllocationsOn(int device);
-// True for any address of the device arena, live or not (a freed device pointer is not host memory).
+// True for any address of the device arena, live or not (a freed device pointer is not host
+// memory).
 bool inDeviceArena(const void* p);
 // The device of the device or page-locked allocation containing p, -1 if none.
 int allocationDevice(const void* p);
 
-// ---- scheduler (stream.cpp) -----------------------------------------------------------------------
+// ---- scheduler (stream.cpp)
+// -----------------------------------------------------------------------
 
 // Runs every pending work item (and what it depends on); device < 0 means all devices.
 void runAll(int device);

@@ -31,7 +31,9 @@ constexpr size_t kDeviceAlignment = 256;
 constexpr size_t kPoisonAll = 64ull << 20;
 constexpr size_t kPoisonEdge = 1ull << 20;
 
-size_t roundUp(size_t x, size_t a) { return (x + a - 1) / a * a; }
+size_t roundUp(size_t x, size_t a) {
+    return (x + a - 1) / a * a;
+}
 
 struct Arena {
     int fd = -1;
@@ -39,17 +41,17 @@ struct Arena {
     char* priv = nullptr;
     size_t bytes = 0;
     size_t page = 4096;
-    size_t cursor = 0;                  // next-fit start: delays the reuse of freed addresses
-    std::map<size_t, size_t> freeSpans; // offset -> length
+    size_t cursor = 0;                   // next-fit start: delays the reuse of freed addresses
+    std::map<size_t, size_t> freeSpans;  // offset -> length
 };
 
 struct DeviceAlloc {
     uint64_t id;
     int device;
-    size_t size;       // bytes requested
-    size_t slotOffset; // guard page + data pages, in arena offsets
+    size_t size;        // bytes requested
+    size_t slotOffset;  // guard page + data pages, in arena offsets
     size_t slotLength;
-    size_t dataOffset; // first data page
+    size_t dataOffset;  // first data page
     size_t dataLength;
 };
 
@@ -63,8 +65,8 @@ struct PinnedBlock {
 
 Arena g_arena;
 bool g_arenaReady = false;
-std::map<uintptr_t, DeviceAlloc> g_device; // public start -> allocation
-std::map<uintptr_t, PinnedBlock> g_pinned; // start -> block
+std::map<uintptr_t, DeviceAlloc> g_device;  // public start -> allocation
+std::map<uintptr_t, PinnedBlock> g_pinned;  // start -> block
 uint64_t g_nextId = 1;
 size_t g_liveOn[kMaxDevices] = {};
 
@@ -220,14 +222,16 @@ void releaseDevice(std::map<uintptr_t, DeviceAlloc>::iterator it) {
 }
 
 std::string describeNonDevice(const void* p) {
-    if (inArena(p)) return "address is not inside a live device allocation (freed or never allocated)";
+    if (inArena(p))
+        return "address is not inside a live device allocation (freed or never allocated)";
     if (findPinned(p).second) return "page-locked host pointer used as device memory";
     return "host pointer used as device memory";
 }
 
 }  // namespace
 
-// ---- internal interface ---------------------------------------------------------------------------
+// ---- internal interface
+// ---------------------------------------------------------------------------
 
 MemKind classify(const void* p) {
     Guard g(lock());
@@ -316,7 +320,8 @@ int allocationDevice(const void* p) {
 
 }  // namespace emu
 
-// ---- CUDA runtime: allocation -----------------------------------------------------------------------
+// ---- CUDA runtime: allocation
+// -----------------------------------------------------------------------
 
 using emu::Guard;
 using emu::lock;
@@ -384,9 +389,9 @@ static cudaError_t allocatePinned(const char* name, void** ptr, size_t size, uns
     void* p = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (p == MAP_FAILED) return setError(cudaErrorMemoryAllocation);
     emu::poison(static_cast<char*>(p), size);
-    emu::g_pinned.emplace(reinterpret_cast<uintptr_t>(p),
-                          emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, length,
-                                           flags});
+    emu::g_pinned.emplace(
+        reinterpret_cast<uintptr_t>(p),
+        emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, length, flags});
     emu::countPinnedAlloc(size);
     *ptr = p;
     return cudaSuccess;
@@ -432,8 +437,8 @@ cudaError_t cudaHostRegister(void* ptr, size_t size, unsigned int flags) {
                     (next != emu::g_pinned.begin() &&
                      std::prev(next)->first + std::prev(next)->second.size > start);
     if (overlaps) return setError(cudaErrorHostMemoryAlreadyRegistered);
-    emu::g_pinned.emplace(start, emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, 0,
-                                                  flags});
+    emu::g_pinned.emplace(start,
+                          emu::PinnedBlock{emu::g_nextId++, emu::currentDevice(), size, 0, flags});
     return cudaSuccess;
 }
 

@@ -20,19 +20,24 @@ namespace {
 
 const char* kindName(cudaMemcpyKind kind) {
     switch (kind) {
-    case cudaMemcpyHostToHost: return "cudaMemcpyHostToHost";
-    case cudaMemcpyHostToDevice: return "cudaMemcpyHostToDevice";
-    case cudaMemcpyDeviceToHost: return "cudaMemcpyDeviceToHost";
-    case cudaMemcpyDeviceToDevice: return "cudaMemcpyDeviceToDevice";
-    default: return "cudaMemcpyDefault";
+        case cudaMemcpyHostToHost:
+            return "cudaMemcpyHostToHost";
+        case cudaMemcpyHostToDevice:
+            return "cudaMemcpyHostToDevice";
+        case cudaMemcpyDeviceToHost:
+            return "cudaMemcpyDeviceToHost";
+        case cudaMemcpyDeviceToDevice:
+            return "cudaMemcpyDeviceToDevice";
+        default:
+            return "cudaMemcpyDefault";
     }
 }
 
 // The shape of a copy: depth slices of height rows of width bytes.
 struct Shape {
     size_t width, height, depth;
-    size_t dpitch, spitch; // bytes between rows
-    size_t dslice, sslice; // bytes between slices
+    size_t dpitch, spitch;  // bytes between rows
+    size_t dslice, sslice;  // bytes between slices
 };
 
 size_t extentBytes(const Shape& s, bool dst) {
@@ -64,26 +69,32 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
         bool wantDst = kind == cudaMemcpyHostToDevice || kind == cudaMemcpyDeviceToDevice;
         bool wantSrc = kind == cudaMemcpyDeviceToHost || kind == cudaMemcpyDeviceToDevice;
         if (wantDst != dstDevice)
-            return violation(op, dst,
-                             std::string(kindName(kind)) + ": destination is " +
-                                 (dstDevice ? "device memory" : "host memory, used as device memory"),
-                             cudaErrorInvalidMemcpyDirection);
+            return violation(
+                op, dst,
+                std::string(kindName(kind)) + ": destination is " +
+                    (dstDevice ? "device memory" : "host memory, used as device memory"),
+                cudaErrorInvalidMemcpyDirection);
         if (wantSrc != srcDevice)
-            return violation(op, src,
-                             std::string(kindName(kind)) + ": source is " +
-                                 (srcDevice ? "device memory" : "host memory, used as device memory"),
-                             cudaErrorInvalidMemcpyDirection);
+            return violation(
+                op, src,
+                std::string(kindName(kind)) + ": source is " +
+                    (srcDevice ? "device memory" : "host memory, used as device memory"),
+                cudaErrorInvalidMemcpyDirection);
     }
-    int dev = dstDevice ? allocationDevice(dst) : srcDevice ? allocationDevice(src) : currentDevice();
+    int dev = dstDevice   ? allocationDevice(dst)
+              : srcDevice ? allocationDevice(src)
+                          : currentDevice();
     size_t pitchLimit = limits(dev < 0 ? currentDevice() : dev).memPitch;
-    if (pitched && ((dstDevice && shape.dpitch > pitchLimit) || (srcDevice && shape.spitch > pitchLimit)))
+    if (pitched &&
+        ((dstDevice && shape.dpitch > pitchLimit) || (srcDevice && shape.spitch > pitchLimit)))
         return setError(cudaErrorInvalidPitchValue);
 
     char* d = static_cast<char*>(dst);
     const char* s = static_cast<const char*>(src);
     if (dstDevice && !(d = static_cast<char*>(deviceRange(dst, extentBytes(shape, true), op))))
         return cudaErrorIllegalAddress;
-    if (srcDevice && !(s = static_cast<const char*>(deviceRange(src, extentBytes(shape, false), op))))
+    if (srcDevice &&
+        !(s = static_cast<const char*>(deviceRange(src, extentBytes(shape, false), op))))
         return cudaErrorIllegalAddress;
 
     size_t bytes = shape.width * shape.height * shape.depth;
@@ -102,17 +113,18 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
         countCopy(CopyDir::D2D, bytes);
         return submit(target, op, run, uses);
     }
-    if (dstDevice) { // host to device
+    if (dstDevice) {  // host to device
         countCopy(CopyDir::H2D, bytes);
         if (classify(src) == MemKind::Pinned) return submit(target, op, run, uses);
         // Pageable source: the data is staged now, the device write happens when the work runs.
         auto staged = std::make_shared<std::vector<char>>(extentBytes(shape, false));
-        copyRows(staged->data(), s, {shape.width, shape.height, shape.depth, shape.spitch,
-                                     shape.spitch, shape.sslice, shape.sslice});
-        return submit(target, op, [d, staged, shape] { copyRows(d, staged->data(), shape); },
-                      uses);
+        copyRows(staged->data(), s,
+                 {shape.width, shape.height, shape.depth, shape.spitch, shape.spitch, shape.sslice,
+                  shape.sslice});
+        return submit(
+            target, op, [d, staged, shape] { copyRows(d, staged->data(), shape); }, uses);
     }
-    if (srcDevice) { // device to host
+    if (srcDevice) {  // device to host
         countCopy(CopyDir::D2H, bytes);
         if (classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
         return submitAndWait(target, op, run, uses);
@@ -121,8 +133,8 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
     return submitAndWait(target, op, run, uses);
 }
 
-cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t width,
-                     size_t height, cudaStream_t stream, bool async) {
+cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t width, size_t height,
+                     cudaStream_t stream, bool async) {
     if (width == 0 || height == 0) return cudaSuccess;
     if (height > 1 && width > pitch) return setError(cudaErrorInvalidValue);
     if (!p) return setError(cudaErrorInvalidValue);
@@ -143,8 +155,13 @@ cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t wi
 cudaError_t copy3D(const char* op, const cudaMemcpy3DParms* p, cudaStream_t stream, bool async) {
     if (!p || p->srcArray || p->dstArray) return setError(cudaErrorInvalidValue);
     const cudaExtent& e = p->extent;
-    Shape shape{e.width, e.height, e.depth, p->dstPtr.pitch, p->srcPtr.pitch,
-                p->dstPtr.pitch * p->dstPtr.ysize, p->srcPtr.pitch * p->srcPtr.ysize};
+    Shape shape{e.width,
+                e.height,
+                e.depth,
+                p->dstPtr.pitch,
+                p->srcPtr.pitch,
+                p->dstPtr.pitch * p->dstPtr.ysize,
+                p->srcPtr.pitch * p->srcPtr.ysize};
     if (e.height > p->dstPtr.ysize || e.height > p->srcPtr.ysize) {
         if (e.depth > 1) return setError(cudaErrorInvalidValue);
     }

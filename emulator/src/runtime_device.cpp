@@ -30,7 +30,9 @@ DeviceLimits limits(int device) {
 
 namespace {
 
-bool validDevice(int device) { return device >= 0 && device < deviceCount(); }
+bool validDevice(int device) {
+    return device >= 0 && device < deviceCount();
+}
 
 struct ErrorText {
     cudaError_t code;
@@ -38,7 +40,8 @@ struct ErrorText {
     const char* text;
 };
 
-#define EMU_ERROR(code, text) {code, #code, text}
+#define EMU_ERROR(code, text) \
+    { code, #code, text }
 const ErrorText kErrorTexts[] = {
     EMU_ERROR(cudaSuccess, "no error"),
     EMU_ERROR(cudaErrorInvalidValue, "invalid argument"),
@@ -51,10 +54,13 @@ const ErrorText kErrorTexts[] = {
     EMU_ERROR(cudaErrorInvalidHostPointer, "invalid host pointer"),
     EMU_ERROR(cudaErrorInvalidDevicePointer, "invalid device pointer"),
     EMU_ERROR(cudaErrorInvalidMemcpyDirection, "invalid copy direction for memcpy"),
-    EMU_ERROR(cudaErrorMemoryValueTooLarge, "memory size or pointer value too large to fit in 32 bit"),
+    EMU_ERROR(cudaErrorMemoryValueTooLarge,
+              "memory size or pointer value too large to fit in 32 bit"),
     EMU_ERROR(cudaErrorStubLibrary, "CUDA driver is a stub library"),
-    EMU_ERROR(cudaErrorInsufficientDriver, "CUDA driver version is insufficient for CUDA runtime version"),
-    EMU_ERROR(cudaErrorCallRequiresNewerDriver, "API call is not supported in the installed CUDA driver"),
+    EMU_ERROR(cudaErrorInsufficientDriver,
+              "CUDA driver version is insufficient for CUDA runtime version"),
+    EMU_ERROR(cudaErrorCallRequiresNewerDriver,
+              "API call is not supported in the installed CUDA driver"),
     EMU_ERROR(cudaErrorDevicesUnavailable, "CUDA-capable device(s) is/are busy or unavailable"),
     EMU_ERROR(cudaErrorMissingConfiguration, "__global__ function call is not configured"),
     EMU_ERROR(cudaErrorInvalidDeviceFunction, "invalid device function"),
@@ -63,7 +69,8 @@ const ErrorText kErrorTexts[] = {
     EMU_ERROR(cudaErrorStartupFailure, "device kernel image is invalid"),
     EMU_ERROR(cudaErrorInvalidKernelImage, "device kernel image is invalid"),
     EMU_ERROR(cudaErrorDeviceUninitialized, "invalid device context"),
-    EMU_ERROR(cudaErrorNoKernelImageForDevice, "no kernel image is available for execution on the device"),
+    EMU_ERROR(cudaErrorNoKernelImageForDevice,
+              "no kernel image is available for execution on the device"),
     EMU_ERROR(cudaErrorECCUncorrectable, "uncorrectable ECC error encountered"),
     EMU_ERROR(cudaErrorUnsupportedLimit, "limit is not supported on this architecture"),
     EMU_ERROR(cudaErrorOperatingSystem, "OS call failed or operation not supported on this OS"),
@@ -79,18 +86,22 @@ const ErrorText kErrorTexts[] = {
     EMU_ERROR(cudaErrorSetOnActiveProcess, "cannot set while device is active in this process"),
     EMU_ERROR(cudaErrorContextIsDestroyed, "context is destroyed"),
     EMU_ERROR(cudaErrorAssert, "device-side assert triggered"),
-    EMU_ERROR(cudaErrorHostMemoryAlreadyRegistered, "part or all of the requested memory range is already mapped"),
-    EMU_ERROR(cudaErrorHostMemoryNotRegistered, "pointer does not correspond to a registered memory region"),
+    EMU_ERROR(cudaErrorHostMemoryAlreadyRegistered,
+              "part or all of the requested memory range is already mapped"),
+    EMU_ERROR(cudaErrorHostMemoryNotRegistered,
+              "pointer does not correspond to a registered memory region"),
     EMU_ERROR(cudaErrorHardwareStackError, "hardware stack error"),
     EMU_ERROR(cudaErrorIllegalInstruction, "an illegal instruction was encountered"),
     EMU_ERROR(cudaErrorMisalignedAddress, "misaligned address"),
-    EMU_ERROR(cudaErrorInvalidAddressSpace, "operation not supported on global/shared address space"),
+    EMU_ERROR(cudaErrorInvalidAddressSpace,
+              "operation not supported on global/shared address space"),
     EMU_ERROR(cudaErrorInvalidPc, "invalid program counter"),
     EMU_ERROR(cudaErrorLaunchFailure, "unspecified launch failure"),
     EMU_ERROR(cudaErrorCooperativeLaunchTooLarge, "too many blocks in cooperative launch"),
     EMU_ERROR(cudaErrorNotPermitted, "operation not permitted"),
     EMU_ERROR(cudaErrorNotSupported, "operation not supported"),
-    EMU_ERROR(cudaErrorSystemDriverMismatch, "system has unsupported display driver / cuda driver combination"),
+    EMU_ERROR(cudaErrorSystemDriverMismatch,
+              "system has unsupported display driver / cuda driver combination"),
     EMU_ERROR(cudaErrorTimeout, "wait operation timed out"),
     EMU_ERROR(cudaErrorUnknown, "unknown error"),
 };
@@ -215,40 +226,107 @@ cudaError_t cudaDeviceGetAttribute(int* value, cudaDeviceAttr attr, int device) 
     const zuliEmuDeviceConfig& c = emu::config().devices[device];
     auto clampInt = [](size_t v) { return static_cast<int>(std::min<size_t>(v, 2147483647)); };
     switch (attr) {
-    case cudaDevAttrMaxThreadsPerBlock: *value = c.maxThreadsPerBlock; break;
-    case cudaDevAttrMaxBlockDimX: *value = c.maxThreadsDim[0]; break;
-    case cudaDevAttrMaxBlockDimY: *value = c.maxThreadsDim[1]; break;
-    case cudaDevAttrMaxBlockDimZ: *value = c.maxThreadsDim[2]; break;
-    case cudaDevAttrMaxGridDimX: *value = c.maxGridSize[0]; break;
-    case cudaDevAttrMaxGridDimY: *value = c.maxGridSize[1]; break;
-    case cudaDevAttrMaxGridDimZ: *value = c.maxGridSize[2]; break;
-    case cudaDevAttrMaxSharedMemoryPerBlock: *value = clampInt(c.sharedMemPerBlock); break;
-    case cudaDevAttrTotalConstantMemory: *value = 65536; break;
-    case cudaDevAttrWarpSize: *value = c.warpSize; break;
-    case cudaDevAttrMaxPitch: *value = clampInt(c.memPitch); break;
-    case cudaDevAttrMaxRegistersPerBlock: *value = 65536; break;
-    case cudaDevAttrClockRate: *value = c.clockRateKHz; break;
-    case cudaDevAttrTextureAlignment: *value = clampInt(c.textureAlignment); break;
-    case cudaDevAttrGpuOverlap: *value = c.asyncEngineCount > 0; break;
-    case cudaDevAttrMultiProcessorCount: *value = c.multiProcessorCount; break;
-    case cudaDevAttrKernelExecTimeout: *value = 0; break;
-    case cudaDevAttrIntegrated: *value = 0; break;
-    case cudaDevAttrCanMapHostMemory: *value = 1; break;
-    case cudaDevAttrComputeMode: *value = cudaComputeModeDefault; break;
-    case cudaDevAttrConcurrentKernels: *value = c.concurrentKernels; break;
-    case cudaDevAttrEccEnabled: *value = 1; break;
-    case cudaDevAttrPciBusId: *value = device + 1; break;
-    case cudaDevAttrMemoryClockRate: *value = c.memoryClockRateKHz; break;
-    case cudaDevAttrGlobalMemoryBusWidth: *value = c.memoryBusWidth; break;
-    case cudaDevAttrL2CacheSize: *value = 50 << 20; break;
-    case cudaDevAttrMaxThreadsPerMultiProcessor: *value = 2048; break;
-    case cudaDevAttrAsyncEngineCount: *value = c.asyncEngineCount; break;
-    case cudaDevAttrUnifiedAddressing: *value = 1; break;
-    case cudaDevAttrTexturePitchAlignment: *value = clampInt(c.texturePitchAlignment); break;
-    case cudaDevAttrComputeCapabilityMajor: *value = c.major; break;
-    case cudaDevAttrComputeCapabilityMinor: *value = c.minor; break;
-    case cudaDevAttrMaxSharedMemoryPerMultiprocessor: *value = 233472; break;
-    default: return setError(cudaErrorInvalidValue);
+        case cudaDevAttrMaxThreadsPerBlock:
+            *value = c.maxThreadsPerBlock;
+            break;
+        case cudaDevAttrMaxBlockDimX:
+            *value = c.maxThreadsDim[0];
+            break;
+        case cudaDevAttrMaxBlockDimY:
+            *value = c.maxThreadsDim[1];
+            break;
+        case cudaDevAttrMaxBlockDimZ:
+            *value = c.maxThreadsDim[2];
+            break;
+        case cudaDevAttrMaxGridDimX:
+            *value = c.maxGridSize[0];
+            break;
+        case cudaDevAttrMaxGridDimY:
+            *value = c.maxGridSize[1];
+            break;
+        case cudaDevAttrMaxGridDimZ:
+            *value = c.maxGridSize[2];
+            break;
+        case cudaDevAttrMaxSharedMemoryPerBlock:
+            *value = clampInt(c.sharedMemPerBlock);
+            break;
+        case cudaDevAttrTotalConstantMemory:
+            *value = 65536;
+            break;
+        case cudaDevAttrWarpSize:
+            *value = c.warpSize;
+            break;
+        case cudaDevAttrMaxPitch:
+            *value = clampInt(c.memPitch);
+            break;
+        case cudaDevAttrMaxRegistersPerBlock:
+            *value = 65536;
+            break;
+        case cudaDevAttrClockRate:
+            *value = c.clockRateKHz;
+            break;
+        case cudaDevAttrTextureAlignment:
+            *value = clampInt(c.textureAlignment);
+            break;
+        case cudaDevAttrGpuOverlap:
+            *value = c.asyncEngineCount > 0;
+            break;
+        case cudaDevAttrMultiProcessorCount:
+            *value = c.multiProcessorCount;
+            break;
+        case cudaDevAttrKernelExecTimeout:
+            *value = 0;
+            break;
+        case cudaDevAttrIntegrated:
+            *value = 0;
+            break;
+        case cudaDevAttrCanMapHostMemory:
+            *value = 1;
+            break;
+        case cudaDevAttrComputeMode:
+            *value = cudaComputeModeDefault;
+            break;
+        case cudaDevAttrConcurrentKernels:
+            *value = c.concurrentKernels;
+            break;
+        case cudaDevAttrEccEnabled:
+            *value = 1;
+            break;
+        case cudaDevAttrPciBusId:
+            *value = device + 1;
+            break;
+        case cudaDevAttrMemoryClockRate:
+            *value = c.memoryClockRateKHz;
+            break;
+        case cudaDevAttrGlobalMemoryBusWidth:
+            *value = c.memoryBusWidth;
+            break;
+        case cudaDevAttrL2CacheSize:
+            *value = 50 << 20;
+            break;
+        case cudaDevAttrMaxThreadsPerMultiProcessor:
+            *value = 2048;
+            break;
+        case cudaDevAttrAsyncEngineCount:
+            *value = c.asyncEngineCount;
+            break;
+        case cudaDevAttrUnifiedAddressing:
+            *value = 1;
+            break;
+        case cudaDevAttrTexturePitchAlignment:
+            *value = clampInt(c.texturePitchAlignment);
+            break;
+        case cudaDevAttrComputeCapabilityMajor:
+            *value = c.major;
+            break;
+        case cudaDevAttrComputeCapabilityMinor:
+            *value = c.minor;
+            break;
+        case cudaDevAttrMaxSharedMemoryPerMultiprocessor:
+            *value = 233472;
+            break;
+        default:
+            return setError(cudaErrorInvalidValue);
     }
     return cudaSuccess;
 }
@@ -268,7 +346,8 @@ cudaError_t cudaDriverGetVersion(int* driverVersion) {
     if (err != cudaSuccess) return err;
     if (!driverVersion) return setError(cudaErrorInvalidValue);
     Guard g(lock());
-    *driverVersion = emu::config().mode == ZULI_EMU_MODE_NO_DRIVER ? 0 : emu::config().driverVersion;
+    *driverVersion =
+        emu::config().mode == ZULI_EMU_MODE_NO_DRIVER ? 0 : emu::config().driverVersion;
     return cudaSuccess;
 }
 
@@ -294,9 +373,13 @@ cudaError_t cudaDeviceReset(void) {
     return cudaSuccess;
 }
 
-cudaError_t cudaGetLastError(void) { return emu::lastError(true); }
+cudaError_t cudaGetLastError(void) {
+    return emu::lastError(true);
+}
 
-cudaError_t cudaPeekAtLastError(void) { return emu::lastError(false); }
+cudaError_t cudaPeekAtLastError(void) {
+    return emu::lastError(false);
+}
 
 const char* cudaGetErrorString(cudaError_t error) {
     const emu::ErrorText* t = emu::findError(error);

@@ -42,7 +42,7 @@ struct Stream {
     int priority = 0;
     bool legacy = false;
     bool destroyed = false;
-    uint64_t last = 0; // last submitted item (maybe completed)
+    uint64_t last = 0;  // last submitted item (maybe completed)
     size_t pending = 0;
     bool reportedNotReady = false;
     cudaStream_t handle = nullptr;
@@ -63,14 +63,14 @@ struct Event {
     unsigned flags;
     bool recorded = false;
     uint64_t item = 0;
-    std::shared_ptr<double> timeMs; // set when the recording marker runs; < 0 before
+    std::shared_ptr<double> timeMs;  // set when the recording marker runs; < 0 before
     bool reportedNotReady = false;
 };
 
 std::map<uint64_t, Item> g_pending;
 uint64_t g_nextItem = 1;
 uint64_t g_nextStream = 1;
-std::map<uint64_t, std::unique_ptr<Stream>> g_streams; // every live or draining stream
+std::map<uint64_t, std::unique_ptr<Stream>> g_streams;  // every live or draining stream
 std::unordered_map<cudaStream_t, Stream*> g_handles;    // created streams by handle
 Stream* g_legacy[kMaxDevices] = {};
 std::unordered_map<cudaEvent_t, std::unique_ptr<Event>> g_events;
@@ -106,7 +106,9 @@ double nowMs() {
     return duration<double, std::milli>(steady_clock::now().time_since_epoch()).count();
 }
 
-bool isDone(uint64_t item) { return item == 0 || !g_pending.count(item); }
+bool isDone(uint64_t item) {
+    return item == 0 || !g_pending.count(item);
+}
 
 Stream* newStream(int device, unsigned flags, bool legacy) {
     auto st = std::make_unique<Stream>();
@@ -170,7 +172,7 @@ void runItem(uint64_t id) {
 // Runs the pending items `targets` and everything they depend on: ready items one at a time,
 // in issue order (eager) or in a seeded random order (adversarial).
 void runItems(const std::vector<uint64_t>& targets) {
-    std::unordered_map<uint64_t, int> waiting; // pending dependencies of each needed item
+    std::unordered_map<uint64_t, int> waiting;  // pending dependencies of each needed item
     std::unordered_map<uint64_t, std::vector<uint64_t>> dependents;
     std::vector<uint64_t> stack;
     for (uint64_t t : targets)
@@ -196,7 +198,7 @@ void runItems(const std::vector<uint64_t>& targets) {
         if (g_eager) {
             pick = std::min_element(ready.begin(), ready.end()) - ready.begin();
         } else {
-            std::sort(ready.begin(), ready.end()); // the seed alone decides the order
+            std::sort(ready.begin(), ready.end());  // the seed alone decides the order
             pick = g_rng() % ready.size();
         }
         uint64_t id = ready[pick];
@@ -247,7 +249,8 @@ uint64_t enqueue(Stream* st, const char* name, std::function<void()> work,
 }
 
 cudaError_t createStream(cudaStream_t* pStream, unsigned flags, int priority) {
-    if (!pStream || (flags & ~unsigned(cudaStreamNonBlocking))) return setError(cudaErrorInvalidValue);
+    if (!pStream || (flags & ~unsigned(cudaStreamNonBlocking)))
+        return setError(cudaErrorInvalidValue);
     Guard g(lock());
     Stream* st = newStream(currentDevice(), flags, false);
     st->priority = std::clamp(priority, kGreatestPriority, kLeastPriority);
@@ -280,7 +283,8 @@ Event* findEvent(cudaEvent_t e) {
 
 }  // namespace
 
-// ---- internal interface -----------------------------------------------------------------------------
+// ---- internal interface
+// -----------------------------------------------------------------------------
 
 cudaError_t submit(cudaStream_t s, const char* name, std::function<void()> work,
                    const std::vector<const void*>& uses) {
@@ -288,7 +292,7 @@ cudaError_t submit(cudaStream_t s, const char* name, std::function<void()> work,
     Stream* st = resolve(s);
     if (!st) return setError(cudaErrorInvalidResourceHandle);
     if (cudaError_t sticky = deviceStickyError(st->device); sticky != cudaSuccess)
-        return setError(sticky);
+        return setErrorOn(st->device, sticky);
     enqueue(st, name, std::move(work), uses);
     return cudaSuccess;
 }
@@ -304,11 +308,11 @@ cudaError_t submitAndWait(cudaStream_t s, const char* name, std::function<void()
     Stream* st = resolve(s);
     if (!st) return setError(cudaErrorInvalidResourceHandle);
     if (cudaError_t sticky = deviceStickyError(st->device); sticky != cudaSuccess)
-        return setError(sticky);
+        return setErrorOn(st->device, sticky);
     uint64_t id = enqueue(st, name, std::move(work), uses);
     countSync();
     runUntil(id);
-    return setError(deviceStickyError(st->device));
+    return setErrorOn(st->device, deviceStickyError(st->device));
 }
 
 cudaError_t waitStream(cudaStream_t s, bool sync) {
@@ -317,7 +321,7 @@ cudaError_t waitStream(cudaStream_t s, bool sync) {
     if (!st) return setError(cudaErrorInvalidResourceHandle);
     if (sync) countSync();
     runUntil(st->last);
-    return setError(deviceStickyError(st->device));
+    return setErrorOn(st->device, deviceStickyError(st->device));
 }
 
 int streamDevice(cudaStream_t s) {
@@ -383,7 +387,8 @@ void setSchedule(bool eager, unsigned long long seed) {
 
 }  // namespace emu
 
-// ---- CUDA runtime: streams and events ------------------------------------------------------------------
+// ---- CUDA runtime: streams and events
+// ------------------------------------------------------------------
 
 using emu::Guard;
 using emu::lock;
@@ -432,11 +437,11 @@ cudaError_t cudaStreamQuery(cudaStream_t stream) {
     if (!emu::isDone(st->last)) {
         if (!st->reportedNotReady) {
             st->reportedNotReady = true;
-            return cudaErrorNotReady; // a status, not an error: the last error is left alone
+            return cudaErrorNotReady;  // a status, not an error: the last error is left alone
         }
         emu::runUntil(st->last);
     }
-    return setError(emu::deviceStickyError(st->device));
+    return emu::setErrorOn(st->device, emu::deviceStickyError(st->device));
 }
 
 cudaError_t cudaStreamGetFlags(cudaStream_t hStream, unsigned int* flags) {
@@ -485,7 +490,8 @@ cudaError_t cudaStreamWaitEvent(cudaStream_t stream, cudaEvent_t event, unsigned
     if (!st || !ev) return setError(cudaErrorInvalidResourceHandle);
     // Later work of the stream waits for the work the event captured when it was recorded.
     if (ev->recorded && !emu::isDone(ev->item))
-        emu::enqueue(st, "cudaStreamWaitEvent", [] {}, {}, ev->item);
+        emu::enqueue(
+            st, "cudaStreamWaitEvent", [] {}, {}, ev->item);
     return cudaSuccess;
 }
 
@@ -527,7 +533,7 @@ cudaError_t cudaEventSynchronize(cudaEvent_t event) {
     if (!ev) return setError(cudaErrorInvalidResourceHandle);
     emu::countSync();
     emu::runUntil(ev->item);
-    return setError(emu::deviceStickyError(ev->device));
+    return emu::setErrorOn(ev->device, emu::deviceStickyError(ev->device));
 }
 
 cudaError_t cudaEventQuery(cudaEvent_t event) {
@@ -542,7 +548,7 @@ cudaError_t cudaEventQuery(cudaEvent_t event) {
         }
         emu::runUntil(ev->item);
     }
-    return setError(emu::deviceStickyError(ev->device));
+    return emu::setErrorOn(ev->device, emu::deviceStickyError(ev->device));
 }
 
 cudaError_t cudaEventElapsedTime(float* ms, cudaEvent_t start, cudaEvent_t end) {

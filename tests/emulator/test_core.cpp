@@ -13,7 +13,7 @@
 namespace {
 
 class CoreTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { zuliEmuReset(); }
     void TearDown() override { zuliEmuReset(); }
 };
@@ -107,7 +107,8 @@ TEST_F(CoreTest, ConfiguredDevicesShowInPropertiesAndAttributes) {
         EXPECT_EQ(value, row.expected) << row.attr;
     }
     int value = 0;
-    EXPECT_EQ(cudaDeviceGetAttribute(&value, cudaDevAttrCooperativeLaunch, 0), cudaErrorInvalidValue);
+    EXPECT_EQ(cudaDeviceGetAttribute(&value, cudaDevAttrCooperativeLaunch, 0),
+              cudaErrorInvalidValue);
     EXPECT_EQ(cudaDeviceGetAttribute(&value, cudaDevAttrWarpSize, 5), cudaErrorInvalidDevice);
 
     emu::DeviceLimits lim = emu::limits(2);
@@ -370,7 +371,7 @@ TEST_F(CoreTest, CountersTrackCopiesSyncsAllocationsAndBlas) {
     EXPECT_EQ(c.h2hBytes, 10u);
     EXPECT_EQ(c.memsets, 1u);
     EXPECT_EQ(c.memsetBytes, 256u);
-    EXPECT_GE(c.syncs, 3u); // the synchronous D2H and H2H copies and the device synchronisation
+    EXPECT_GE(c.syncs, 3u);  // the synchronous D2H and H2H copies and the device synchronisation
     EXPECT_EQ(c.launches, 1u);
     EXPECT_EQ(c.blasCalls, 3u);
     EXPECT_DOUBLE_EQ(c.blasFlops, 305.0);

@@ -16,7 +16,7 @@
 namespace {
 
 class MemoryTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { zuliEmuReset(); }
     void TearDown() override { zuliEmuReset(); }
 };
@@ -50,7 +50,7 @@ TEST_F(MemoryTest, OverrunPastAnAllocationFaultsInTheEmulatorsMapping) {
         ASSERT_EQ(cudaMalloc(&d, size), cudaSuccess);
         auto* mine = static_cast<volatile char*>(emu::deviceRange(d, size, "test"));
         ASSERT_NE(mine, nullptr);
-        mine[0] = 1; // inside: fine
+        mine[0] = 1;  // inside: fine
         mine[size - 1] = 1;
         EXPECT_DEATH({ mine[size + 256] = 1; }, "") << size;
         cudaFree(d);
@@ -85,7 +85,7 @@ TEST_F(MemoryTest, FreshAllocationsArePoisonedAndAligned) {
 }
 
 TEST_F(MemoryTest, HugeAllocationIsSparseAndAddressablePastTwoToThe31Elements) {
-    const size_t elements = size_t(5) << 30; // 20 GiB of floats
+    const size_t elements = size_t(5) << 30;  // 20 GiB of floats
     long before = residentKiB();
     float* d = nullptr;
     ASSERT_EQ(cudaMalloc(&d, elements * sizeof(float)), cudaSuccess);
@@ -150,8 +150,8 @@ TEST_F(MemoryTest, MallocPitchRoundsToThePitchAlignment) {
     struct {
         size_t alignment, width, pitch;
     } const rows[] = {
-        {512, 1, 512}, {512, 512, 512}, {512, 513, 1024}, {512, 4000, 4096},
-        {256, 1000, 1024}, {32, 33, 64},
+        {512, 1, 512},     {512, 512, 512},   {512, 513, 1024},
+        {512, 4000, 4096}, {256, 1000, 1024}, {32, 33, 64},
     };
     zuliEmuDeviceConfig cfg;
     zuliEmuGetDeviceConfig(0, &cfg);
@@ -319,9 +319,9 @@ TEST_F(MemoryTest, TwoDimensionalAndThreeDimensionalCopiesMoveTheRightBytes) {
 
     // Read it back densely with a 2-D copy: row r of slice z is source row z * 4 + r.
     std::vector<unsigned char> back(width * height * depth, 0);
-    ASSERT_EQ(cudaMemcpy2D(back.data(), width, d, pitch, width, height * depth,
-                           cudaMemcpyDeviceToHost),
-              cudaSuccess);
+    ASSERT_EQ(
+        cudaMemcpy2D(back.data(), width, d, pitch, width, height * depth, cudaMemcpyDeviceToHost),
+        cudaSuccess);
     for (size_t z = 0; z < depth; ++z)
         for (size_t r = 0; r < height; ++r)
             for (size_t c = 0; c < width; ++c)

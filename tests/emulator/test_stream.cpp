@@ -19,7 +19,7 @@
 namespace {
 
 class StreamTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { zuliEmuReset(); }
     void TearDown() override { zuliEmuReset(); }
 
@@ -311,7 +311,8 @@ TEST_F(StreamTest, StreamAndEventArgumentChecks) {
         {"sync bogus stream", cudaStreamSynchronize(bogusStream), cudaErrorInvalidResourceHandle},
         {"query bogus stream", cudaStreamQuery(bogusStream), cudaErrorInvalidResourceHandle},
         {"destroy legacy", cudaStreamDestroy(nullptr), cudaErrorInvalidResourceHandle},
-        {"flags bogus stream", cudaStreamGetFlags(bogusStream, &flags), cudaErrorInvalidResourceHandle},
+        {"flags bogus stream", cudaStreamGetFlags(bogusStream, &flags),
+         cudaErrorInvalidResourceHandle},
         {"event bad flags", cudaEventCreateWithFlags(&e, 0x40), cudaErrorInvalidValue},
         {"interprocess needs no timing", cudaEventCreateWithFlags(&e, cudaEventInterprocess),
          cudaErrorInvalidValue},
@@ -362,6 +363,30 @@ TEST_F(StreamTest, PerThreadDefaultStreamsAreDistinctAndBlocking) {
     EXPECT_EQ(order, (std::vector<std::string>{"this", "other", "legacy"}));
 }
 
+TEST_F(StreamTest, EachDeviceHasItsOwnLegacyStreamAndStickyError) {
+    ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
+    cudaStream_t onZero = stream(cudaStreamDefault);
+    std::vector<std::string> order;
+    emu::submit(onZero, "device 0", [&] { order.push_back("device 0"); });
+    cudaSetDevice(1);
+    EXPECT_EQ(emu::streamDevice(nullptr), 1);
+    EXPECT_EQ(emu::streamDevice(onZero), 0);
+    emu::submit(nullptr, "legacy 1", [&] { order.push_back("legacy 1"); });
+    ASSERT_EQ(cudaStreamSynchronize(nullptr), cudaSuccess);
+    EXPECT_EQ(order, (std::vector<std::string>{"legacy 1"}));
+    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
+    EXPECT_EQ(order.size(), 1u) << "device 1's synchronisation leaves device 0 alone";
+
+    // A failure of work on device 0 poisons device 0 only, whichever thread forced it.
+    zuliEmuSetStrict(0);
+    emu::submit(onZero, "failing", [] { throw std::runtime_error("boom"); });
+    EXPECT_EQ(cudaStreamSynchronize(onZero), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess) << "device 1 is fine";
+    cudaSetDevice(0);
+    EXPECT_EQ(cudaDeviceSynchronize(), cudaErrorLaunchFailure);
+    cudaDeviceReset();
+}
+
 TEST_F(StreamTest, FailingWorkBecomesAStickyLaunchFailure) {
     cudaStream_t s = stream(cudaStreamNonBlocking);
     emu::submit(s, "throwing work", [] { throw std::runtime_error("boom"); });
@@ -401,10 +426,10 @@ TEST_F(StreamTest, ManyHostThreadsAllocateCopyAndSynchronise) {
                           cudaMallocHost(&h, kCount * sizeof(float)) == cudaSuccess;
                 ok = ok && cudaMemcpyAsync(d, in.data(), kCount * sizeof(float),
                                            cudaMemcpyHostToDevice, s) == cudaSuccess;
-                ok = ok && cudaMemcpyAsync(d2, d, kCount * sizeof(float),
-                                           cudaMemcpyDeviceToDevice, s) == cudaSuccess;
-                ok = ok && cudaMemcpyAsync(h, d2, kCount * sizeof(float),
-                                           cudaMemcpyDeviceToHost, s) == cudaSuccess;
+                ok = ok && cudaMemcpyAsync(d2, d, kCount * sizeof(float), cudaMemcpyDeviceToDevice,
+                                           s) == cudaSuccess;
+                ok = ok && cudaMemcpyAsync(h, d2, kCount * sizeof(float), cudaMemcpyDeviceToHost,
+                                           s) == cudaSuccess;
                 ok = ok && cudaStreamSynchronize(s) == cudaSuccess;
                 ok = ok && std::equal(in.begin(), in.end(), h);
                 ok = ok && cudaMemcpy(out.data(), d2, kCount * sizeof(float),
