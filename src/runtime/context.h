@@ -2,7 +2,9 @@
 //
 // Process-wide: the initialised flag (read without a lock by every framed call), the global
 // mutex that serialises zuliInitialize, zuliShutdown and zuliFreeBuffers, the set of registered
-// kernel thread ids, and the four call hooks.
+// kernel thread ids, and the four call hooks. A thread is registered by a successful
+// zuliInitialize (a failed one takes its registration back) and unregistered by zuliShutdown; the
+// shutdown of the last registered thread releases the pools and hooks and lowers the flag.
 //
 // Per thread, both created lazily and held in thread_local owners:
 //   ThreadState  nesting depth of framed calls, failure flag, device index; lives from the entry
