@@ -17,7 +17,10 @@ namespace {
 
 class MemoryTest : public ::testing::Test {
   protected:
-    void SetUp() override { zuliEmuReset(); }
+    void SetUp() override {
+        zuliEmuReset();
+        zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_ADVERSARIAL, 0x5eed);
+    }
     void TearDown() override { zuliEmuReset(); }
 };
 

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <stdexcept>
@@ -20,7 +21,11 @@ namespace {
 
 class StreamTest : public ::testing::Test {
   protected:
-    void SetUp() override { zuliEmuReset(); }
+    // These tests are about the deferred schedule itself: pin it whatever the environment says.
+    void SetUp() override {
+        zuliEmuReset();
+        zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_ADVERSARIAL, 0x5eed);
+    }
     void TearDown() override { zuliEmuReset(); }
 
     cudaStream_t stream(unsigned flags) {
@@ -247,6 +252,24 @@ TEST_F(StreamTest, EagerScheduleRunsWorkWhenSubmitted) {
     EXPECT_EQ(cudaStreamQuery(s), cudaSuccess);
     cudaFree(d), cudaFreeHost(h);
     cudaStreamDestroy(s);
+}
+
+TEST_F(StreamTest, EnvironmentChoosesTheScheduleThatResetRestores) {
+    const char* saved = std::getenv("ZULI_EMU_SCHEDULE");
+    std::string savedValue = saved ? saved : "";
+    for (const char* value : {"eager", "adversarial"}) {
+        setenv("ZULI_EMU_SCHEDULE", value, 1);
+        zuliEmuReset();
+        bool ran = false;
+        emu::submit(nullptr, "probe", [&] { ran = true; });
+        EXPECT_EQ(ran, std::string(value) == "eager") << value;
+        cudaDeviceSynchronize();
+    }
+    if (saved) {
+        setenv("ZULI_EMU_SCHEDULE", savedValue.c_str(), 1);
+    } else {
+        unsetenv("ZULI_EMU_SCHEDULE");
+    }
 }
 
 TEST_F(StreamTest, ReadyWorkOfIndependentStreamsRunsInASeededOrder) {
