@@ -341,6 +341,8 @@ void runAll(int device) {
 bool allocationInUse(uint64_t id, std::string* name) {
     Guard g(lock());
     for (auto& [iid, item] : g_pending) {
+        // Work of a device with a sticky error never runs: it no longer holds its memory.
+        if (!item.running && deviceStickyError(item.stream->device) != cudaSuccess) continue;
         if (std::find(item.allocations.begin(), item.allocations.end(), id) !=
             item.allocations.end()) {
             if (name) *name = item.name;
