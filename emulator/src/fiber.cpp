@@ -42,6 +42,7 @@
 #if defined(__x86_64__) && !defined(ZULI_EMU_FIBER_UCONTEXT)
 #define ZULI_EMU_FIBER_ASM 1
 extern "C" void zuli_emu_fiber_switch(void** saveSp, void* loadSp);
+extern "C" void zuli_emu_fiber_handoff(void** saveSp, void* loadSp);
 extern "C" void zuli_emu_fiber_entry();
 #else
 #define ZULI_EMU_FIBER_ASM 0
@@ -74,11 +75,14 @@ struct Context {
     void* sp = nullptr;
 };
 inline void switchContext(Context& from, Context& to) { zuli_emu_fiber_switch(&from.sp, to.sp); }
+// Between two fibers of a block: they share the kernel's floating-point environment.
+inline void handOff(Context& from, Context& to) { zuli_emu_fiber_handoff(&from.sp, to.sp); }
 #else
 struct Context {
     ucontext_t uc;
 };
 inline void switchContext(Context& from, Context& to) { swapcontext(&from.uc, &to.uc); }
+inline void handOff(Context& from, Context& to) { swapcontext(&from.uc, &to.uc); }
 #endif
 
 [[noreturn]] void fatal(const char* what) {
@@ -130,17 +134,15 @@ struct Fiber {
 
 private:
 #if ZULI_EMU_FIBER_ASM
-    // The frame zuli_emu_fiber_switch pops: MXCSR and x87 control word, r15, r14, r13 (entry
-    // function), r12 (its argument), rbx, rbp (0: the end of the frame-pointer chain), and the
-    // return address zuli_emu_fiber_entry, which then runs on a 16-byte aligned stack.
+    // The frame zuli_emu_fiber_switch pops: the control-word slot (-1: none saved, the fiber
+    // starts with the floating-point environment of whoever first switches to it), r15, r14,
+    // r13 (entry function), r12 (its argument), rbx, rbp (0: the end of the frame-pointer
+    // chain), and the address zuli_emu_fiber_entry, which then runs on a 16-byte aligned stack.
     void initContext(std::size_t topOffset) {
-        std::uint32_t mxcsr = 0;
-        std::uint16_t x87ControlWord = 0;
-        asm volatile("stmxcsr %0" : "=m"(mxcsr));
-        asm volatile("fnstcw %0" : "=m"(x87ControlWord));
-        const auto top = reinterpret_cast<std::uintptr_t>(stackLow + stackBytes - topOffset) & ~std::uintptr_t(15);
+        const auto top = reinterpret_cast<std::uintptr_t>(stackLow + stackBytes - topOffset) &
+                         ~std::uintptr_t(15);
         auto* frame = reinterpret_cast<std::uint64_t*>(top - 80);
-        frame[0] = mxcsr | (std::uint64_t(x87ControlWord) << 32);
+        frame[0] = ~std::uint64_t(0);
         frame[1] = 0;                                               // r15
         frame[2] = 0;                                               // r14
         frame[3] = reinterpret_cast<std::uint64_t>(&fiberMain);     // r13
@@ -276,7 +278,7 @@ void leave(Engine& e, Fiber* f, ThreadState state) {
 #if ZULI_EMU_ASAN
         __sanitizer_start_switch_fiber(&f->fakeStack, to->stackLow, to->stackBytes);
 #endif
-        switchContext(f->context, to->context);
+        handOff(f->context, to->context);
     } else {
         e.current = nullptr;
 #if ZULI_EMU_ASAN
