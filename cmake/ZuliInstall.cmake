@@ -32,7 +32,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/zuli_lapackConfigVersion.cmake
         DESTINATION ${ZULI_INSTALL_CMAKEDIR})
 
-# pkg-config: zuli_lapack (GPU flavor) and zuli_lapack_emu (emulated flavor).
+# pkg-config: zuli_lapack (GPU flavor) and zuli_lapack_emu (emulated flavor). The prefix is
+# found relative to the .pc file, so that an installation can be moved (or installed with
+# --prefix) and still describe itself.
+set(ZULI_PC_PREFIX "\${pcfiledir}")
+string(REPLACE "/" ";" _zuli_libdir_parts "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(_part IN LISTS _zuli_libdir_parts)
+  string(APPEND ZULI_PC_PREFIX "/..")
+endforeach()
 set(ZULI_PC_CUDA_INCLUDE "${CUDAToolkit_INCLUDE_DIRS}")
 list(GET ZULI_PC_CUDA_INCLUDE 0 ZULI_PC_CUDA_INCLUDE)
 set(ZULI_PC_CUDA_LIBDIR "${CUDAToolkit_LIBRARY_DIR}")
