@@ -25,6 +25,11 @@ class BlasCalls : public BlasTest {
         streams_.push_back(s);
         return s;
     }
+    // The tests that show when work runs need it deferred, whatever the environment asks for.
+    void SetUp() override {
+        BlasTest::SetUp();
+        zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_ADVERSARIAL, 12345);
+    }
     void TearDown() override {
         for (cudaStream_t s : streams_) cudaStreamDestroy(s);
         BlasTest::TearDown();
