@@ -57,12 +57,22 @@ namespace zuli::blas {
 // ---- helpers ----------------------------------------------------------------------------------
 
 // The internal scalar of an exported scalar argument.
-inline float scalarOf(float v) { return v; }
-inline double scalarOf(double v) { return v; }
-inline Complex<float> scalarOf(zuliComplexFloat v) { return {v.re, v.im}; }
-inline Complex<double> scalarOf(zuliComplexDouble v) { return {v.re, v.im}; }
+inline float scalarOf(float v) {
+    return v;
+}
+inline double scalarOf(double v) {
+    return v;
+}
+inline Complex<float> scalarOf(zuliComplexFloat v) {
+    return {v.re, v.im};
+}
+inline Complex<double> scalarOf(zuliComplexDouble v) {
+    return {v.re, v.im};
+}
 
-inline char upperOption(char c) { return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c; }
+inline char upperOption(char c) {
+    return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c;
+}
 inline bool isOneOf(char c, const char* letters) {
     return c != '\0' && std::strchr(letters, c) != nullptr;
 }
@@ -87,8 +97,10 @@ int deviceLd(const M& mirror, int rows) {
 // The transpose letters a symmetric/Hermitian rank-k update accepts in the host interface.
 template <typename T>
 const char* rankUpdateLetters(bool hermitian) {
-    if constexpr (!IsComplexV<T>) return "NTC";
-    else return hermitian ? "NC" : "NT";
+    if constexpr (!IsComplexV<T>)
+        return "NTC";
+    else
+        return hermitian ? "NC" : "NT";
 }
 
 // ---- device bodies ------------------------------------------------------------------------------
@@ -104,8 +116,8 @@ template <typename T, bool Hermitian>
 void deviceSymm(const CallContext& ctx, char side, char uplo, int m, int n, T alpha, const T* a,
                 int lda, const T* b, int ldb, T beta, T* c, int ldc) {
     auto op = Hermitian ? unchecked::hemm<T> : unchecked::symm<T>;
-    (void)op(ctx.handle, toSideMode(side), toFillMode(uplo), m, n, &alpha, a, lda, b, ldb, &beta,
-             c, ldc);
+    (void)op(ctx.handle, toSideMode(side), toFillMode(uplo), m, n, &alpha, a, lda, b, ldb, &beta, c,
+             ldc);
 }
 
 template <typename T>
@@ -159,8 +171,8 @@ void deviceGemv(const CallContext& ctx, char trans, int m, int n, T alpha, const
 }
 
 template <typename T, bool Hermitian>
-void deviceSymv(const CallContext& ctx, char uplo, int n, T alpha, const T* a, int lda,
-                const T* x, int incx, T beta, T* y, int incy) {
+void deviceSymv(const CallContext& ctx, char uplo, int n, T alpha, const T* a, int lda, const T* x,
+                int incx, T beta, T* y, int incy) {
     auto op = Hermitian ? unchecked::hemv<T> : unchecked::symv<T>;
     (void)op(ctx.handle, toFillMode(uplo), n, &alpha, a, lda, x, incx, &beta, y, incy);
 }
@@ -209,8 +221,8 @@ CallResult hostGemm(const CallContext& ctx, char transa, char transb, int m, int
 }
 
 template <typename T, bool Hermitian>
-CallResult hostSymm(const CallContext& ctx, char side, char uplo, int m, int n, T alpha,
-                    const T* a, int lda, const T* b, int ldb, T beta, T* c, int ldc) {
+CallResult hostSymm(const CallContext& ctx, char side, char uplo, int m, int n, T alpha, const T* a,
+                    int lda, const T* b, int ldb, T beta, T* c, int ldc) {
     side = upperOption(side);
     uplo = upperOption(uplo);
     failIf(!isOneOf(side, "LR"), 1);
@@ -231,8 +243,10 @@ CallResult hostSymm(const CallContext& ctx, char side, char uplo, int m, int n, 
     return runMirrored<T>(
         [&](const CallContext& d) {
             auto op = [&](auto&&... args) {
-                if constexpr (Hermitian) hemm(d, args...);
-                else symm(d, args...);
+                if constexpr (Hermitian)
+                    hemm(d, args...);
+                else
+                    symm(d, args...);
             };
             op(toSideMode(side), toFillMode(uplo), m, n, &alpha, A.device(), A.ld(), B.device(),
                B.ld(), &beta, C.device(), C.ld());
@@ -261,7 +275,7 @@ CallResult hostRankK(const CallContext& ctx, char uplo, char trans, int n, int k
         failIf(c == nullptr, 9);
     }
     // A real 'C' means transpose; cuBLAS gets the letter its real routines document.
-    const cublasOperation_t op = trans == 'N' ? CUBLAS_OP_N
+    const cublasOperation_t op = trans == 'N'                      ? CUBLAS_OP_N
                                  : (IsComplexV<T> && trans == 'C') ? CUBLAS_OP_C
                                                                    : CUBLAS_OP_T;
     HostArrayMirror<T> A(ctx, rowsA, colsA, a, lda, MirrorIn);
@@ -299,7 +313,7 @@ CallResult hostRank2K(const CallContext& ctx, char uplo, char trans, int n, int 
         failIf(b == nullptr, 8);
         failIf(c == nullptr, 11);
     }
-    const cublasOperation_t op = trans == 'N' ? CUBLAS_OP_N
+    const cublasOperation_t op = trans == 'N'                      ? CUBLAS_OP_N
                                  : (IsComplexV<T> && trans == 'C') ? CUBLAS_OP_C
                                                                    : CUBLAS_OP_T;
     HostArrayMirror<T> A(ctx, rows, cols, a, lda, MirrorIn);
@@ -399,11 +413,11 @@ CallResult hostSymv(const CallContext& ctx, char uplo, int n, T alpha, const T* 
     return runMirrored<T>(
         [&](const CallContext& d) {
             if constexpr (Hermitian)
-                hemv(d, toFillMode(uplo), n, &alpha, A.device(), A.ld(), X.device(), X.inc(),
-                     &beta, Y.device(), Y.inc());
+                hemv(d, toFillMode(uplo), n, &alpha, A.device(), A.ld(), X.device(), X.inc(), &beta,
+                     Y.device(), Y.inc());
             else
-                symv(d, toFillMode(uplo), n, &alpha, A.device(), A.ld(), X.device(), X.inc(),
-                     &beta, Y.device(), Y.inc());
+                symv(d, toFillMode(uplo), n, &alpha, A.device(), A.ld(), X.device(), X.inc(), &beta,
+                     Y.device(), Y.inc());
         },
         Y);
 }

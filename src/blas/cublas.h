@@ -55,10 +55,20 @@ constexpr cublasDiagType_t toDiagType(char c) {
 // ---- element types ----------------------------------------------------------------------------
 
 // The cuBLAS element type of each library element type (same bytes).
-template <typename T> struct CudaTypeOf { using type = T; };
-template <> struct CudaTypeOf<Complex<float>> { using type = cuComplex; };
-template <> struct CudaTypeOf<Complex<double>> { using type = cuDoubleComplex; };
-template <typename T> using CudaType = typename CudaTypeOf<T>::type;
+template <typename T>
+struct CudaTypeOf {
+    using type = T;
+};
+template <>
+struct CudaTypeOf<Complex<float>> {
+    using type = cuComplex;
+};
+template <>
+struct CudaTypeOf<Complex<double>> {
+    using type = cuDoubleComplex;
+};
+template <typename T>
+using CudaType = typename CudaTypeOf<T>::type;
 
 template <typename T>
 CudaType<T>* cu(T* p) {
@@ -75,9 +85,12 @@ namespace detail {
 // the operation does not exist in that precision; using it then fails to compile.
 template <typename T, typename S, typename D, typename C, typename Z>
 constexpr auto pick(S s, D d, C c, Z z) {
-    if constexpr (std::is_same_v<T, float>) return s;
-    else if constexpr (std::is_same_v<T, double>) return d;
-    else if constexpr (std::is_same_v<T, Complex<float>>) return c;
+    if constexpr (std::is_same_v<T, float>)
+        return s;
+    else if constexpr (std::is_same_v<T, double>)
+        return d;
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        return c;
     else {
         static_assert(std::is_same_v<T, Complex<double>>, "not a library element type");
         return z;
@@ -87,7 +100,8 @@ constexpr auto pick(S s, D d, C c, Z z) {
 }  // namespace detail
 
 // Real scalar type of T (alpha and beta of herk, beta of her2k, results of nrm2 and asum).
-template <typename T> using Real = ToRealT<T>;
+template <typename T>
+using Real = ToRealT<T>;
 
 namespace unchecked {
 
@@ -129,25 +143,24 @@ cublasStatus_t syrk(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t t
 // C = alpha * op(A) * op(A)^H + beta * C with real alpha and beta.
 template <typename T>
 cublasStatus_t herk(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,
-                    const Real<T>* alpha, const T* a, int lda, const Real<T>* beta, T* c,
-                    int ldc) {
+                    const Real<T>* alpha, const T* a, int lda, const Real<T>* beta, T* c, int ldc) {
     return pick<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCherk_v2, cublasZherk_v2)(
         h, uplo, trans, n, k, alpha, cu(a), lda, beta, cu(c), ldc);
 }
 
 template <typename T>
-cublasStatus_t syr2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n,
-                     int k, const T* alpha, const T* a, int lda, const T* b, int ldb,
-                     const T* beta, T* c, int ldc) {
+cublasStatus_t syr2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,
+                     const T* alpha, const T* a, int lda, const T* b, int ldb, const T* beta, T* c,
+                     int ldc) {
     return pick<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2, cublasZsyr2k_v2)(
         h, uplo, trans, n, k, cu(alpha), cu(a), lda, cu(b), ldb, cu(beta), cu(c), ldc);
 }
 
 // C = alpha * op(A) * op(B)^H + conj(alpha) * op(B) * op(A)^H + beta * C with real beta.
 template <typename T>
-cublasStatus_t her2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n,
-                     int k, const T* alpha, const T* a, int lda, const T* b, int ldb,
-                     const Real<T>* beta, T* c, int ldc) {
+cublasStatus_t her2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,
+                     const T* alpha, const T* a, int lda, const T* b, int ldb, const Real<T>* beta,
+                     T* c, int ldc) {
     return pick<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCher2k_v2, cublasZher2k_v2)(
         h, uplo, trans, n, k, cu(alpha), cu(a), lda, cu(b), ldb, beta, cu(c), ldc);
 }
@@ -221,8 +234,8 @@ cublasStatus_t gerc(cublasHandle_t h, int m, int n, const T* alpha, const T* x, 
         h, m, n, cu(alpha), cu(x), incx, cu(y), incy, cu(a), lda);
 }
 template <typename T>
-cublasStatus_t ger(cublasHandle_t h, int m, int n, const T* alpha, const T* x, int incx,
-                   const T* y, int incy, T* a, int lda) {
+cublasStatus_t ger(cublasHandle_t h, int m, int n, const T* alpha, const T* x, int incx, const T* y,
+                   int incy, T* a, int lda) {
     return geru(h, m, n, alpha, x, incx, y, incy, a, lda);
 }
 
@@ -243,19 +256,18 @@ cublasStatus_t swap(cublasHandle_t h, int n, T* x, int incx, T* y, int incy) {
 // x = alpha * x with alpha of the element type ...
 template <typename T>
 cublasStatus_t scal(cublasHandle_t h, int n, const T* alpha, T* x, int incx) {
-    return pick<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(
-        h, n, cu(alpha), cu(x), incx);
+    return pick<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(h, n, cu(alpha),
+                                                                                   cu(x), incx);
 }
 // ... or a real alpha on complex data (csscal, zdscal).
 template <typename T>
-    requires IsComplexV<T>
-cublasStatus_t scal(cublasHandle_t h, int n, const Real<T>* alpha, T* x, int incx) {
+requires IsComplexV<T> cublasStatus_t scal(cublasHandle_t h, int n, const Real<T>* alpha, T* x,
+                                           int incx) {
     return pick<T>(nullptr, nullptr, cublasCsscal_v2, cublasZdscal_v2)(h, n, alpha, cu(x), incx);
 }
 
 template <typename T>
-cublasStatus_t axpy(cublasHandle_t h, int n, const T* alpha, const T* x, int incx, T* y,
-                    int incy) {
+cublasStatus_t axpy(cublasHandle_t h, int n, const T* alpha, const T* x, int incx, T* y, int incy) {
     return pick<T>(cublasSaxpy_v2, cublasDaxpy_v2, cublasCaxpy_v2, cublasZaxpy_v2)(
         h, n, cu(alpha), cu(x), incx, cu(y), incy);
 }
@@ -274,21 +286,20 @@ cublasStatus_t dotc(cublasHandle_t h, int n, const T* x, int incx, const T* y, i
         h, n, cu(x), incx, cu(y), incy, cu(result));
 }
 template <typename T>
-cublasStatus_t dot(cublasHandle_t h, int n, const T* x, int incx, const T* y, int incy,
-                   T* result) {
+cublasStatus_t dot(cublasHandle_t h, int n, const T* x, int incx, const T* y, int incy, T* result) {
     return dotu(h, n, x, incx, y, incy, result);
 }
 
 template <typename T>
 cublasStatus_t nrm2(cublasHandle_t h, int n, const T* x, int incx, Real<T>* result) {
-    return pick<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
-        h, n, cu(x), incx, result);
+    return pick<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(h, n, cu(x),
+                                                                                     incx, result);
 }
 
 template <typename T>
 cublasStatus_t asum(cublasHandle_t h, int n, const T* x, int incx, Real<T>* result) {
-    return pick<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
-        h, n, cu(x), incx, result);
+    return pick<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(h, n, cu(x),
+                                                                                     incx, result);
 }
 
 // The 1-based index of the first element of largest |re| + |im|; 0 when n <= 0.
@@ -302,14 +313,13 @@ cublasStatus_t iamax(cublasHandle_t h, int n, const T* x, int incx, int* result)
 template <typename T>
 cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy, const Real<T>* c,
                    const Real<T>* s) {
-    return pick<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
-        h, n, cu(x), incx, cu(y), incy, c, s);
+    return pick<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(h, n, cu(x), incx,
+                                                                                 cu(y), incy, c, s);
 }
 // ... or with complex s (crot, zrot).
 template <typename T>
-    requires IsComplexV<T>
-cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy, const Real<T>* c,
-                   const T* s) {
+requires IsComplexV<T> cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy,
+                                          const Real<T>* c, const T* s) {
     return pick<T>(nullptr, nullptr, cublasCrot_v2, cublasZrot_v2)(h, n, cu(x), incx, cu(y), incy,
                                                                    c, cu(s));
 }
@@ -319,19 +329,17 @@ cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy, cons
 // ---- the checked layer: the same operations, a failure raised as an exception ------------------
 
 // One checked overload per unchecked one: op(handle, args...) checks unchecked::op's status.
-#define ZULI_CHECKED_BLAS(op)                                                                     \
-    template <typename... Args>                                                                   \
-    void op(cublasHandle_t h, Args&&... args)                                                     \
-        requires requires { unchecked::op(h, std::forward<Args>(args)...); }                      \
-    {                                                                                             \
-        cudalib::checkCublas(unchecked::op(h, std::forward<Args>(args)...));                      \
-    }                                                                                             \
-    template <typename... Args>                                                                   \
-    void op(const CallContext& ctx, Args&&... args)                                               \
-        requires requires { unchecked::op(ctx.handle, std::forward<Args>(args)...); }             \
-    {                                                                                             \
-        cudalib::checkCublas(unchecked::op(ctx.handle, std::forward<Args>(args)...));             \
-    }
+#define ZULI_CHECKED_BLAS(op)                                                \
+    template <typename... Args>                                              \
+    void op(cublasHandle_t h, Args&&... args) requires requires {            \
+        unchecked::op(h, std::forward<Args>(args)...);                       \
+    }                                                                        \
+    { cudalib::checkCublas(unchecked::op(h, std::forward<Args>(args)...)); } \
+    template <typename... Args>                                              \
+    void op(const CallContext& ctx, Args&&... args) requires requires {      \
+        unchecked::op(ctx.handle, std::forward<Args>(args)...);              \
+    }                                                                        \
+    { cudalib::checkCublas(unchecked::op(ctx.handle, std::forward<Args>(args)...)); }
 
 ZULI_CHECKED_BLAS(gemm)
 ZULI_CHECKED_BLAS(symm)

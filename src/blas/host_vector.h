@@ -22,7 +22,7 @@ namespace zuli::blas {
 
 template <typename T>
 class HostVectorMirror {
-public:
+  public:
     // n elements of host vector `host` with increment inc (not 0), transferred as `flags` says
     // (MirrorIn, MirrorOut or both). An empty vector gets no buffer and transfers nothing.
     HostVectorMirror(int64_t n, const T* host, int inc, unsigned flags)
@@ -50,7 +50,7 @@ public:
                                         sizeof(T), n_, cudaMemcpyDeviceToHost));
     }
 
-private:
+  private:
     T* host_;
     int64_t n_;
     int64_t stride_;

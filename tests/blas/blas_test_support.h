@@ -28,7 +28,8 @@ using AllPrecisions = ::testing::Types<float, double, Complex<float>, Complex<do
 using RealPrecisions = ::testing::Types<float, double>;
 using ComplexPrecisions = ::testing::Types<Complex<float>, Complex<double>>;
 
-template <typename T> using Real = zuli::ToRealT<T>;
+template <typename T>
+using Real = zuli::ToRealT<T>;
 
 // The public form of a scalar and of a pointer, for calling the exported functions.
 template <typename T>
@@ -47,14 +48,18 @@ const zuli::PublicType<T>* pub(const T* p) {
 // A scalar as CBLAS takes it: by value when real, by address when complex.
 template <typename T>
 auto byBlas(const T& v) {
-    if constexpr (zuli::IsComplexV<T>) return static_cast<const void*>(&v);
-    else return v;
+    if constexpr (zuli::IsComplexV<T>)
+        return static_cast<const void*>(&v);
+    else
+        return v;
 }
 
 template <typename T>
 T makeScalar(double re, double im) {
-    if constexpr (zuli::IsComplexV<T>) return T(Real<T>(re), Real<T>(im));
-    else return T(re);
+    if constexpr (zuli::IsComplexV<T>)
+        return T(Real<T>(re), Real<T>(im));
+    else
+        return T(re);
 }
 
 // Elements that must compare equal as computed: the tolerance is relative to the size of the
@@ -65,12 +70,16 @@ double tolerance() {
 }
 template <typename T>
 double magnitude(const T& v) {
-    if constexpr (zuli::IsComplexV<T>) return std::hypot(double(v.re), double(v.im));
-    else return std::fabs(double(v));
+    if constexpr (zuli::IsComplexV<T>)
+        return std::hypot(double(v.re), double(v.im));
+    else
+        return std::fabs(double(v));
 }
 
 enum class Api { Host, Device };
-inline const char* apiName(Api a) { return a == Api::Host ? "host" : "device"; }
+inline const char* apiName(Api a) {
+    return a == Api::Host ? "host" : "device";
+}
 
 // An operand: `rows` x `cols` elements column-major in `data` with leading dimension `ld`
 // (a vector with increment inc is stored as (len - 1) * |inc| + 1 rows and one column).
@@ -102,8 +111,7 @@ void expectNear(const Operand<T>& got, const Operand<T>& want, double scale, con
     for (size_t i = 0; i < got.data.size(); ++i) {
         const double err = magnitude(got.data[i] - want.data[i]);
         if (!(err <= tol * (1.0 + magnitude(want.data[i])))) {
-            if (++bad <= 3)
-                ADD_FAILURE() << what << ": element " << i << " differs by " << err;
+            if (++bad <= 3) ADD_FAILURE() << what << ": element " << i << " differs by " << err;
         }
     }
     EXPECT_EQ(bad, 0u) << what;
@@ -112,7 +120,7 @@ void expectNear(const Operand<T>& got, const Operand<T>& want, double scale, con
 // A device copy of an operand (same leading dimension), freed on destruction.
 template <typename T>
 class DeviceCopy {
-public:
+  public:
     explicit DeviceCopy(const Operand<T>& op) : bytes_(op.data.size() * sizeof(T)) {
         EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&p_), bytes_), cudaSuccess);
         EXPECT_EQ(cudaMemcpy(p_, op.data.data(), bytes_, cudaMemcpyHostToDevice), cudaSuccess);
@@ -125,7 +133,7 @@ public:
         EXPECT_EQ(cudaMemcpy(op.data.data(), p_, bytes_, cudaMemcpyDeviceToHost), cudaSuccess);
     }
 
-private:
+  private:
     size_t bytes_;
     T* p_ = nullptr;
 };
@@ -145,7 +153,7 @@ zuliStatus onOperands(Api api, Call call, Ops&... ops) {
 
 // The fixture: an initialised library on the emulator's default device, counters cleared.
 class BlasTest : public runtime_test::RuntimeTest {
-protected:
+  protected:
     void SetUp() override {
         RuntimeTest::SetUp();
         ASSERT_EQ(zuliInitialize(), zuliNoError);
@@ -161,8 +169,14 @@ class BlasTyped : public BlasTest {};
 inline CBLAS_TRANSPOSE cblasTrans(char c) {
     return c == 'N' ? CblasNoTrans : (c == 'T' ? CblasTrans : CblasConjTrans);
 }
-inline CBLAS_UPLO cblasUplo(char c) { return c == 'U' ? CblasUpper : CblasLower; }
-inline CBLAS_SIDE cblasSide(char c) { return c == 'L' ? CblasLeft : CblasRight; }
-inline CBLAS_DIAG cblasDiag(char c) { return c == 'U' ? CblasUnit : CblasNonUnit; }
+inline CBLAS_UPLO cblasUplo(char c) {
+    return c == 'U' ? CblasUpper : CblasLower;
+}
+inline CBLAS_SIDE cblasSide(char c) {
+    return c == 'L' ? CblasLeft : CblasRight;
+}
+inline CBLAS_DIAG cblasDiag(char c) {
+    return c == 'U' ? CblasUnit : CblasNonUnit;
+}
 
 }  // namespace blas_test

@@ -50,7 +50,7 @@ void runTable(const Args& defaults, const std::vector<Row>& rows, Call call) {
 
 template <typename T>
 class Arguments : public BlasTest {
-protected:
+  protected:
     // Operand storage large enough for every row.
     std::vector<T> a = std::vector<T>(256, T(1)), b = std::vector<T>(256, T(1)),
                    c = std::vector<T>(256, T(1));
@@ -72,40 +72,39 @@ TYPED_TEST(Arguments, Gemm) {
     Args d;  // N N, m 4, n 3, k 2, lda 4, ldb 2, ldc 4
     d.ldb = 2;
     auto tenByFour = [](Args& g) { g.o1 = 'T', g.m = 10, g.k = 4, g.ldb = 4, g.ldc = 10; };
-    runTable(d,
-             {
-                 {"valid", nullptr, 0},
-                 {"lower case n t", [](Args& g) { g.o1 = 'n', g.o2 = 't', g.ldb = 3; }, 0},
-                 {"conjugate c", [](Args& g) { g.o1 = 'c', g.lda = 2; }, 0},
-                 {"transa X", [](Args& g) { g.o1 = 'X'; }, -1},
-                 {"transa X wins over m < 0", [](Args& g) { g.o1 = 'X', g.m = -1; }, -1},
-                 {"transb X", [](Args& g) { g.o2 = 'X'; }, -2},
-                 {"transb NUL", [](Args& g) { g.o2 = '\0'; }, -2},
-                 {"m < 0", [](Args& g) { g.m = -1; }, -3},
-                 {"n < 0", [](Args& g) { g.n = -1; }, -4},
-                 {"k < 0", [](Args& g) { g.k = -1; }, -5},
-                 {"lda < m", [](Args& g) { g.lda = 3; }, -8},
-                 {"T, m 10, k 4: lda 4", [&](Args& g) { tenByFour(g), g.lda = 4; }, 0},
-                 {"T, m 10, k 4: lda 3", [&](Args& g) { tenByFour(g), g.lda = 3; }, -8},
-                 {"ldb < k", [](Args& g) { g.ldb = 1; }, -10},
-                 {"transb T: ldb < n", [](Args& g) { g.o2 = 'T', g.ldb = 2; }, -10},
-                 {"ldc < m", [](Args& g) { g.ldc = 3; }, -13},
-                 {"a null", [](Args& g) { g.nullA = true; }, -7},
-                 {"b null", [](Args& g) { g.nullB = true; }, -9},
-                 {"c null", [](Args& g) { g.nullC = true; }, -12},
-                 {"lda checked before a", [](Args& g) { g.lda = 1, g.nullA = true; }, -8},
-                 {"m 0, a null, lda 0",
-                  [](Args& g) { g.m = 0, g.lda = 0, g.ldc = 0, g.nullA = g.nullC = true; }, 0},
-                 {"n 0, all null", [](Args& g) { g.n = 0, g.nullA = g.nullB = g.nullC = true; },
-                  0},
-                 {"k 0, a and b null", [](Args& g) { g.k = 0, g.ldb = 0, g.nullA = g.nullB = true; },
-                  0},
-             },
-             [&](const Args& g) {
-                 return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)(
-                     g.o1, g.o2, g.m, g.n, g.k, pub(this->one), this->A(g), g.lda, this->B(g),
-                     g.ldb, pub(this->one), this->C(g), g.ldc);
-             });
+    runTable(
+        d,
+        {
+            {"valid", nullptr, 0},
+            {"lower case n t", [](Args& g) { g.o1 = 'n', g.o2 = 't', g.ldb = 3; }, 0},
+            {"conjugate c", [](Args& g) { g.o1 = 'c', g.lda = 2; }, 0},
+            {"transa X", [](Args& g) { g.o1 = 'X'; }, -1},
+            {"transa X wins over m < 0", [](Args& g) { g.o1 = 'X', g.m = -1; }, -1},
+            {"transb X", [](Args& g) { g.o2 = 'X'; }, -2},
+            {"transb NUL", [](Args& g) { g.o2 = '\0'; }, -2},
+            {"m < 0", [](Args& g) { g.m = -1; }, -3},
+            {"n < 0", [](Args& g) { g.n = -1; }, -4},
+            {"k < 0", [](Args& g) { g.k = -1; }, -5},
+            {"lda < m", [](Args& g) { g.lda = 3; }, -8},
+            {"T, m 10, k 4: lda 4", [&](Args& g) { tenByFour(g), g.lda = 4; }, 0},
+            {"T, m 10, k 4: lda 3", [&](Args& g) { tenByFour(g), g.lda = 3; }, -8},
+            {"ldb < k", [](Args& g) { g.ldb = 1; }, -10},
+            {"transb T: ldb < n", [](Args& g) { g.o2 = 'T', g.ldb = 2; }, -10},
+            {"ldc < m", [](Args& g) { g.ldc = 3; }, -13},
+            {"a null", [](Args& g) { g.nullA = true; }, -7},
+            {"b null", [](Args& g) { g.nullB = true; }, -9},
+            {"c null", [](Args& g) { g.nullC = true; }, -12},
+            {"lda checked before a", [](Args& g) { g.lda = 1, g.nullA = true; }, -8},
+            {"m 0, a null, lda 0",
+             [](Args& g) { g.m = 0, g.lda = 0, g.ldc = 0, g.nullA = g.nullC = true; }, 0},
+            {"n 0, all null", [](Args& g) { g.n = 0, g.nullA = g.nullB = g.nullC = true; }, 0},
+            {"k 0, a and b null", [](Args& g) { g.k = 0, g.ldb = 0, g.nullA = g.nullB = true; }, 0},
+        },
+        [&](const Args& g) {
+            return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)(
+                g.o1, g.o2, g.m, g.n, g.k, pub(this->one), this->A(g), g.lda, this->B(g), g.ldb,
+                pub(this->one), this->C(g), g.ldc);
+        });
 }
 
 // symm and hemm: (side, uplo, m, n, alpha, a, lda, b, ldb, beta, c, ldc).
@@ -149,9 +148,9 @@ TYPED_TEST(Arguments, Symm) {
 TYPED_TEST(ComplexArguments, Hemm) {
     using T = TypeParam;
     symmTable<TestFixture>([&](const Args& g) {
-        return pick<T>(nullptr, nullptr, zuliChemm, zuliZhemm)(
-            g.o1, g.o2, g.m, g.n, pub(this->one), this->A(g), g.lda, this->B(g), g.ldb,
-            pub(this->one), this->C(g), g.ldc);
+        return pick<T>(nullptr, nullptr, zuliChemm, zuliZhemm)(g.o1, g.o2, g.m, g.n, pub(this->one),
+                                                               this->A(g), g.lda, this->B(g), g.ldb,
+                                                               pub(this->one), this->C(g), g.ldc);
     });
 }
 
@@ -203,8 +202,8 @@ TYPED_TEST(Arguments, SyrkAndSyr2k) {
         SCOPED_TRACE("syrk");
         runTable(rankUpdateDefaults(), rankUpdateRows(false, letters), [&](const Args& g) {
             return pick<T>(zuliSsyrk, zuliDsyrk, zuliCsyrk, zuliZsyrk)(
-                g.o1, g.o2, g.n, g.k, pub(this->one), this->A(g), g.lda, pub(this->one),
-                this->C(g), g.ldc);
+                g.o1, g.o2, g.n, g.k, pub(this->one), this->A(g), g.lda, pub(this->one), this->C(g),
+                g.ldc);
         });
     }
     {
@@ -258,7 +257,8 @@ TYPED_TEST(Arguments, TrsmAndTrmm) {
         {"ldb < m", [](Args& g) { g.ldb = 3; }, -11},
         {"a null", [](Args& g) { g.nullA = true; }, -8},
         {"b null", [](Args& g) { g.nullC = true; }, -10},
-        {"n 0, all null, lda 0", [](Args& g) { g.n = 0, g.o1 = 'R', g.lda = 0, g.nullA = g.nullC = true; }, 0},
+        {"n 0, all null, lda 0",
+         [](Args& g) { g.n = 0, g.o1 = 'R', g.lda = 0, g.nullA = g.nullC = true; }, 0},
     };
     for (bool solve : {true, false}) {
         SCOPED_TRACE(solve ? "trsm" : "trmm");
@@ -352,20 +352,61 @@ TYPED_TEST(Arguments, EmptyProblemsDoNoWork) {
         std::function<zuliStatus()> call;
     };
     std::vector<Case> cases = {
-        {"gemm m 0", [&] { return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)('N', 'N', 0, 3, 2, one, nullptr, 0, nullptr, 2, one, nullptr, 0); }},
-        {"symm n 0", [&] { return pick<T>(zuliSsymm, zuliDsymm, zuliCsymm, zuliZsymm)('R', 'U', 3, 0, one, nullptr, 0, nullptr, 3, one, nullptr, 3); }},
-        {"syrk n 0", [&] { return pick<T>(zuliSsyrk, zuliDsyrk, zuliCsyrk, zuliZsyrk)('U', 'N', 0, 2, one, nullptr, 0, one, nullptr, 0); }},
-        {"syr2k n 0", [&] { return pick<T>(zuliSsyr2k, zuliDsyr2k, zuliCsyr2k, zuliZsyr2k)('L', 'T', 0, 2, one, nullptr, 2, nullptr, 2, one, nullptr, 0); }},
-        {"trsm m 0", [&] { return pick<T>(zuliStrsm, zuliDtrsm, zuliCtrsm, zuliZtrsm)('L', 'U', 'N', 'N', 0, 3, one, nullptr, 0, nullptr, 0); }},
-        {"trmm n 0", [&] { return pick<T>(zuliStrmm, zuliDtrmm, zuliCtrmm, zuliZtrmm)('R', 'U', 'N', 'N', 3, 0, one, nullptr, 0, nullptr, 3); }},
-        {"gemv n 0", [&] { return pick<T>(zuliSgemv, zuliDgemv, zuliCgemv, zuliZgemv)('N', 3, 0, one, nullptr, 3, nullptr, 1, one, nullptr, 1); }},
-        {"gemm k 0, c null", [&] { return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)('N', 'N', 3, 3, 0, one, nullptr, 3, nullptr, 0, one, nullptr, 3); }},
+        {"gemm m 0",
+         [&] {
+             return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)(
+                 'N', 'N', 0, 3, 2, one, nullptr, 0, nullptr, 2, one, nullptr, 0);
+         }},
+        {"symm n 0",
+         [&] {
+             return pick<T>(zuliSsymm, zuliDsymm, zuliCsymm, zuliZsymm)(
+                 'R', 'U', 3, 0, one, nullptr, 0, nullptr, 3, one, nullptr, 3);
+         }},
+        {"syrk n 0",
+         [&] {
+             return pick<T>(zuliSsyrk, zuliDsyrk, zuliCsyrk, zuliZsyrk)(
+                 'U', 'N', 0, 2, one, nullptr, 0, one, nullptr, 0);
+         }},
+        {"syr2k n 0",
+         [&] {
+             return pick<T>(zuliSsyr2k, zuliDsyr2k, zuliCsyr2k, zuliZsyr2k)(
+                 'L', 'T', 0, 2, one, nullptr, 2, nullptr, 2, one, nullptr, 0);
+         }},
+        {"trsm m 0",
+         [&] {
+             return pick<T>(zuliStrsm, zuliDtrsm, zuliCtrsm, zuliZtrsm)(
+                 'L', 'U', 'N', 'N', 0, 3, one, nullptr, 0, nullptr, 0);
+         }},
+        {"trmm n 0",
+         [&] {
+             return pick<T>(zuliStrmm, zuliDtrmm, zuliCtrmm, zuliZtrmm)(
+                 'R', 'U', 'N', 'N', 3, 0, one, nullptr, 0, nullptr, 3);
+         }},
+        {"gemv n 0",
+         [&] {
+             return pick<T>(zuliSgemv, zuliDgemv, zuliCgemv, zuliZgemv)(
+                 'N', 3, 0, one, nullptr, 3, nullptr, 1, one, nullptr, 1);
+         }},
+        {"gemm k 0, c null",
+         [&] {
+             return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)(
+                 'N', 'N', 3, 3, 0, one, nullptr, 3, nullptr, 0, one, nullptr, 3);
+         }},
     };
     if constexpr (zuli::IsComplexV<T>) {
-        cases.push_back({"herk n 0", [&] { return pick<T>(nullptr, nullptr, zuliCherk, zuliZherk)('U', 'C', 0, 2, r1, nullptr, 2, r1, nullptr, 0); }});
-        cases.push_back({"hemv n 0", [&] { return pick<T>(nullptr, nullptr, zuliChemv, zuliZhemv)('U', 0, one, nullptr, 0, nullptr, 1, one, nullptr, 1); }});
+        cases.push_back({"herk n 0", [&] {
+                             return pick<T>(nullptr, nullptr, zuliCherk, zuliZherk)(
+                                 'U', 'C', 0, 2, r1, nullptr, 2, r1, nullptr, 0);
+                         }});
+        cases.push_back({"hemv n 0", [&] {
+                             return pick<T>(nullptr, nullptr, zuliChemv, zuliZhemv)(
+                                 'U', 0, one, nullptr, 0, nullptr, 1, one, nullptr, 1);
+                         }});
     } else {
-        cases.push_back({"symv n 0", [&] { return pick<T>(zuliSsymv, zuliDsymv, nullptr, nullptr)('U', 0, one, nullptr, 0, nullptr, 1, one, nullptr, 1); }});
+        cases.push_back({"symv n 0", [&] {
+                             return pick<T>(zuliSsymv, zuliDsymv, nullptr, nullptr)(
+                                 'U', 0, one, nullptr, 0, nullptr, 1, one, nullptr, 1);
+                         }});
     }
     (void)r1;
     for (const Case& c : cases) {
@@ -427,9 +468,9 @@ TYPED_TEST(Arguments, DeviceRoutinesCheckNoArgument) {
     zuliStatus s = onOperands<T>(
         Api::Device,
         [&](T* c) {
-            zuliStatus r = pick<T>(zuliDeviceSgemm, zuliDeviceDgemm, zuliDeviceCgemm,
-                                   zuliDeviceZgemm)('N', 'N', -1, 4, 4, pub(one), pub(c), 4,
-                                                    pub(c), 4, pub(one), pub(c), 4);
+            zuliStatus r =
+                pick<T>(zuliDeviceSgemm, zuliDeviceDgemm, zuliDeviceCgemm, zuliDeviceZgemm)(
+                    'N', 'N', -1, 4, 4, pub(one), pub(c), 4, pub(c), 4, pub(one), pub(c), 4);
             EXPECT_EQ(r, zuliNoError);
             return pick<T>(zuliDeviceStrsm, zuliDeviceDtrsm, zuliDeviceCtrsm, zuliDeviceZtrsm)(
                 'L', 'U', 'N', 'N', 4, 4, pub(one), pub(c), 1, pub(c), 4);  // lda 1 < m

@@ -7,21 +7,23 @@ namespace {
 using namespace blas_test;
 
 // The exported function `name` of precision T for the interface `api`.
-#define ENTRY(api, name)                                                                          \
-    ((api) == Api::Host ? pick<T>(zuliS##name, zuliD##name, zuliC##name, zuliZ##name)            \
-                        : pick<T>(zuliDeviceS##name, zuliDeviceD##name, zuliDeviceC##name,       \
-                                  zuliDeviceZ##name))
-#define ENTRY_REAL(api, name)                                                                     \
-    ((api) == Api::Host ? pick<T>(zuliS##name, zuliD##name, nullptr, nullptr)                    \
+#define ENTRY(api, name)                                               \
+    ((api) == Api::Host                                                \
+         ? pick<T>(zuliS##name, zuliD##name, zuliC##name, zuliZ##name) \
+         : pick<T>(zuliDeviceS##name, zuliDeviceD##name, zuliDeviceC##name, zuliDeviceZ##name))
+#define ENTRY_REAL(api, name)                                                 \
+    ((api) == Api::Host ? pick<T>(zuliS##name, zuliD##name, nullptr, nullptr) \
                         : pick<T>(zuliDeviceS##name, zuliDeviceD##name, nullptr, nullptr))
-#define ENTRY_COMPLEX(api, name)                                                                  \
-    ((api) == Api::Host ? pick<T>(nullptr, nullptr, zuliC##name, zuliZ##name)                    \
+#define ENTRY_COMPLEX(api, name)                                              \
+    ((api) == Api::Host ? pick<T>(nullptr, nullptr, zuliC##name, zuliZ##name) \
                         : pick<T>(nullptr, nullptr, zuliDeviceC##name, zuliDeviceZ##name))
 
 constexpr Api kApis[] = {Api::Host, Api::Device};
 
 // Lower case on every other call: both interfaces accept either case.
-char alternateCase(char c, int i) { return i % 2 ? char(std::tolower(c)) : c; }
+char alternateCase(char c, int i) {
+    return i % 2 ? char(std::tolower(c)) : c;
+}
 
 template <typename T>
 using AllTyped = BlasTyped<T>;
@@ -106,8 +108,8 @@ void checkSymm(std::mt19937& rng, bool hermitian) {
                                                                     pub(a), A.ld, pub(b), B.ld,
                                                                     pub(beta), pub(c), C.ld);
                             }
-                            return ENTRY(api, symm)(cs, cu, m, n, pub(alpha), pub(a), A.ld,
-                                                    pub(b), B.ld, pub(beta), pub(c), C.ld);
+                            return ENTRY(api, symm)(cs, cu, m, n, pub(alpha), pub(a), A.ld, pub(b),
+                                                    B.ld, pub(beta), pub(c), C.ld);
                         },
                         A, B, C);
                     ASSERT_EQ(s, zuliNoError);
@@ -115,16 +117,20 @@ void checkSymm(std::mt19937& rng, bool hermitian) {
                 }
 }
 
-TYPED_TEST(AllTyped, SymmEverySideAndTriangle) { checkSymm<TypeParam>(this->rng, false); }
-TYPED_TEST(ComplexTyped, HemmEverySideAndTriangle) { checkSymm<TypeParam>(this->rng, true); }
+TYPED_TEST(AllTyped, SymmEverySideAndTriangle) {
+    checkSymm<TypeParam>(this->rng, false);
+}
+TYPED_TEST(ComplexTyped, HemmEverySideAndTriangle) {
+    checkSymm<TypeParam>(this->rng, true);
+}
 
 // syrk (all) and herk (complex): only the `uplo` triangle of C changes.
 template <typename T>
 void checkRankK(std::mt19937& rng, bool hermitian) {
     const int n = 6, k = 3;
-    const std::vector<char> transposes = hermitian                ? std::vector<char>{'N', 'C'}
-                                         : zuli::IsComplexV<T>    ? std::vector<char>{'N', 'T'}
-                                                                  : std::vector<char>{'N', 'T', 'C'};
+    const std::vector<char> transposes = hermitian             ? std::vector<char>{'N', 'C'}
+                                         : zuli::IsComplexV<T> ? std::vector<char>{'N', 'T'}
+                                                               : std::vector<char>{'N', 'T', 'C'};
     int call = 0;
     for (Api api : kApis)
         for (char uplo : {'U', 'L'})
@@ -153,7 +159,8 @@ void checkRankK(std::mt19937& rng, bool hermitian) {
                     } else {
                         const T alpha = makeScalar<T>(1.25, -0.5), beta = makeScalar<T>(betaRe, 0);
                         // A real 'C' is a transpose; CBLAS is given 'T' for it.
-                        const char refTrans = zuli::IsComplexV<T> ? trans : (trans == 'C' ? 'T' : trans);
+                        const char refTrans =
+                            zuli::IsComplexV<T> ? trans : (trans == 'C' ? 'T' : trans);
                         pick<T>(cblas_ssyrk, cblas_dsyrk, cblas_csyrk, cblas_zsyrk)(
                             CblasColMajor, cblasUplo(uplo), cblasTrans(refTrans), n, k,
                             byBlas(alpha), A.ptr(), A.ld, byBlas(beta), want.ptr(), want.ld);
@@ -172,8 +179,12 @@ void checkRankK(std::mt19937& rng, bool hermitian) {
                 }
 }
 
-TYPED_TEST(AllTyped, SyrkEveryTriangleAndTranspose) { checkRankK<TypeParam>(this->rng, false); }
-TYPED_TEST(ComplexTyped, HerkEveryTriangleAndTranspose) { checkRankK<TypeParam>(this->rng, true); }
+TYPED_TEST(AllTyped, SyrkEveryTriangleAndTranspose) {
+    checkRankK<TypeParam>(this->rng, false);
+}
+TYPED_TEST(ComplexTyped, HerkEveryTriangleAndTranspose) {
+    checkRankK<TypeParam>(this->rng, true);
+}
 
 // syr2k (all) and her2k (complex).
 template <typename T>
@@ -211,9 +222,8 @@ void checkRank2K(std::mt19937& rng, bool hermitian) {
                     } else {
                         const T beta = makeScalar<T>(betaRe, 0.0);
                         pick<T>(cblas_ssyr2k, cblas_dsyr2k, cblas_csyr2k, cblas_zsyr2k)(
-                            CblasColMajor, cblasUplo(uplo), cblasTrans(trans), n, k,
-                            byBlas(alpha), A.ptr(), A.ld, B.ptr(), B.ld, byBlas(beta),
-                            want.ptr(), want.ld);
+                            CblasColMajor, cblasUplo(uplo), cblasTrans(trans), n, k, byBlas(alpha),
+                            A.ptr(), A.ld, B.ptr(), B.ld, byBlas(beta), want.ptr(), want.ld);
                         s = onOperands<T>(
                             api,
                             [&](T* a, T* b, T* cc) {
@@ -228,8 +238,12 @@ void checkRank2K(std::mt19937& rng, bool hermitian) {
                 }
 }
 
-TYPED_TEST(AllTyped, Syr2kEveryTriangleAndTranspose) { checkRank2K<TypeParam>(this->rng, false); }
-TYPED_TEST(ComplexTyped, Her2kEveryTriangleAndTranspose) { checkRank2K<TypeParam>(this->rng, true); }
+TYPED_TEST(AllTyped, Syr2kEveryTriangleAndTranspose) {
+    checkRank2K<TypeParam>(this->rng, false);
+}
+TYPED_TEST(ComplexTyped, Her2kEveryTriangleAndTranspose) {
+    checkRank2K<TypeParam>(this->rng, true);
+}
 
 // trsm and trmm over side x uplo x transa x diag; A well conditioned (dominant diagonal, small
 // off-diagonal entries), so that the solve is as accurate as the product.
@@ -277,8 +291,12 @@ void checkTriangular(std::mt19937& rng, bool solve) {
                     }
 }
 
-TYPED_TEST(AllTyped, TrsmEveryOptionCombination) { checkTriangular<TypeParam>(this->rng, true); }
-TYPED_TEST(AllTyped, TrmmEveryOptionCombination) { checkTriangular<TypeParam>(this->rng, false); }
+TYPED_TEST(AllTyped, TrsmEveryOptionCombination) {
+    checkTriangular<TypeParam>(this->rng, true);
+}
+TYPED_TEST(AllTyped, TrmmEveryOptionCombination) {
+    checkTriangular<TypeParam>(this->rng, false);
+}
 
 // gemv with positive and negative increments, both interfaces.
 TYPED_TEST(AllTyped, GemvEveryTransposeAndIncrement) {
@@ -334,8 +352,8 @@ void checkSymv(std::mt19937& rng) {
                     Operand<T> want = Y;
                     const char refUplo = char(std::toupper(uplo));
                     pick<T>(cblas_ssymv, cblas_dsymv, cblas_chemv, cblas_zhemv)(
-                        CblasColMajor, cblasUplo(refUplo), n, byBlas(alpha), A.ptr(), A.ld,
-                        X.ptr(), inc.x, byBlas(beta), want.ptr(), inc.y);
+                        CblasColMajor, cblasUplo(refUplo), n, byBlas(alpha), A.ptr(), A.ld, X.ptr(),
+                        inc.x, byBlas(beta), want.ptr(), inc.y);
                     zuliStatus s = onOperands<T>(
                         api,
                         [&](T* a, T* x, T* y) {
@@ -354,8 +372,12 @@ void checkSymv(std::mt19937& rng) {
                 }
 }
 
-TYPED_TEST(RealTyped, SymvEveryTriangleAndIncrement) { checkSymv<TypeParam>(this->rng); }
-TYPED_TEST(ComplexTyped, HemvEveryTriangleAndIncrement) { checkSymv<TypeParam>(this->rng); }
+TYPED_TEST(RealTyped, SymvEveryTriangleAndIncrement) {
+    checkSymv<TypeParam>(this->rng);
+}
+TYPED_TEST(ComplexTyped, HemvEveryTriangleAndIncrement) {
+    checkSymv<TypeParam>(this->rng);
+}
 
 // k = 0 still scales C by beta (gemm, syrk), with nothing of A or B copied.
 TYPED_TEST(AllTyped, EmptyInnerDimensionScalesC) {
@@ -373,11 +395,11 @@ TYPED_TEST(AllTyped, EmptyInnerDimensionScalesC) {
         zuliStatus s = onOperands<T>(
             api,
             [&](T* c, T* sc) {
-                zuliStatus r = ENTRY(api, gemm)('N', 'N', m, n, 0, pub(alpha), nullptr, m,
-                                                nullptr, 1, pub(beta), pub(c), m);
+                zuliStatus r = ENTRY(api, gemm)('N', 'N', m, n, 0, pub(alpha), nullptr, m, nullptr,
+                                                1, pub(beta), pub(c), m);
                 if (r != zuliNoError) return r;
-                return ENTRY(api, syrk)('U', 'N', n, 0, pub(alpha), nullptr, n, pub(beta),
-                                        pub(sc), n);
+                return ENTRY(api, syrk)('U', 'N', n, 0, pub(alpha), nullptr, n, pub(beta), pub(sc),
+                                        n);
             },
             C, S);
         ASSERT_EQ(s, zuliNoError);

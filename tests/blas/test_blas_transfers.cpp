@@ -22,9 +22,9 @@ std::string cublasName(const char* op) {
 template <typename T>
 zuliStatus hostGemm(int m, int n, int k, T alpha, Operand<T>& A, Operand<T>& B, T beta,
                     Operand<T>& C) {
-    return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)(
-        'N', 'N', m, n, k, pub(alpha), pub(A.ptr()), A.ld, pub(B.ptr()), B.ld, pub(beta),
-        pub(C.ptr()), C.ld);
+    return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)('N', 'N', m, n, k, pub(alpha),
+                                                               pub(A.ptr()), A.ld, pub(B.ptr()),
+                                                               B.ld, pub(beta), pub(C.ptr()), C.ld);
 }
 
 TYPED_TEST(Transfers, GemmMirrorsEachMatrixOnceAndCopiesOnlyTheBlocks) {
@@ -94,8 +94,8 @@ TYPED_TEST(Transfers, ZeroBetaGemvNeverReadsY) {
         CblasColMajor, CblasNoTrans, m, n, byBlas(alpha), A.ptr(), A.ld, x.ptr(), 2, byBlas(zero),
         want.ptr(), -3);
     ASSERT_EQ(pick<T>(zuliSgemv, zuliDgemv, zuliCgemv, zuliZgemv)('N', m, n, pub(alpha),
-                                                                 pub(A.ptr()), A.ld, pub(x.ptr()),
-                                                                 2, pub(zero), pub(y.ptr()), -3),
+                                                                  pub(A.ptr()), A.ld, pub(x.ptr()),
+                                                                  2, pub(zero), pub(y.ptr()), -3),
               zuliNoError);
     expectNear(y, want, n, "y");
     const auto c = this->counters();
@@ -139,21 +139,81 @@ TYPED_TEST(Transfers, EveryMemberMirrorsEachOperandOnce) {
         unsigned long long allocs, uploads;
     };
     std::vector<Case> cases = {
-        {"gemm, beta 1", [&] { return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)('T', 'N', n, n, n, one, a, n, b, n, one, c, n); }, 3, 3},
-        {"symm, beta 0", [&] { return pick<T>(zuliSsymm, zuliDsymm, zuliCsymm, zuliZsymm)('R', 'L', n, n, one, a, n, b, n, zero, c, n); }, 3, 2},
-        {"syrk, beta 0 (C keeps its other triangle)", [&] { return pick<T>(zuliSsyrk, zuliDsyrk, zuliCsyrk, zuliZsyrk)('U', 'T', n, n, one, a, n, zero, c, n); }, 2, 2},
-        {"syr2k", [&] { return pick<T>(zuliSsyr2k, zuliDsyr2k, zuliCsyr2k, zuliZsyr2k)('L', 'N', n, n, one, a, n, b, n, one, c, n); }, 3, 3},
-        {"trmm", [&] { return pick<T>(zuliStrmm, zuliDtrmm, zuliCtrmm, zuliZtrmm)('L', 'U', 'N', 'U', n, n, one, a, n, c, n); }, 2, 2},
-        {"trsm", [&] { return pick<T>(zuliStrsm, zuliDtrsm, zuliCtrsm, zuliZtrsm)('R', 'L', 'T', 'N', n, n, one, a, n, c, n); }, 2, 2},
-        {"gemv, beta 0", [&] { return pick<T>(zuliSgemv, zuliDgemv, zuliCgemv, zuliZgemv)('C', n, n, one, a, n, b, 1, zero, c, 2); }, 3, 2},
+        {"gemm, beta 1",
+         [&] {
+             return pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)('T', 'N', n, n, n, one, a,
+                                                                        n, b, n, one, c, n);
+         },
+         3, 3},
+        {"symm, beta 0",
+         [&] {
+             return pick<T>(zuliSsymm, zuliDsymm, zuliCsymm, zuliZsymm)('R', 'L', n, n, one, a, n,
+                                                                        b, n, zero, c, n);
+         },
+         3, 2},
+        {"syrk, beta 0 (C keeps its other triangle)",
+         [&] {
+             return pick<T>(zuliSsyrk, zuliDsyrk, zuliCsyrk, zuliZsyrk)('U', 'T', n, n, one, a, n,
+                                                                        zero, c, n);
+         },
+         2, 2},
+        {"syr2k",
+         [&] {
+             return pick<T>(zuliSsyr2k, zuliDsyr2k, zuliCsyr2k, zuliZsyr2k)('L', 'N', n, n, one, a,
+                                                                            n, b, n, one, c, n);
+         },
+         3, 3},
+        {"trmm",
+         [&] {
+             return pick<T>(zuliStrmm, zuliDtrmm, zuliCtrmm, zuliZtrmm)('L', 'U', 'N', 'U', n, n,
+                                                                        one, a, n, c, n);
+         },
+         2, 2},
+        {"trsm",
+         [&] {
+             return pick<T>(zuliStrsm, zuliDtrsm, zuliCtrsm, zuliZtrsm)('R', 'L', 'T', 'N', n, n,
+                                                                        one, a, n, c, n);
+         },
+         2, 2},
+        {"gemv, beta 0",
+         [&] {
+             return pick<T>(zuliSgemv, zuliDgemv, zuliCgemv, zuliZgemv)('C', n, n, one, a, n, b, 1,
+                                                                        zero, c, 2);
+         },
+         3, 2},
     };
     if constexpr (zuli::IsComplexV<T>) {
-        cases.push_back({"hemm", [&] { return pick<T>(nullptr, nullptr, zuliChemm, zuliZhemm)('L', 'U', n, n, one, a, n, b, n, one, c, n); }, 3, 3});
-        cases.push_back({"herk, beta 0", [&] { return pick<T>(nullptr, nullptr, zuliCherk, zuliZherk)('L', 'C', n, n, r1, a, n, r0, c, n); }, 2, 2});
-        cases.push_back({"her2k", [&] { return pick<T>(nullptr, nullptr, zuliCher2k, zuliZher2k)('U', 'N', n, n, one, a, n, b, n, r1, c, n); }, 3, 3});
-        cases.push_back({"hemv, beta 0", [&] { return pick<T>(nullptr, nullptr, zuliChemv, zuliZhemv)('U', n, one, a, n, b, -1, zero, c, 3); }, 3, 2});
+        cases.push_back({"hemm",
+                         [&] {
+                             return pick<T>(nullptr, nullptr, zuliChemm, zuliZhemm)(
+                                 'L', 'U', n, n, one, a, n, b, n, one, c, n);
+                         },
+                         3, 3});
+        cases.push_back({"herk, beta 0",
+                         [&] {
+                             return pick<T>(nullptr, nullptr, zuliCherk, zuliZherk)(
+                                 'L', 'C', n, n, r1, a, n, r0, c, n);
+                         },
+                         2, 2});
+        cases.push_back({"her2k",
+                         [&] {
+                             return pick<T>(nullptr, nullptr, zuliCher2k, zuliZher2k)(
+                                 'U', 'N', n, n, one, a, n, b, n, r1, c, n);
+                         },
+                         3, 3});
+        cases.push_back({"hemv, beta 0",
+                         [&] {
+                             return pick<T>(nullptr, nullptr, zuliChemv, zuliZhemv)(
+                                 'U', n, one, a, n, b, -1, zero, c, 3);
+                         },
+                         3, 2});
     } else {
-        cases.push_back({"symv", [&] { return pick<T>(zuliSsymv, zuliDsymv, nullptr, nullptr)('L', n, one, a, n, b, 2, one, c, -1); }, 3, 3});
+        cases.push_back({"symv",
+                         [&] {
+                             return pick<T>(zuliSsymv, zuliDsymv, nullptr, nullptr)(
+                                 'L', n, one, a, n, b, 2, one, c, -1);
+                         },
+                         3, 3});
     }
     for (const Case& k : cases) {
         SCOPED_TRACE(k.what);
@@ -180,7 +240,9 @@ TYPED_TEST(Transfers, GemmFailuresLeaveCUntouched) {
         zuliStatus status;
         zuliInfo info;
     };
-    const auto failCopy = [](int k) { zuliEmuFailCudaCall("cudaMemcpy2D", k, cudaErrorInvalidValue); };
+    const auto failCopy = [](int k) {
+        zuliEmuFailCudaCall("cudaMemcpy2D", k, cudaErrorInvalidValue);
+    };
     const std::vector<Case> cases = {
         {"allocation of A", [](bool) { zuliEmuFailDeviceAlloc(1); }, zuliInsufficientMemory, 0},
         {"allocation of B", [](bool) { zuliEmuFailDeviceAlloc(2); }, zuliInsufficientMemory, 0},

@@ -63,8 +63,8 @@ TYPED_TEST(Wrappers, LevelOneVectorOperations) {
         auto x = Operand<T>::vector(n, inc, this->rng), y = Operand<T>::vector(n, 1, this->rng);
         auto wx = x, wy = y;
         // y = alpha x + y; swap; scale x by alpha; copy x into y.
-        pick<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(n, byBlas(alpha), wx.ptr(),
-                                                                    inc, wy.ptr(), 1);
+        pick<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(n, byBlas(alpha), wx.ptr(), inc,
+                                                                    wy.ptr(), 1);
         pick<T>(cblas_sswap, cblas_dswap, cblas_cswap, cblas_zswap)(n, wx.ptr(), inc, wy.ptr(), 1);
         pick<T>(cblas_sscal, cblas_dscal, cblas_cscal, cblas_zscal)(n, byBlas(alpha), wx.ptr(),
                                                                     inc);
@@ -158,8 +158,8 @@ TYPED_TEST(Wrappers, TriangularVectorAndRankOneOperations) {
     pick<T>(cblas_strsv, cblas_dtrsv, cblas_ctrsv, cblas_ztrsv)(
         CblasColMajor, CblasLower, CblasNoTrans, CblasUnit, n, A.ptr(), A.ld, wv.ptr(), -1);
     if constexpr (zuli::IsComplexV<T>)
-        pick<T>(nullptr, nullptr, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &alpha, u.ptr(),
-                                                            1, x.ptr(), 2, wG.ptr(), wG.ld);
+        pick<T>(nullptr, nullptr, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &alpha, u.ptr(), 1,
+                                                            x.ptr(), 2, wG.ptr(), wG.ld);
     else
         pick<T>(cblas_sger, cblas_dger, nullptr, nullptr)(CblasColMajor, m, n, alpha, u.ptr(), 1,
                                                           x.ptr(), 2, wG.ptr(), wG.ld);
@@ -193,13 +193,13 @@ TYPED_TEST(Wrappers, OutOfPlaceTrmmAndHermitianNamesOnAnyPrecision) {
         CblasColMajor, CblasLeft, CblasUpper, CblasTrans, CblasNonUnit, m, n, byBlas(alpha),
         A.ptr(), A.ld, wC.ptr(), wC.ld);
     if constexpr (zuli::IsComplexV<T>)
-        pick<T>(nullptr, nullptr, cblas_cherk, cblas_zherk)(CblasColMajor, CblasLower,
-                                                            CblasNoTrans, m, n, one, K.ptr(),
-                                                            K.ld, one, wH.ptr(), wH.ld);
+        pick<T>(nullptr, nullptr, cblas_cherk, cblas_zherk)(CblasColMajor, CblasLower, CblasNoTrans,
+                                                            m, n, one, K.ptr(), K.ld, one, wH.ptr(),
+                                                            wH.ld);
     else
-        pick<T>(cblas_ssyrk, cblas_dsyrk, nullptr, nullptr)(CblasColMajor, CblasLower,
-                                                            CblasNoTrans, m, n, one, K.ptr(),
-                                                            K.ld, one, wH.ptr(), wH.ld);
+        pick<T>(cblas_ssyrk, cblas_dsyrk, nullptr, nullptr)(CblasColMajor, CblasLower, CblasNoTrans,
+                                                            m, n, one, K.ptr(), K.ld, one, wH.ptr(),
+                                                            wH.ld);
     onDevice<T>(
         [&](const zuli::CallContext& ctx, T* dA, T* dB, T* dC, T* dH, T* dK) {
             zb::trmm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_T,
