@@ -277,6 +277,43 @@ TYPED_TEST(Transfers, GemmFailuresLeaveCUntouched) {
     }
 }
 
+// D and Z routines, host and device, are refused on a device of capability 1.2 before touching
+// anything; S and C routines run there.
+TYPED_TEST(Transfers, DoublePrecisionNeedsCapabilityAboveOnePointTwo) {
+    using T = TypeParam;
+    zuliShutdown();
+    zuli::clearDeviceCaches();
+    ASSERT_EQ(zuliEmuSetComputeCapability(0, 1, 2), 0);
+    ASSERT_EQ(zuliInitialize(), zuliNoError);
+    const zuliStatus expected =
+        zuli::isDoublePrecision<T> ? zuliInsufficientComputeCapability : zuliNoError;
+    const int n = 3;
+    Operand<T> A(n, n, n, this->rng), B(n, n, n, this->rng), C(n, n, n, this->rng);
+    const Operand<T> before = C;
+    const T one = T(1);
+    for (Api api : {Api::Host, Api::Device}) {
+        SCOPED_TRACE(apiName(api));
+        Operand<T> got = C;
+        zuliEmuResetCounters();
+        zuliStatus s = onOperands<T>(
+            api,
+            [&](T* a, T* b, T* c) {
+                auto gemm = api == Api::Host ? pick<T>(zuliSgemm, zuliDgemm, zuliCgemm, zuliZgemm)
+                                             : pick<T>(zuliDeviceSgemm, zuliDeviceDgemm,
+                                                       zuliDeviceCgemm, zuliDeviceZgemm);
+                return gemm('N', 'N', n, n, n, pub(one), pub(a), n, pub(b), n, pub(one), pub(c), n);
+            },
+            A, B, got);
+        EXPECT_EQ(s, expected);
+        if (expected != zuliNoError) {
+            expectNear(got, before, 0, "C untouched");
+            EXPECT_EQ(zuliEmuBlasOpCalls("gemm"), 0u);
+        } else {
+            EXPECT_EQ(zuliEmuBlasOpCalls("gemm"), 1u);
+        }
+    }
+}
+
 // The device interface does not examine cuBLAS's status; the library's own checked wrapper
 // turns the same failure into status 9 with the cuBLAS status as info.
 TYPED_TEST(Transfers, DeviceRoutineIgnoresCublasStatusCheckedWrapperReportsIt) {
