@@ -1,0 +1,451 @@
+// utility_kernels.cu - the building-block kernels (fills, copies, scaling, conjugation, norms,
+// machine parameters, typed memset) and their launchers.
+#include "kernels/utility_kernels.h"
+
+#include "kernels/device_math.cuh"
+#include "kernels/launch.cuh"
+#include "kernels/maps/maps.h"
+
+#include <cfloat>
+
+namespace zuli {
+
+namespace {
+
+template <typename T>
+ZULI_MAP_DEVICE T& elementAt(T* a, uint64_t i, uint64_t j, int ld) {
+    return a[i + j * uint64_t(ld)];
+}
+
+template <typename T>
+ZULI_MAP_DEVICE T fromInt(int v) {
+    return T(ToRealT<T>(v));
+}
+
+template <typename Map, typename... Params, typename... Args>
+void launchMap(const Map& map, void (*kernel)(Params...), cudaStream_t stream, Args&&... args) {
+    if (cudalib::emptyGrid(map)) return;
+    cudalib::launch(kernel, map.grid(), map.block(), stream, std::forward<Args>(args)...);
+}
+
+// |x| for the norms: the modulus of a complex element.
+template <typename T>
+ZULI_MAP_DEVICE ToRealT<T> magnitude(const T& x) {
+    return abs(x);
+}
+
+// The larger of two partial maxima, a NaN winning (so that a NaN reaches the result).
+template <typename R>
+ZULI_MAP_DEVICE R maxOrNaN(R a, R b) {
+    return (b > a || isnan(b)) ? b : a;
+}
+
+constexpr unsigned kReduceThreads = 256;
+
+// Block-wide reduction of one value per thread (all threads must call it).
+template <bool Max, typename R>
+ZULI_MAP_DEVICE R reduceBlock(R value, R* shared) {
+    const unsigned t = threadIdx.x + threadIdx.y * blockDim.x;
+    const unsigned count = blockDim.x * blockDim.y;
+    shared[t] = value;
+    __syncthreads();
+    for (unsigned half = kReduceThreads / 2; half > 0; half /= 2) {
+        if (t < half && t + half < count)
+            shared[t] = Max ? maxOrNaN(shared[t], shared[t + half]) : shared[t] + shared[t + half];
+        __syncthreads();
+    }
+    return shared[0];
+}
+
+}  // namespace
+
+// ---- fills ---------------------------------------------------------------------------------
+
+template <typename Map, int V, typename T>
+__global__ void SetMatrix_k(int M, int N, T* A, int LDA) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i < uint64_t(M) && j < uint64_t(N)) elementAt(A, i, j, LDA) = fromInt<T>(V);
+}
+
+template <typename Map, int V, typename T>
+__global__ void SetVector_k(int n, T* x, int incx) {
+    const uint64_t k = Map::index();
+    if (k < uint64_t(n)) x[k * uint64_t(incx)] = fromInt<T>(V);
+}
+
+template <int V, typename T>
+__global__ void SetSingle_k(T* A) {
+    *A = fromInt<T>(V);
+}
+
+template <typename Map, typename T>
+__global__ void SetTriangularMatrix_k(bool upper, bool includeDiagonal, int m, int n, T* A, int lda,
+                                      T value) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i >= uint64_t(m) || j >= uint64_t(n)) return;
+    if (i == j ? includeDiagonal : (upper ? i < j : i > j)) elementAt(A, i, j, lda) = value;
+}
+
+template <typename T>
+void launchSetMatrix(int value, int m, int n, T* a, int lda, cudaStream_t stream) {
+    cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
+    if (value == 0)
+        launchMap(map, SetMatrix_k<cudalib::Map2D, 0, T>, stream, m, n, a, lda);
+    else
+        launchMap(map, SetMatrix_k<cudalib::Map2D, 1, T>, stream, m, n, a, lda);
+}
+
+template <typename T>
+void launchSetVector(int value, int n, T* x, int incx, cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    if (value == 0)
+        launchMap(map, SetVector_k<cudalib::Map1D, 0, T>, stream, n, x, incx);
+    else
+        launchMap(map, SetVector_k<cudalib::Map1D, 1, T>, stream, n, x, incx);
+}
+
+template <typename T>
+void launchSetSingle(int value, T* a, cudaStream_t stream) {
+    if (value == 0)
+        cudalib::launch(SetSingle_k<0, T>, dim3(1), dim3(1), stream, a);
+    else
+        cudalib::launch(SetSingle_k<1, T>, dim3(1), dim3(1), stream, a);
+}
+
+template <typename T>
+void launchSetTriangularMatrix(bool upper, bool includeDiagonal, int m, int n, T* a, int lda,
+                               T value, cudaStream_t stream) {
+    using Map = cudalib::TriangularMap2D;
+    Map map(m > 0 ? m : 0, n > 0 ? n : 0);
+    launchMap(map, SetTriangularMatrix_k<Map, T>, stream, upper, includeDiagonal, m, n, a, lda,
+              value);
+}
+
+// ---- scaling and copies --------------------------------------------------------------------
+
+template <typename Map, typename T, bool Multiply>
+__global__ void Scale_k(int n, const T* alpha, T* x, int incx) {
+    const uint64_t k = Map::index();
+    if (k >= uint64_t(n)) return;
+    T& e = x[k * uint64_t(incx)];
+    e = Multiply ? e * *alpha : e / *alpha;
+}
+
+template <typename Map, typename T>
+__global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i < uint64_t(m) && j < uint64_t(n)) elementAt(B, i, j, ldb) = A[i + j * uint64_t(lda)];
+}
+
+template <typename Map, typename T>
+__global__ void CopyVector_k(int n, const T* x, int incx, T* y, int incy) {
+    const uint64_t k = Map::index();
+    if (k < uint64_t(n)) y[k * uint64_t(incy)] = x[k * uint64_t(incx)];
+}
+
+template <typename T>
+__global__ void CopySingle_k(const T* a, T* b) {
+    *b = *a;
+}
+
+template <typename Map, typename R>
+__global__ void CopyRealToComplex_k(int m, int n, const R* A, int lda, Complex<R>* B, int ldb) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i < uint64_t(m) && j < uint64_t(n))
+        elementAt(B, i, j, ldb) = Complex<R>(A[i + j * uint64_t(lda)], R(0));
+}
+
+template <typename Map, typename R>
+__global__ void CopyVectorRealToComplex_k(int n, const R* x, int incx, Complex<R>* y, int incy) {
+    const uint64_t k = Map::index();
+    if (k < uint64_t(n)) y[k * uint64_t(incy)] = Complex<R>(x[k * uint64_t(incx)], R(0));
+}
+
+template <typename Map, typename R>
+__global__ void CopyComplexToReal_k(int m, int n, const Complex<R>* A, int lda, R* B, int ldb) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i < uint64_t(m) && j < uint64_t(n)) elementAt(B, i, j, ldb) = A[i + j * uint64_t(lda)].re;
+}
+
+template <typename T>
+__global__ void MakeRealSingle_k(T* A) {
+    A->im = 0;
+}
+
+template <typename Map, typename T>
+__global__ void ConjugateVector_k(int n, T* x, int incx) {
+    const uint64_t k = Map::index();
+    if (k < uint64_t(n)) x[k * uint64_t(incx)] = conj(x[k * uint64_t(incx)]);
+}
+
+template <typename Map, typename T>
+__global__ void CudaMemsetTypeKernel(uint64_t n, T value, T* x) {
+    const uint64_t k = Map::index();
+    if (k < n) x[k] = value;
+}
+
+template <typename T>
+void launchScale(bool multiply, int n, const T* alpha, T* x, int incx, cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    if (multiply)
+        launchMap(map, Scale_k<cudalib::Map1D, T, true>, stream, n, alpha, x, incx);
+    else
+        launchMap(map, Scale_k<cudalib::Map1D, T, false>, stream, n, alpha, x, incx);
+}
+
+template <typename T>
+void launchCopyMatrix(int m, int n, const T* a, int lda, T* b, int ldb, cudaStream_t stream) {
+    cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
+    launchMap(map, CopyMatrix_k<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void launchCopyVector(int n, const T* x, int incx, T* y, int incy, cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    launchMap(map, CopyVector_k<cudalib::Map1D, T>, stream, n, x, incx, y, incy);
+}
+
+template <typename T>
+void launchCopySingle(const T* a, T* b, cudaStream_t stream) {
+    cudalib::launch(CopySingle_k<T>, dim3(1), dim3(1), stream, a, b);
+}
+
+template <typename R>
+void launchCopyRealToComplex(int m, int n, const R* a, int lda, Complex<R>* b, int ldb,
+                             cudaStream_t stream) {
+    cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
+    launchMap(map, CopyRealToComplex_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
+}
+
+template <typename R>
+void launchCopyVectorRealToComplex(int n, const R* x, int incx, Complex<R>* y, int incy,
+                                   cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    launchMap(map, CopyVectorRealToComplex_k<cudalib::Map1D, R>, stream, n, x, incx, y, incy);
+}
+
+template <typename R>
+void launchCopyComplexToReal(int m, int n, const Complex<R>* a, int lda, R* b, int ldb,
+                             cudaStream_t stream) {
+    cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
+    launchMap(map, CopyComplexToReal_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void launchMakeRealSingle(T* a, cudaStream_t stream) {
+    cudalib::launch(MakeRealSingle_k<T>, dim3(1), dim3(1), stream, a);
+}
+
+template <typename T>
+void launchConjugateVector(int n, T* x, int incx, cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    launchMap(map, ConjugateVector_k<cudalib::Map1D, T>, stream, n, x, incx);
+}
+
+template <typename T>
+void launchTypedMemset(int64_t n, T value, T* x, cudaStream_t stream) {
+    // The map's extent is 32-bit: larger arrays go in slices.
+    constexpr int64_t slice = int64_t(1) << 30;
+    for (int64_t done = 0; done < n; done += slice) {
+        const int64_t count = n - done < slice ? n - done : slice;
+        cudalib::StaticMap1D<128> map{static_cast<uint32_t>(count)};
+        launchMap(map, CudaMemsetTypeKernel<cudalib::StaticMap1D<128>, T>, stream, uint64_t(count),
+                  value, x + done);
+    }
+}
+
+// ---- norms ---------------------------------------------------------------------------------
+
+// Per 16 x 16 block: the largest |a(i, j)| (M) or the sum of |a(i, j)|^2 (F).
+template <typename Map, typename T, typename R>
+__global__ void LANGE_M_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
+    __shared__ R partial[kReduceThreads];
+    const uint64_t i = Map::row(), j = Map::column();
+    const R v = (i < uint64_t(m) && j < uint64_t(n)) ? magnitude(A[i + j * uint64_t(lda)]) : R(0);
+    const R best = reduceBlock<true>(v, partial);
+    if (threadIdx.x == 0 && threadIdx.y == 0)
+        blockAbsSum[blockIdx.x + blockIdx.y * gridDim.x] = best;
+}
+
+template <typename Map, typename T, typename R>
+__global__ void LANGE_F_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
+    __shared__ R partial[kReduceThreads];
+    const uint64_t i = Map::row(), j = Map::column();
+    R v = R(0);
+    if (i < uint64_t(m) && j < uint64_t(n)) v = norm(A[i + j * uint64_t(lda)]);
+    const R sum = reduceBlock<false>(v, partial);
+    if (threadIdx.x == 0 && threadIdx.y == 0)
+        blockAbsSum[blockIdx.x + blockIdx.y * gridDim.x] = sum;
+}
+
+// One block per column (column-wise map: the one-norm) or per row (row-wise map: the
+// infinity norm): the sum of |a| along the line.
+template <typename Map, typename T, typename R>
+__global__ void LANGE_OI_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
+    __shared__ R partial[kReduceThreads];
+    constexpr bool columns = std::is_same_v<Map, cudalib::StaticColumnWiseMap<256>>;
+    const uint64_t line = Map::line();
+    const uint64_t length = columns ? uint64_t(m) : uint64_t(n);
+    R sum = R(0);
+    for (uint64_t k = Map::first(); k < length; k += Map::stride()) {
+        const uint64_t i = columns ? k : line, j = columns ? line : k;
+        sum += magnitude(A[i + j * uint64_t(lda)]);
+    }
+    const R total = reduceBlock<false>(sum, partial);
+    if (threadIdx.x == 0) blockAbsSum[line] = total;
+}
+
+// One block of 256 threads reduces n partial results to *result (the square root of the sum
+// when takeRoot).
+template <typename R>
+__global__ void findMaxValue_k(int n, const R* values, R* result) {
+    __shared__ R partial[kReduceThreads];
+    R best = R(0);
+    for (uint64_t k = threadIdx.x; k < uint64_t(n); k += blockDim.x)
+        best = maxOrNaN(best, values[k]);
+    const R total = reduceBlock<true>(best, partial);
+    if (threadIdx.x == 0) *result = total;
+}
+
+template <typename R>
+__global__ void findSum_k(int n, const R* values, R* result, bool takeRoot) {
+    __shared__ R partial[kReduceThreads];
+    R sum = R(0);
+    for (uint64_t k = threadIdx.x; k < uint64_t(n); k += blockDim.x) sum += values[k];
+    const R total = reduceBlock<false>(sum, partial);
+    if (threadIdx.x == 0) *result = takeRoot ? sqrt(total) : total;
+}
+
+int64_t langeWorkspace(char norm, int m, int n) {
+    if (m <= 0 || n <= 0) return 0;
+    switch (norm) {
+        case '1':
+        case 'O':
+            return n;
+        case 'I':
+            return m;
+        default: {
+            const cudalib::StaticMap2D<16, 16> map(m, n);
+            const dim3 g = map.grid();
+            return int64_t(g.x) * g.y;
+        }
+    }
+}
+
+template <typename T>
+void launchLange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work, ToRealT<T>* result,
+                 cudaStream_t stream) {
+    using R = ToRealT<T>;
+    const dim3 one(1), reduce(kReduceThreads);
+    if (m <= 0 || n <= 0) {
+        cudalib::launch(SetSingle_k<0, R>, one, one, stream, result);
+        return;
+    }
+    const int parts = int(langeWorkspace(norm, m, n));
+    if (norm == '1' || norm == 'O') {
+        using Map = cudalib::StaticColumnWiseMap<256>;
+        launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+    } else if (norm == 'I') {
+        using Map = cudalib::StaticRowWiseMap<256>;
+        launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+    } else if (norm == 'F' || norm == 'E') {
+        using Map = cudalib::StaticMap2D<16, 16>;
+        launchMap(Map(m, n), LANGE_F_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launch(findSum_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result, true);
+    } else {
+        using Map = cudalib::StaticMap2D<16, 16>;
+        launchMap(Map(m, n), LANGE_M_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+    }
+}
+
+// ---- machine parameters --------------------------------------------------------------------
+
+// LAPACK's values for IEEE arithmetic with rounding: eps is half the spacing at 1.
+template <typename R>
+__global__ void lamch_k(char cmach, R* result) {
+    constexpr bool single = sizeof(R) == sizeof(float);
+    const R eps = single ? R(FLT_EPSILON / 2) : R(DBL_EPSILON / 2);
+    const R tiny = single ? R(FLT_MIN) : R(DBL_MIN);
+    R v = R(0);
+    switch (cmach) {
+        case 'E':
+            v = eps;
+            break;
+        case 'S':
+            v = tiny;
+            break;  // 1 / huge is smaller than tiny in IEEE arithmetic
+        case 'B':
+            v = R(2);
+            break;
+        case 'P':
+            v = eps * R(2);
+            break;
+        case 'N':
+            v = single ? R(FLT_MANT_DIG) : R(DBL_MANT_DIG);
+            break;
+        case 'R':
+            v = R(1);
+            break;
+        case 'M':
+            v = single ? R(FLT_MIN_EXP) : R(DBL_MIN_EXP);
+            break;
+        case 'U':
+            v = tiny;
+            break;
+        case 'L':
+            v = single ? R(FLT_MAX_EXP) : R(DBL_MAX_EXP);
+            break;
+        case 'O':
+            v = single ? R(FLT_MAX) : R(DBL_MAX);
+            break;
+        default:
+            break;
+    }
+    *result = v;
+}
+
+template <typename R>
+void launchLamch(char cmach, R* result, cudaStream_t stream) {
+    cudalib::launch(lamch_k<R>, dim3(1), dim3(1), stream, cmach, result);
+}
+
+// ---- instantiations ------------------------------------------------------------------------
+
+#define ZULI_UTIL_ALL(T)                                                                        \
+    template void launchSetMatrix<T>(int, int, int, T*, int, cudaStream_t);                     \
+    template void launchSetVector<T>(int, int, T*, int, cudaStream_t);                          \
+    template void launchSetSingle<T>(int, T*, cudaStream_t);                                    \
+    template void launchSetTriangularMatrix<T>(bool, bool, int, int, T*, int, T, cudaStream_t); \
+    template void launchScale<T>(bool, int, const T*, T*, int, cudaStream_t);                   \
+    template void launchCopyMatrix<T>(int, int, const T*, int, T*, int, cudaStream_t);          \
+    template void launchCopyVector<T>(int, const T*, int, T*, int, cudaStream_t);               \
+    template void launchCopySingle<T>(const T*, T*, cudaStream_t);                              \
+    template void launchTypedMemset<T>(int64_t, T, T*, cudaStream_t);                           \
+    template void launchLange<T>(char, int, int, const T*, int, ToRealT<T>*, ToRealT<T>*,       \
+                                 cudaStream_t);
+ZULI_UTIL_ALL(float)
+ZULI_UTIL_ALL(double)
+ZULI_UTIL_ALL(Complex<float>)
+ZULI_UTIL_ALL(Complex<double>)
+#undef ZULI_UTIL_ALL
+
+template void launchTypedMemset<int>(int64_t, int, int*, cudaStream_t);
+
+#define ZULI_UTIL_REAL(R)                                                                 \
+    template void launchCopyRealToComplex<R>(int, int, const R*, int, Complex<R>*, int,   \
+                                             cudaStream_t);                               \
+    template void launchCopyVectorRealToComplex<R>(int, const R*, int, Complex<R>*, int,  \
+                                                   cudaStream_t);                         \
+    template void launchCopyComplexToReal<R>(int, int, const Complex<R>*, int, R*, int,   \
+                                             cudaStream_t);                               \
+    template void launchMakeRealSingle<Complex<R>>(Complex<R>*, cudaStream_t);            \
+    template void launchConjugateVector<Complex<R>>(int, Complex<R>*, int, cudaStream_t); \
+    template void launchLamch<R>(char, R*, cudaStream_t);
+ZULI_UTIL_REAL(float)
+ZULI_UTIL_REAL(double)
+#undef ZULI_UTIL_REAL
+
+}  // namespace zuli
