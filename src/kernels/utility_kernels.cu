@@ -345,20 +345,136 @@ void launchLange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work,
     if (norm == '1' || norm == 'O') {
         using Map = cudalib::StaticColumnWiseMap<256>;
         launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
-        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
+                        result);
     } else if (norm == 'I') {
         using Map = cudalib::StaticRowWiseMap<256>;
         launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
-        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
+                        result);
     } else if (norm == 'F' || norm == 'E') {
         using Map = cudalib::StaticMap2D<16, 16>;
         launchMap(Map(m, n), LANGE_F_k<Map, T, R>, stream, m, n, a, lda, work);
-        cudalib::launch(findSum_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result, true);
+        cudalib::launch(findSum_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
+                        result, true);
     } else {
         using Map = cudalib::StaticMap2D<16, 16>;
         launchMap(Map(m, n), LANGE_M_k<Map, T, R>, stream, m, n, a, lda, work);
-        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work), result);
+        cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
+                        result);
     }
+}
+
+// ---- sums, differences, complements ----------------------------------------------------
+
+// Thread (i, j) owns element (i, j) of op_B(B), stored at B(i, j) or B(j, i).
+template <typename Map, typename T, bool TransA, bool TransB, bool Subtract>
+ZULI_MAP_DEVICE void combineElement(int m, int n, const T* A, int lda, T* B, int ldb) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i >= uint64_t(m) || j >= uint64_t(n)) return;
+    const T a = TransA ? A[j + i * uint64_t(lda)] : A[i + j * uint64_t(lda)];
+    T& b = TransB ? B[j + i * uint64_t(ldb)] : B[i + j * uint64_t(ldb)];
+    b = Subtract ? a - b : a + b;
+}
+
+#define ZULI_COMBINE_KERNEL(NAME, TA, TB, SUB)                               \
+    template <typename Map, typename T>                                      \
+    __global__ void NAME(int m, int n, const T* A, int lda, T* B, int ldb) { \
+        combineElement<Map, T, TA, TB, SUB>(m, n, A, lda, B, ldb);           \
+    }
+ZULI_COMBINE_KERNEL(SubtractMatrix_NN_k, false, false, true)
+ZULI_COMBINE_KERNEL(SubtractMatrix_NT_k, false, true, true)
+ZULI_COMBINE_KERNEL(SubtractMatrix_TN_k, true, false, true)
+ZULI_COMBINE_KERNEL(SubtractMatrix_TT_k, true, true, true)
+ZULI_COMBINE_KERNEL(MADD_NN_k, false, false, false)
+ZULI_COMBINE_KERNEL(MADD_NT_k, false, true, false)
+ZULI_COMBINE_KERNEL(MADD_TN_k, true, false, false)
+ZULI_COMBINE_KERNEL(MADD_TT_k, true, true, false)
+#undef ZULI_COMBINE_KERNEL
+
+namespace {
+bool transposed(char op) {
+    return op == 'T' || op == 't' || op == 'C' || op == 'c';
+}
+}  // namespace
+
+template <typename T>
+void launchSubtractMatrix(char opA, char opB, int m, int n, const T* a, int lda, T* b, int ldb,
+                          cudaStream_t stream) {
+    using Map = cudalib::Map2D;
+    const Map map(m > 0 ? m : 0, n > 0 ? n : 0);
+    const bool ta = transposed(opA), tb = transposed(opB);
+    auto* kernel = ta ? (tb ? SubtractMatrix_TT_k<Map, T> : SubtractMatrix_TN_k<Map, T>)
+                      : (tb ? SubtractMatrix_NT_k<Map, T> : SubtractMatrix_NN_k<Map, T>);
+    launchMap(map, kernel, stream, m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void launchAddMatrix(char opA, char opB, int m, int n, const T* a, int lda, T* b, int ldb,
+                     cudaStream_t stream) {
+    using Map = cudalib::Map2D;
+    const Map map(m > 0 ? m : 0, n > 0 ? n : 0);
+    const bool ta = transposed(opA), tb = transposed(opB);
+    auto* kernel = ta ? (tb ? MADD_TT_k<Map, T> : MADD_TN_k<Map, T>)
+                      : (tb ? MADD_NT_k<Map, T> : MADD_NN_k<Map, T>);
+    launchMap(map, kernel, stream, m, n, a, lda, b, ldb);
+}
+
+template <typename Map, typename T>
+__global__ void ComplementVector_k(int n, T* x, int incx) {
+    const uint64_t k = Map::index();
+    if (k < uint64_t(n)) x[k * uint64_t(incx)] = fromInt<T>(1) - x[k * uint64_t(incx)];
+}
+
+template <typename T>
+__global__ void ComplementSingle_k(T* a) {
+    *a = fromInt<T>(1) - *a;
+}
+
+template <typename T>
+void launchComplementVector(int n, T* x, int incx, cudaStream_t stream) {
+    cudalib::Map1D map(n > 0 ? n : 0);
+    launchMap(map, ComplementVector_k<cudalib::Map1D, T>, stream, n, x, incx);
+}
+
+template <typename T>
+void launchComplementSingle(T* a, cudaStream_t stream) {
+    cudalib::launch(ComplementSingle_k<T>, dim3(1), dim3(1), stream, a);
+}
+
+// ---- Hermitian one-norm --------------------------------------------------------------------
+
+// One block per column j: the sum of |a(i, j)| over the whole column of the Hermitian matrix,
+// the half outside the stored triangle read from row j of that triangle.
+template <typename Map, typename T, typename R>
+__global__ void LANHE_O_k(bool upper, int n, const T* A, int lda, R* blockAbsSum) {
+    __shared__ R partial[kReduceThreads];
+    const uint64_t j = Map::line();
+    R sum = R(0);
+    for (uint64_t i = Map::first(); i < uint64_t(n); i += Map::stride()) {
+        if (i == j) {
+            sum += fabs(real(A[j + j * uint64_t(lda)]));
+        } else {
+            const bool stored = upper ? i < j : i > j;
+            sum += magnitude(stored ? A[i + j * uint64_t(lda)] : A[j + i * uint64_t(lda)]);
+        }
+    }
+    const R total = reduceBlock<false>(sum, partial);
+    if (threadIdx.x == 0) blockAbsSum[j] = total;
+}
+
+template <typename T>
+void launchLanheOne(bool upper, int n, const T* a, int lda, ToRealT<T>* work, ToRealT<T>* result,
+                    cudaStream_t stream) {
+    using R = ToRealT<T>;
+    using Map = cudalib::StaticColumnWiseMap<256>;
+    if (n <= 0) {
+        cudalib::launch(SetSingle_k<0, R>, dim3(1), dim3(1), stream, result);
+        return;
+    }
+    launchMap(Map(n, n), LANHE_O_k<Map, T, R>, stream, upper, n, a, lda, work);
+    cudalib::launch(findMaxValue_k<R>, dim3(1), dim3(kReduceThreads), stream, n,
+                    static_cast<const R*>(work), result);
 }
 
 // ---- machine parameters --------------------------------------------------------------------
@@ -431,6 +547,20 @@ ZULI_UTIL_ALL(double)
 ZULI_UTIL_ALL(Complex<float>)
 ZULI_UTIL_ALL(Complex<double>)
 #undef ZULI_UTIL_ALL
+
+#define ZULI_UTIL_MORE(T)                                                                         \
+    template void launchSubtractMatrix<T>(char, char, int, int, const T*, int, T*, int,           \
+                                          cudaStream_t);                                          \
+    template void launchAddMatrix<T>(char, char, int, int, const T*, int, T*, int, cudaStream_t); \
+    template void launchComplementVector<T>(int, T*, int, cudaStream_t);                          \
+    template void launchComplementSingle<T>(T*, cudaStream_t);                                    \
+    template void launchLanheOne<T>(bool, int, const T*, int, ToRealT<T>*, ToRealT<T>*,           \
+                                    cudaStream_t);
+ZULI_UTIL_MORE(float)
+ZULI_UTIL_MORE(double)
+ZULI_UTIL_MORE(Complex<float>)
+ZULI_UTIL_MORE(Complex<double>)
+#undef ZULI_UTIL_MORE
 
 template void launchTypedMemset<int>(int64_t, int, int*, cudaStream_t);
 

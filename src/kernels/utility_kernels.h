@@ -67,6 +67,30 @@ void launchConjugateVector(int n, T* x, int incx, cudaStream_t stream = 0);
 template <typename T>
 void launchTypedMemset(int64_t n, T value, T* x, cudaStream_t stream = 0);
 
+// Element-wise difference / sum of two m x n operands, each read as is ('N') or transposed
+// ('T') as opA, opB say: op_B(B) becomes op_A(A) - op_B(B) (resp. op_A(A) + op_B(B)). The result
+// goes to B's storage in B's own layout, so every element is read and written by one thread
+// (race-free even when B is read transposed). A is n x m when opA is 'T', likewise B.
+template <typename T>
+void launchSubtractMatrix(char opA, char opB, int m, int n, const T* a, int lda, T* b, int ldb,
+                          cudaStream_t stream = 0);
+template <typename T>
+void launchAddMatrix(char opA, char opB, int m, int n, const T* a, int lda, T* b, int ldb,
+                     cudaStream_t stream = 0);
+
+// The complement 1 - x of n elements of a vector, or of one element.
+template <typename T>
+void launchComplementVector(int n, T* x, int incx, cudaStream_t stream = 0);
+template <typename T>
+void launchComplementSingle(T* a, cudaStream_t stream = 0);
+
+// The one-norm (equal to the infinity norm) of the n x n Hermitian (for real T: symmetric)
+// matrix given by its upper or lower triangle, as LAPACK's lanhe / lansy with norm 'O'; the
+// imaginary parts of the diagonal are taken as 0. work: n elements of R; *result on the device.
+template <typename T>
+void launchLanheOne(bool upper, int n, const T* a, int lda, ToRealT<T>* work, ToRealT<T>* result,
+                    cudaStream_t stream = 0);
+
 // The general matrix norms of LAPACK's lange: norm 'M' max |a(i,j)|, '1' or 'O' the largest
 // column sum of |a(i,j)|, 'I' the largest row sum, 'F' or 'E' the Frobenius norm (sum of squares
 // without scaling: it overflows where |a|^2 does). A NaN element gives a NaN result, as LAPACK's.

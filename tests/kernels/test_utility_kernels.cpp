@@ -236,3 +236,79 @@ TEST(UtilityKernelsReal, RealComplexCopiesConjugationAndLamch) {
 }
 
 }  // namespace
+
+namespace {
+
+float refLanheOne(char uplo, int n, const float* a, int lda, float* w) {
+    char norm = 'O';
+    return LAPACK_slansy(&norm, &uplo, &n, a, &lda, w);
+}
+double refLanheOne(char uplo, int n, const double* a, int lda, double* w) {
+    char norm = 'O';
+    return LAPACK_dlansy(&norm, &uplo, &n, a, &lda, w);
+}
+float refLanheOne(char uplo, int n, const Complex<float>* a, int lda, float* w) {
+    char norm = 'O';
+    return LAPACK_clanhe(&norm, &uplo, &n, a, &lda, w);
+}
+double refLanheOne(char uplo, int n, const Complex<double>* a, int lda, double* w) {
+    char norm = 'O';
+    return LAPACK_zlanhe(&norm, &uplo, &n, a, &lda, w);
+}
+
+TYPED_TEST(UtilityKernels, HermitianOneNormMatchesLapack) {
+    using T = TypeParam;
+    using R = zuli::ToRealT<T>;
+    for (int n : {1, 7, 300})
+        for (char uplo : {'U', 'L'}) {
+            SCOPED_TRACE(testing::Message() << uplo << " " << n);
+            const int lda = n + 2;
+            const std::vector<T> a = randomValues<T>(size_t(lda) * n, 12);
+            std::vector<R> w(n);
+            const R want = refLanheOne(uplo, n, a.data(), lda, w.data());
+            Device<T> d(a);
+            Device<R> work{std::vector<R>(n)};
+            Device<R> result{std::vector<R>(1)};
+            zuli::launchLanheOne<T>(uplo == 'U', n, d.get(), lda, work.get(), result.get());
+            EXPECT_NEAR(result.host()[0], want, 64 * std::numeric_limits<R>::epsilon() * want);
+        }
+}
+
+// op_B(B) becomes op_A(A) -/+ op_B(B), B keeping its own layout.
+TYPED_TEST(UtilityKernels, SumsDifferencesAndComplements) {
+    using T = TypeParam;
+    const int m = 19, n = 23, ld = 25;  // ld covers both m and n rows
+    const std::vector<T> a = randomValues<T>(size_t(ld) * ld, 13);
+    const std::vector<T> b = randomValues<T>(size_t(ld) * ld, 14);
+    auto op = [&](const std::vector<T>& x, bool t, int i, int j) -> T {
+        return t ? x[j + size_t(i) * ld] : x[i + size_t(j) * ld];
+    };
+    for (bool subtract : {true, false})
+        for (bool ta : {false, true})
+            for (bool tb : {false, true}) {
+                SCOPED_TRACE(testing::Message() << (subtract ? "-" : "+") << ta << tb);
+                Device<T> da(a), db(b);
+                const char opA = ta ? 'T' : 'N', opB = tb ? 'T' : 'N';
+                if (subtract)
+                    zuli::launchSubtractMatrix<T>(opA, opB, m, n, da.get(), ld, db.get(), ld);
+                else
+                    zuli::launchAddMatrix<T>(opA, opB, m, n, da.get(), ld, db.get(), ld);
+                std::vector<T> want = b;
+                for (int j = 0; j < n; ++j)
+                    for (int i = 0; i < m; ++i) {
+                        const T r = subtract ? op(a, ta, i, j) - op(b, tb, i, j)
+                                             : op(a, ta, i, j) + op(b, tb, i, j);
+                        (tb ? want[j + size_t(i) * ld] : want[i + size_t(j) * ld]) = r;
+                    }
+                expectSame(db.host(), want);
+            }
+    Device<T> dx(a);
+    zuli::launchComplementVector<T>(100, dx.get(), 2);
+    zuli::launchComplementSingle<T>(dx.get() + 1);
+    std::vector<T> want = a;
+    for (int k = 0; k < 100; ++k) want[2 * k] = T(1) - a[2 * k];
+    want[1] = T(1) - a[1];
+    expectSame(dx.host(), want);
+}
+
+}  // namespace
