@@ -973,3 +973,32 @@ TEST_F(Auxiliary, DeviceFlagIsReleasedOnEveryPathAndEmptyChecksTouchNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+// A failed allocation at each point a host routine reaches: out of memory, the caller's arrays
+// untouched, nothing leaked.
+TEST_F(Auxiliary, HostRoutinesLeaveArraysUntouchedWhenAnAllocationFails) {
+    const int m = 6, n = 4;
+    const std::vector<double> a = randomMatrix<double>(m, n, 61);
+    const std::vector<double> b0 = randomMatrix<double>(m, n, 62);
+    for (int k = 1; k <= 2; ++k) {  // the source mirror, then the destination mirror
+        SCOPED_TRACE(k);
+        std::vector<double> b = b0;
+        zuliEmuFailDeviceAlloc(k);
+        EXPECT_EQ(zuliDlacpy('A', m, n, a.data(), m, b.data(), m), zuliInsufficientMemory);
+        EXPECT_TRUE(identical(b, b0));
+        std::vector<float> s(size_t(m) * n, 1.0f);
+        const std::vector<float> s0 = s;
+        zuliEmuFailDeviceAlloc(k);
+        EXPECT_EQ(zuliDlag2s(m, n, a.data(), m, s.data(), m), zuliInsufficientMemory);
+        EXPECT_TRUE(identical(s, s0));
+        EXPECT_EQ(counters().liveDeviceBytes, 0u);
+    }
+    zuliEmuFailDeviceAlloc(3);  // the conversion's flag
+    std::vector<float> s(size_t(m) * n, 1.0f);
+    EXPECT_EQ(zuliDlag2s(m, n, a.data(), m, s.data(), m), zuliInsufficientMemory);
+    EXPECT_TRUE(identical(s, std::vector<float>(size_t(m) * n, 1.0f)));
+}
+
+}  // namespace
