@@ -14,9 +14,11 @@
 
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace blas_test {
@@ -62,12 +64,6 @@ T makeScalar(double re, double im) {
         return T(re);
 }
 
-// Elements that must compare equal as computed: the tolerance is relative to the size of the
-// operands (the device result and the reference may round differently).
-template <typename T>
-double tolerance() {
-    return std::is_same_v<Real<T>, float> ? 2e-5 : 1e-13;
-}
 template <typename T>
 double magnitude(const T& v) {
     if constexpr (zuli::IsComplexV<T>)
@@ -77,9 +73,20 @@ double magnitude(const T& v) {
 }
 
 enum class Api { Host, Device };
-inline const char* apiName(Api a) {
-    return a == Api::Host ? "host" : "device";
+constexpr Api kApis[] = {Api::Host, Api::Device};
+inline std::string apiName(Api a) {
+    return a == Api::Host ? "host " : "device ";
 }
+
+// The exported function `name` of precision T for the interface `api`.
+#define ENTRY(api, name)                                               \
+    ((api) == Api::Host                                                \
+         ? pick<T>(zuliS##name, zuliD##name, zuliC##name, zuliZ##name) \
+         : pick<T>(zuliDeviceS##name, zuliDeviceD##name, zuliDeviceC##name, zuliDeviceZ##name))
+// The same for a member that exists only for complex precisions.
+#define ENTRY_COMPLEX(api, name)                                              \
+    ((api) == Api::Host ? pick<T>(nullptr, nullptr, zuliC##name, zuliZ##name) \
+                        : pick<T>(nullptr, nullptr, zuliDeviceC##name, zuliDeviceZ##name))
 
 // An operand: `rows` x `cols` elements column-major in `data` with leading dimension `ld`
 // (a vector with increment inc is stored as (len - 1) * |inc| + 1 rows and one column).
@@ -88,7 +95,6 @@ struct Operand {
     int rows = 0, cols = 0, ld = 1;
     std::vector<T> data;
 
-    Operand() = default;
     Operand(int r, int c, int leading, std::mt19937& rng) : rows(r), cols(c), ld(leading) {
         data.resize(size_t(std::max(1, ld)) * std::max(1, cols));
         std::uniform_real_distribution<double> u(-1.0, 1.0);
@@ -100,55 +106,58 @@ struct Operand {
     }
     T& at(int i, int j) { return data[size_t(i) + size_t(j) * ld]; }
     T* ptr() { return data.data(); }
+    // Adds `shift` to the diagonal of the leading square block: a well-conditioned triangle.
+    void strengthenDiagonal(double shift) {
+        for (int i = 0; i < std::min(rows, cols); ++i) at(i, i) = at(i, i) + T(Real<T>(shift));
+    }
 };
 
-// Every element of `got` matches `want`; `scale` is the size of the terms that were summed.
+// Every element of `got` matches `want` to a tolerance relative to `scale`, the size of the terms
+// that were summed (the device result and the reference may round differently).
 template <typename T>
 void expectNear(const Operand<T>& got, const Operand<T>& want, double scale, const char* what) {
     ASSERT_EQ(got.data.size(), want.data.size());
-    const double tol = tolerance<T>() * std::max(1.0, scale);
+    const double tol = (std::is_same_v<Real<T>, float> ? 2e-5 : 1e-13) * std::max(1.0, scale);
     size_t bad = 0;
     for (size_t i = 0; i < got.data.size(); ++i) {
         const double err = magnitude(got.data[i] - want.data[i]);
-        if (!(err <= tol * (1.0 + magnitude(want.data[i])))) {
-            if (++bad <= 3) ADD_FAILURE() << what << ": element " << i << " differs by " << err;
-        }
+        if (!(err <= tol * (1.0 + magnitude(want.data[i]))) && ++bad <= 3)
+            ADD_FAILURE() << what << ": element " << i << " differs by " << err;
     }
     EXPECT_EQ(bad, 0u) << what;
 }
 
-// A device copy of an operand (same leading dimension), freed on destruction.
-template <typename T>
-class DeviceCopy {
-  public:
-    explicit DeviceCopy(const Operand<T>& op) : bytes_(op.data.size() * sizeof(T)) {
-        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&p_), bytes_), cudaSuccess);
-        EXPECT_EQ(cudaMemcpy(p_, op.data.data(), bytes_, cudaMemcpyHostToDevice), cudaSuccess);
-    }
-    ~DeviceCopy() { cudaFree(p_); }
-    DeviceCopy(const DeviceCopy&) = delete;
-    DeviceCopy& operator=(const DeviceCopy&) = delete;
-    T* get() const { return p_; }
-    void download(Operand<T>& op) const {
-        EXPECT_EQ(cudaMemcpy(op.data.data(), p_, bytes_, cudaMemcpyDeviceToHost), cudaSuccess);
-    }
-
-  private:
-    size_t bytes_;
-    T* p_ = nullptr;
-};
-
 // Runs `call(pointers...)` on the operands' host storage (Api::Host) or on device copies of them
-// (Api::Device, the copies downloaded again afterwards) and returns its status.
+// (Api::Device, the copies downloaded again and freed afterwards) and returns its status.
 template <typename T, typename Call, typename... Ops>
 zuliStatus onOperands(Api api, Call call, Ops&... ops) {
     if (api == Api::Host) return call(ops.ptr()...);
-    auto run = [&](const auto&... copies) {
-        zuliStatus s = call(copies.get()...);
-        (copies.download(ops), ...);
-        return s;
+    auto upload = [](Operand<T>& op) {
+        T* p = nullptr;
+        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&p), op.data.size() * sizeof(T)),
+                  cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(p, op.ptr(), op.data.size() * sizeof(T), cudaMemcpyHostToDevice),
+                  cudaSuccess);
+        return p;
     };
-    return run(DeviceCopy<T>(ops)...);
+    auto download = [](Operand<T>& op, T* p) {
+        EXPECT_EQ(cudaMemcpy(op.ptr(), p, op.data.size() * sizeof(T), cudaMemcpyDeviceToHost),
+                  cudaSuccess);
+        cudaFree(p);
+    };
+    const std::tuple copies{upload(ops)...};  // braced: uploaded in order
+    const zuliStatus s = std::apply(call, copies);
+    std::apply([&](auto... p) { (download(ops, p), ...); }, copies);
+    return s;
+}
+
+// Since the last counter reset: no device memory, no copy, no cuBLAS call.
+inline void expectNoWork() {
+    zuliEmuCounters c{};
+    zuliEmuGetCounters(&c);
+    EXPECT_EQ(c.deviceAllocs, 0u);
+    EXPECT_EQ(c.h2dCopies + c.d2hCopies, 0u);
+    EXPECT_EQ(c.blasCalls, 0u);
 }
 
 // The fixture: an initialised library on the emulator's default device, counters cleared.
@@ -166,17 +175,13 @@ template <typename T>
 class BlasTyped : public BlasTest {};
 
 // CBLAS enums of the option letters.
-inline CBLAS_TRANSPOSE cblasTrans(char c) {
-    return c == 'N' ? CblasNoTrans : (c == 'T' ? CblasTrans : CblasConjTrans);
-}
-inline CBLAS_UPLO cblasUplo(char c) {
-    return c == 'U' ? CblasUpper : CblasLower;
-}
-inline CBLAS_SIDE cblasSide(char c) {
-    return c == 'L' ? CblasLeft : CblasRight;
-}
-inline CBLAS_DIAG cblasDiag(char c) {
-    return c == 'U' ? CblasUnit : CblasNonUnit;
-}
+struct Cblas {
+    static CBLAS_TRANSPOSE trans(char c) {
+        return c == 'N' ? CblasNoTrans : (c == 'T' ? CblasTrans : CblasConjTrans);
+    }
+    static CBLAS_UPLO uplo(char c) { return c == 'U' ? CblasUpper : CblasLower; }
+    static CBLAS_SIDE side(char c) { return c == 'L' ? CblasLeft : CblasRight; }
+    static CBLAS_DIAG diag(char c) { return c == 'U' ? CblasUnit : CblasNonUnit; }
+};
 
 }  // namespace blas_test
