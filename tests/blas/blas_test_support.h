@@ -27,7 +27,6 @@ using zuli::Complex;
 using zuli::blas::detail::pick;
 
 using AllPrecisions = ::testing::Types<float, double, Complex<float>, Complex<double>>;
-using RealPrecisions = ::testing::Types<float, double>;
 using ComplexPrecisions = ::testing::Types<Complex<float>, Complex<double>>;
 
 template <typename T>

@@ -96,29 +96,28 @@ void checkRankUpdate(std::mt19937& rng, const std::string& transposes, Ref ref, 
         // A real 'C' is a transpose; CBLAS is given 'T' for it.
         const auto op = Cblas::trans(!zuli::IsComplexV<T> && trans == 'C' ? 'T' : trans);
         const char cu = caseOf(uplo, i / 2), ct = caseOf(trans, i);
-        const auto fn = api == Api::Host ? host : device;
-        zuliStatus s;
-        if constexpr (TwoOperands) {
-            ref(CblasColMajor, Cblas::uplo(uplo), op, n, k, byBlas(alpha), A.ptr(), A.ld, B.ptr(),
-                B.ld, byBlas(beta), want.ptr(), want.ld);
-            s = onOperands<T>(
-                api,
-                [&](T* a, T* b, T* c) {
-                    return fn(cu, ct, n, k, pub(alpha), pub(a), A.ld, pub(b), B.ld, pub(beta),
-                              pub(c), C.ld);
+        // The rank-2k forms take B (and its leading dimension) after A, the rank-k forms do not.
+        auto withB = [&](auto call, auto* b, int ldb) {
+            if constexpr (TwoOperands)
+                return call(b, ldb);
+            else
+                return call();
+        };
+        withB(
+            [&](auto... b) {
+                ref(CblasColMajor, Cblas::uplo(uplo), op, n, k, byBlas(alpha), A.ptr(), A.ld, b...,
+                    byBlas(beta), want.ptr(), want.ld);
+            },
+            B.ptr(), B.ld);
+        auto call = [&](T* a, T* b, T* c) {
+            return withB(
+                [&](auto... bArgs) {
+                    return (api == Api::Host ? host : device)(
+                        cu, ct, n, k, pub(alpha), pub(a), A.ld, bArgs..., pub(beta), pub(c), C.ld);
                 },
-                A, B, C);
-        } else {
-            ref(CblasColMajor, Cblas::uplo(uplo), op, n, k, byBlas(alpha), A.ptr(), A.ld,
-                byBlas(beta), want.ptr(), want.ld);
-            s = onOperands<T>(
-                api,
-                [&](T* a, T* c) {
-                    return fn(cu, ct, n, k, pub(alpha), pub(a), A.ld, pub(beta), pub(c), C.ld);
-                },
-                A, C);
-        }
-        ASSERT_EQ(s, zuliNoError);
+                pub(b), B.ld);
+        };
+        ASSERT_EQ(onOperands<T>(api, call, A, B, C), zuliNoError);
         expectNear(C, want, 2 * k, "C");
     }
 }
