@@ -53,13 +53,8 @@ protected:
 // interleave steps of several live threads (each keeps its kernel thread id throughout).
 class Worker {
 public:
-    Worker() : thread_([this] { loop(); }) {}
     ~Worker() {
-        {
-            std::scoped_lock lock(mutex_);
-            stop_ = true;
-        }
-        ready_.notify_one();
+        post(nullptr);  // an empty task ends the loop
         thread_.join();
     }
     // Runs f on the worker and returns its result.
@@ -67,25 +62,28 @@ public:
     auto run(F f) -> decltype(f()) {
         std::packaged_task<decltype(f())()> task(std::move(f));
         auto result = task.get_future();
-        {
-            std::scoped_lock lock(mutex_);
-            tasks_.emplace_back([&task] { task(); });
-        }
-        ready_.notify_one();
+        post([&task] { task(); });
         return result.get();
     }
 
 private:
+    void post(std::function<void()> task) {
+        {
+            std::scoped_lock lock(mutex_);
+            tasks_.push_back(std::move(task));
+        }
+        ready_.notify_one();
+    }
     void loop() {
         for (;;) {
             std::function<void()> task;
             {
                 std::unique_lock lock(mutex_);
-                ready_.wait(lock, [this] { return stop_ || !tasks_.empty(); });
-                if (tasks_.empty()) return;
+                ready_.wait(lock, [this] { return !tasks_.empty(); });
                 task = std::move(tasks_.front());
                 tasks_.pop_front();
             }
+            if (!task) return;
             task();
         }
     }
@@ -93,8 +91,7 @@ private:
     std::mutex mutex_;
     std::condition_variable ready_;
     std::deque<std::function<void()>> tasks_;
-    bool stop_ = false;
-    std::thread thread_;
+    std::thread thread_{[this] { loop(); }};  // last: starts once the queue exists
 };
 
 }  // namespace runtime_test
