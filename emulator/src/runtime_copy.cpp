@@ -1,14 +1,18 @@
 // runtime_copy.cpp - CUDA runtime: memory copies and memsets.
 //
-// When each copy runs:
-//   synchronous cudaMemcpy*  runs on the legacy default stream (after the work it orders against)
-//                            and has completed when the call returns, in every direction.
+// When each copy runs follows the runtime's documented host synchronisation, and no more (code
+// that relies on a synchronisation the runtime does not promise must fail here, not on a GPU):
+//   synchronous cudaMemcpy*  on the legacy default stream. Pageable H2D: waits for the legacy
+//                            stream, stages the host data and returns before the device write
+//                            (deferred legacy work, which work on non-blocking streams does not
+//                            wait for); page-locked H2D, D2H and H2H: complete before returning;
+//                            D2D: deferred legacy work, no host synchronisation.
 //   cudaMemcpy*Async         page-locked host memory: truly deferred (the host buffer is read or
 //                            written when the copy runs); pageable H2D: the host data is staged at
 //                            call time, the device write is deferred; D2H to pageable memory and
 //                            H2H complete before returning; D2D: deferred.
-//   cudaMemset, cudaMemset2D legacy-stream work that has completed when the call returns.
-//   cudaMemset*Async         deferred.
+//   cudaMemset*              deferred work (asynchronous with respect to the host for device
+//                            memory); the synchronous forms on the legacy stream.
 // Every device side is checked against a live allocation with the extent the copy touches.
 #include "core_state.h"
 
@@ -103,19 +107,18 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
     if (streamDevice(target) < 0) return setError(cudaErrorInvalidResourceHandle);
     auto run = [d, s, shape] { copyRows(d, s, shape); };
 
-    if (!async) {
-        countCopy(dstDevice ? (srcDevice ? CopyDir::D2D : CopyDir::H2D)
-                            : (srcDevice ? CopyDir::D2H : CopyDir::H2H),
-                  bytes);
-        return submitAndWait(target, op, run, uses);
-    }
     if (dstDevice && srcDevice) {
         countCopy(CopyDir::D2D, bytes);
         return submit(target, op, run, uses);
     }
     if (dstDevice) {  // host to device
         countCopy(CopyDir::H2D, bytes);
-        if (classify(src) == MemKind::Pinned) return submit(target, op, run, uses);
+        if (classify(src) == MemKind::Pinned)
+            return async ? submit(target, op, run, uses) : submitAndWait(target, op, run, uses);
+        if (!async) {
+            cudaError_t err = waitStream(target, true);
+            if (err != cudaSuccess) return err;
+        }
         // Pageable source: the data is staged now, the device write happens when the work runs.
         auto staged = std::make_shared<std::vector<char>>(extentBytes(shape, false));
         copyRows(staged->data(), s,
@@ -126,7 +129,7 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
     }
     if (srcDevice) {  // device to host
         countCopy(CopyDir::D2H, bytes);
-        if (classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
+        if (async && classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
         return submitAndWait(target, op, run, uses);
     }
     countCopy(CopyDir::H2H, bytes);
@@ -134,7 +137,7 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
 }
 
 cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t width, size_t height,
-                     cudaStream_t stream, bool async) {
+                     cudaStream_t stream) {
     if (width == 0 || height == 0) return cudaSuccess;
     if (height > 1 && width > pitch) return setError(cudaErrorInvalidValue);
     if (!p) return setError(cudaErrorInvalidValue);
@@ -148,7 +151,7 @@ cudaError_t memset2D(const char* op, void* p, size_t pitch, int value, size_t wi
     auto run = [d, pitch, byte, width, height] {
         for (size_t y = 0; y < height; ++y) std::memset(d + y * pitch, byte, width);
     };
-    return async ? submit(stream, op, run, {p}) : submitAndWait(stream, op, run, {p});
+    return submit(stream, op, run, {p});
 }
 
 // One 3-D copy of linear memory (arrays are not emulated).
@@ -220,24 +223,23 @@ cudaError_t cudaMemcpy3DAsync(const cudaMemcpy3DParms* p, cudaStream_t stream) {
 
 cudaError_t cudaMemset(void* devPtr, int value, size_t count) {
     EMU_DEVICE_ENTRY("cudaMemset");
-    return emu::memset2D("cudaMemset", devPtr, count, value, count, 1, cudaStreamLegacy, false);
+    return emu::memset2D("cudaMemset", devPtr, count, value, count, 1, cudaStreamLegacy);
 }
 
 cudaError_t cudaMemsetAsync(void* devPtr, int value, size_t count, cudaStream_t stream) {
     EMU_DEVICE_ENTRY("cudaMemsetAsync");
-    return emu::memset2D("cudaMemsetAsync", devPtr, count, value, count, 1, stream, true);
+    return emu::memset2D("cudaMemsetAsync", devPtr, count, value, count, 1, stream);
 }
 
 cudaError_t cudaMemset2D(void* devPtr, size_t pitch, int value, size_t width, size_t height) {
     EMU_DEVICE_ENTRY("cudaMemset2D");
-    return emu::memset2D("cudaMemset2D", devPtr, pitch, value, width, height, cudaStreamLegacy,
-                         false);
+    return emu::memset2D("cudaMemset2D", devPtr, pitch, value, width, height, cudaStreamLegacy);
 }
 
 cudaError_t cudaMemset2DAsync(void* devPtr, size_t pitch, int value, size_t width, size_t height,
                               cudaStream_t stream) {
     EMU_DEVICE_ENTRY("cudaMemset2DAsync");
-    return emu::memset2D("cudaMemset2DAsync", devPtr, pitch, value, width, height, stream, true);
+    return emu::memset2D("cudaMemset2DAsync", devPtr, pitch, value, width, height, stream);
 }
 
 }  // extern "C"

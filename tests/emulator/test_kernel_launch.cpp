@@ -204,6 +204,9 @@ TEST_F(KernelLaunch, AtomicsFromManyThreads) {
               cudaSuccess);
     ASSERT_EQ(cudaMemset(floats, 0, 2 * sizeof(float)), cudaSuccess);
     ASSERT_EQ(cudaMemset(doubles, 0, 2 * sizeof(double)), cudaSuccess);
+    // The uploads and memsets are legacy-stream work that the non-blocking streams below do not
+    // wait for: finish them first.
+    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
 
     std::vector<std::thread> hostThreads;
     for (int r = 0; r < rounds; ++r) {
