@@ -232,7 +232,9 @@ TEST_F(Memory, AStreamExistsOnlyWhereCopiesCanOverlapKernels) {
                       int in[4] = {1, 2, 3, 4}, out[4] = {};
                       s.copy(d.get(), in, sizeof in, cudaMemcpyHostToDevice);
                       s.copy(out, d.get(), sizeof out, cudaMemcpyDeviceToHost);
-                      if (!engines) EXPECT_EQ(out[3], 4);
+                      if (!engines) {
+                          EXPECT_EQ(out[3], 4);
+                      }
                   }),
                   zuliNoError);
     }

@@ -15,8 +15,7 @@ TEST_F(Status, EveryStatusHasItsFixedTextAndName) {
         const char *text, *name;
     };
     const Row rows[] = {
-        {0, "No errors", "zuliNoError"},
-        {1, "ZULI is not initialized", "zuliNotInitialized"},
+        {0, "No errors", "zuliNoError"}, {1, "ZULI is not initialized", "zuliNotInitialized"},
         {2, "No hardware is present to run ZULI", "zuliNoHardware"},
         {3, "CUDA runtime or driver is not supported", "zuliInsufficientRuntime"},
         {4, "Hardware does not have the required compute capability for this problem",
