@@ -219,7 +219,7 @@ TYPED_TEST(AuxiliaryTyped, LasclMatchesLapackForEveryTypeAndExtremeFactors) {
                             {R(1e-3), big},
                             {-R(7), R(0)},
                             {R(3), std::numeric_limits<R>::infinity()},
-                            {tiny / 64, R(1)}};
+                            {tiny / 64, R(1)}, {big, R(1)}};
     struct Case {
         char type;
         int kl, ku, m, n, lda;
