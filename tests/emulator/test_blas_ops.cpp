@@ -1,8 +1,10 @@
 // Every emulated cuBLAS operation against the host BLAS on the same data, in the four precisions,
 // over its transpose, side, triangle, diagonal and increment variants. Leading dimensions exceed
-// the rows so that writes outside the operand (into the padding) are caught: whole buffers are
-// compared.
+// the rows and increments leave gaps, so that writes outside an operand are caught: every operand
+// is compared whole, inputs included.
 #include "test_blas_support.h"
+
+#include <memory>
 
 namespace blastest {
 namespace {
@@ -15,332 +17,305 @@ constexpr cublasDiagType_t kDiags[] = {CUBLAS_DIAG_NON_UNIT, CUBLAS_DIAG_UNIT};
 constexpr std::pair<int, int> kIncs[] = {{1, 1}, {2, -1}, {-3, 2}};
 
 template <typename T>
-class BlasOps : public BlasTest {};
-TYPED_TEST_SUITE(BlasOps, Precisions);
-
+const T kAlpha = scalar<T>(1.5, -0.5);
 template <typename T>
-class BlasComplexOps : public BlasTest {};
-using ComplexPrecisions = ::testing::Types<cfloat, cdouble>;
-TYPED_TEST_SUITE(BlasComplexOps, ComplexPrecisions);
+const T kBeta = scalar<T>(-0.75, 0.25);
 
 #define EXPECT_OK(call) EXPECT_EQ((call), CUBLAS_STATUS_SUCCESS)
 
+template <typename T>
+class BlasOps : public BlasTest {};
+TYPED_TEST_SUITE(BlasOps, Precisions);
+
+// Runs `device` on device copies of the operands (as the toolkit's pointers) and `host` on the
+// operands themselves, then compares every operand whole.
+template <typename T, typename Device, typename Host>
+void expectLikeHost(std::vector<std::vector<T>> operands, double tol, Device device, Host host) {
+    std::vector<std::unique_ptr<DeviceArray<T>>> arrays;
+    std::vector<typename Info<T>::Cuda*> d;
+    std::vector<T*> h;
+    for (auto& op : operands) {
+        arrays.push_back(std::make_unique<DeviceArray<T>>(op));
+        d.push_back(cu(arrays.back()->get()));
+        h.push_back(op.data());
+    }
+    device(d);
+    host(h);
+    for (size_t i = 0; i < operands.size(); ++i) {
+        EXPECT_TRUE(near(operands[i], arrays[i]->read(), tol)) << "operand " << i;
+    }
+}
+
+// An output operand: random, or all NaN when beta == 0 (then it must not be read).
+template <typename T>
+std::vector<T> output(size_t n, unsigned seed, T beta) {
+    if (beta != T(0)) return randomVector<T>(n, seed);
+    return std::vector<T>(n, T(std::numeric_limits<Real<T>>::quiet_NaN()));
+}
+
 // ---- level 3 ------------------------------------------------------------------------------------
 
-TYPED_TEST(BlasOps, GemmEveryTransposePair) {
+TYPED_TEST(BlasOps, GemmEveryTransposePairAndZeroBeta) {
     using T = TypeParam;
-    const int m = 7, n = 5, k = 6;
-    const T alpha = scalar<T>(1.5, -0.5), beta = scalar<T>(-0.75, 0.25);
-    for (auto ta : kOps) {
-        for (auto tb : kOps) {
-            SCOPED_TRACE(testing::Message() << "transa " << ta << " transb " << tb);
-            const int rowsA = ta == CUBLAS_OP_N ? m : k, colsA = ta == CUBLAS_OP_N ? k : m;
-            const int rowsB = tb == CUBLAS_OP_N ? k : n, colsB = tb == CUBLAS_OP_N ? n : k;
-            const int lda = rowsA + 2, ldb = rowsB + 1, ldc = m + 3;
-            auto A = randomVector<T>(size_t(lda) * colsA, 1);
-            auto B = randomVector<T>(size_t(ldb) * colsB, 2);
-            auto C = randomVector<T>(size_t(ldc) * n, 3);
-            DeviceArray<T> dA(A), dB(B), dC(C);
-            EXPECT_OK(choose<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2, cublasZgemm_v2)(
-                this->handle, ta, tb, m, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
-                cu(&beta), cu(dC.get()), ldc));
-            choose<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
-                CblasColMajor, cblasTrans(ta), cblasTrans(tb), m, n, k, blasScalar(alpha), A.data(),
-                lda, B.data(), ldb, blasScalar(beta), C.data(), ldc);
-            EXPECT_TRUE(near(C, dC.read(), tolerance<T>(k)));
-        }
-    }
+    const auto h = this->handle;
+    const int m = 7, n = 5, k = 6, ldc = m + 3;
+    for (auto ta : kOps)
+        for (auto tb : kOps)
+            for (T beta : {kBeta<T>, T(0)}) {
+                SCOPED_TRACE(testing::Message()
+                             << "transa " << ta << " transb " << tb << " beta " << beta);
+                const int rowsA = ta == CUBLAS_OP_N ? m : k, rowsB = tb == CUBLAS_OP_N ? k : n;
+                const int lda = rowsA + 2, ldb = rowsB + 1;
+                expectLikeHost<T>(
+                    {randomVector<T>(size_t(lda) * (m + k - rowsA), 1),
+                     randomVector<T>(size_t(ldb) * (k + n - rowsB), 2),
+                     output<T>(size_t(ldc) * n, 3, beta)},
+                    tolerance<T>(k),
+                    [&](auto d) {
+                        EXPECT_OK(choose<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2,
+                                            cublasZgemm_v2)(h, ta, tb, m, n, k, cu(&kAlpha<T>),
+                                                            d[0], lda, d[1], ldb, cu(&beta), d[2],
+                                                            ldc));
+                    },
+                    [&](auto p) {
+                        for (int j = 0; beta == T(0) && j < n; ++j)
+                            for (int i = 0; i < m; ++i) p[2][i + j * ldc] = T(0);
+                        choose<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+                            CblasColMajor, toCblas(ta), toCblas(tb), m, n, k, blasScalar(kAlpha<T>),
+                            p[0], lda, p[1], ldb, blasScalar(beta), p[2], ldc);
+                    });
+            }
 }
 
 // symm for every precision, hemm for the complex ones: both sides, both triangles.
-template <typename T>
-void checkSymm(cublasHandle_t handle, bool hermitian) {
-    const int m = 6, n = 4;
-    const T alpha = scalar<T>(0.5, 1.0), beta = scalar<T>(2.0, -1.0);
-    for (auto side : kSides) {
-        for (auto uplo : kUplos) {
-            SCOPED_TRACE(testing::Message() << "side " << side << " uplo " << uplo);
-            const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1, ldb = m + 2, ldc = m + 1;
-            auto A = randomVector<T>(size_t(lda) * ka, 4);
-            auto B = randomVector<T>(size_t(ldb) * n, 5);
-            auto C = randomVector<T>(size_t(ldc) * n, 6);
-            DeviceArray<T> dA(A), dB(B), dC(C);
-            const auto cs = cblasSideOf(side);
-            const auto cu_ = cblasUplo(uplo);
-            if constexpr (Info<T>::complex) {
-                if (hermitian) {
-                    EXPECT_OK(chooseComplex<T>(cublasChemm_v2, cublasZhemm_v2)(
-                        handle, side, uplo, m, n, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
-                        cu(&beta), cu(dC.get()), ldc));
-                    chooseComplex<T>(cblas_chemm, cblas_zhemm)(CblasColMajor, cs, cu_, m, n, &alpha,
-                                                               A.data(), lda, B.data(), ldb, &beta,
-                                                               C.data(), ldc);
-                    EXPECT_TRUE(near(C, dC.read(), tolerance<T>(ka)));
-                    continue;
-                }
-            }
-            EXPECT_OK(choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasCsymm_v2, cublasZsymm_v2)(
-                handle, side, uplo, m, n, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
-                cu(&beta), cu(dC.get()), ldc));
-            choose<T>(cblas_ssymm, cblas_dsymm, cblas_csymm, cblas_zsymm)(
-                CblasColMajor, cs, cu_, m, n, blasScalar(alpha), A.data(), lda, B.data(), ldb,
-                blasScalar(beta), C.data(), ldc);
-            EXPECT_TRUE(near(C, dC.read(), tolerance<T>(ka)));
-        }
-    }
-}
-
-TYPED_TEST(BlasOps, SymmBothSidesAndTriangles) {
-    checkSymm<TypeParam>(this->handle, false);
-}
-TYPED_TEST(BlasComplexOps, HemmBothSidesAndTriangles) {
-    checkSymm<TypeParam>(this->handle, true);
-}
-
-// The transposes a rank-k update takes: N, T, C for real data; N, T for complex symmetric ones.
-template <typename T>
-std::vector<cublasOperation_t> symmetricRankKOps() {
-    if (Info<T>::complex) return {CUBLAS_OP_N, CUBLAS_OP_T};
-    return {CUBLAS_OP_N, CUBLAS_OP_T, CUBLAS_OP_C};
-}
-
-TYPED_TEST(BlasOps, SyrkAndSyr2kEveryTriangleAndTranspose) {
+TYPED_TEST(BlasOps, SymmAndHemmBothSidesAndTriangles) {
     using T = TypeParam;
-    const int n = 5, k = 3, ldc = n + 2;
-    const T alpha = scalar<T>(1.25, 0.5), beta = scalar<T>(-0.5, 0.75);
-    for (auto uplo : kUplos) {
-        for (auto trans : symmetricRankKOps<T>()) {
-            SCOPED_TRACE(testing::Message() << "uplo " << uplo << " trans " << trans);
-            const int rows = trans == CUBLAS_OP_N ? n : k, cols = trans == CUBLAS_OP_N ? k : n;
-            const int lda = rows + 1, ldb = rows + 3;
-            auto A = randomVector<T>(size_t(lda) * cols, 7);
-            auto B = randomVector<T>(size_t(ldb) * cols, 8);
-            auto C = randomVector<T>(size_t(ldc) * n, 9);
-            auto C2 = C;
-            DeviceArray<T> dA(A), dB(B), dC(C), dC2(C2);
-            EXPECT_OK(choose<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCsyrk_v2, cublasZsyrk_v2)(
-                this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(&beta),
-                cu(dC.get()), ldc));
-            EXPECT_OK(choose<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2, cublasZsyr2k_v2)(
-                this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
-                cu(&beta), cu(dC2.get()), ldc));
-            choose<T>(cblas_ssyrk, cblas_dsyrk, cblas_csyrk, cblas_zsyrk)(
-                CblasColMajor, cblasUplo(uplo), cblasTrans(trans), n, k, blasScalar(alpha),
-                A.data(), lda, blasScalar(beta), C.data(), ldc);
-            choose<T>(cblas_ssyr2k, cblas_dsyr2k, cblas_csyr2k, cblas_zsyr2k)(
-                CblasColMajor, cblasUplo(uplo), cblasTrans(trans), n, k, blasScalar(alpha),
-                A.data(), lda, B.data(), ldb, blasScalar(beta), C2.data(), ldc);
-            EXPECT_TRUE(near(C, dC.read(), tolerance<T>(k)));
-            EXPECT_TRUE(near(C2, dC2.read(), tolerance<T>(k)));
-        }
-    }
+    const auto h = this->handle;
+    const int m = 6, n = 4, ldb = m + 2, ldc = m + 1;
+    for (bool herm : {false, true})
+        for (auto side : kSides)
+            for (auto uplo : kUplos) {
+                if (herm && !isComplex<T>) continue;
+                SCOPED_TRACE(testing::Message()
+                             << "hermitian " << herm << " side " << side << " uplo " << uplo);
+                const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
+                const auto op =
+                    herm
+                        ? choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasChemm_v2, cublasZhemm_v2)
+                        : choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasCsymm_v2, cublasZsymm_v2);
+                const auto ref =
+                    herm ? choose<T>(cblas_ssymm, cblas_dsymm, cblas_chemm, cblas_zhemm)
+                         : choose<T>(cblas_ssymm, cblas_dsymm, cblas_csymm, cblas_zsymm);
+                expectLikeHost<T>(
+                    {randomVector<T>(size_t(lda) * ka, 4), randomVector<T>(size_t(ldb) * n, 5),
+                     randomVector<T>(size_t(ldc) * n, 6)},
+                    tolerance<T>(ka),
+                    [&](auto d) {
+                        EXPECT_OK(op(h, side, uplo, m, n, cu(&kAlpha<T>), d[0], lda, d[1], ldb,
+                                     cu(&kBeta<T>), d[2], ldc));
+                    },
+                    [&](auto p) {
+                        ref(CblasColMajor, toCblas(side), toCblas(uplo), m, n,
+                            blasScalar(kAlpha<T>), p[0], lda, p[1], ldb, blasScalar(kBeta<T>), p[2],
+                            ldc);
+                    });
+            }
 }
 
-TYPED_TEST(BlasComplexOps, HerkAndHer2kEveryTriangleAndTranspose) {
+// syrk then syr2k on one C, and for complex data herk then her2k: complex symmetric updates take
+// no conjugate transpose, Hermitian ones no plain transpose, real ones read C as T.
+TYPED_TEST(BlasOps, RankKUpdatesEveryTriangleAndTranspose) {
     using T = TypeParam;
     using R = Real<T>;
-    const int n = 5, k = 4, ldc = n + 1;
+    const auto h = this->handle;
+    const int n = 5, k = 3, ldc = n + 2;
     const R ralpha = 0.75, rbeta = -1.5;
-    const T alpha = scalar<T>(0.5, -1.25);
-    for (auto uplo : kUplos) {
-        for (auto trans : {CUBLAS_OP_N, CUBLAS_OP_C}) {
+    for (auto uplo : kUplos)
+        for (auto trans : kOps) {
             SCOPED_TRACE(testing::Message() << "uplo " << uplo << " trans " << trans);
-            const int rows = trans == CUBLAS_OP_N ? n : k, cols = trans == CUBLAS_OP_N ? k : n;
-            const int lda = rows + 2, ldb = rows + 1;
-            auto A = randomVector<T>(size_t(lda) * cols, 10);
-            auto B = randomVector<T>(size_t(ldb) * cols, 11);
-            auto C = randomVector<T>(size_t(ldc) * n, 12);
-            auto C2 = C;
-            DeviceArray<T> dA(A), dB(B), dC(C), dC2(C2);
-            EXPECT_OK(chooseComplex<T>(cublasCherk_v2, cublasZherk_v2)(
-                this->handle, uplo, trans, n, k, &ralpha, cu(dA.get()), lda, &rbeta, cu(dC.get()),
-                ldc));
-            EXPECT_OK(chooseComplex<T>(cublasCher2k_v2, cublasZher2k_v2)(
-                this->handle, uplo, trans, n, k, cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb,
-                &rbeta, cu(dC2.get()), ldc));
-            chooseComplex<T>(cblas_cherk, cblas_zherk)(CblasColMajor, cblasUplo(uplo),
-                                                       cblasTrans(trans), n, k, ralpha, A.data(),
-                                                       lda, rbeta, C.data(), ldc);
-            chooseComplex<T>(cblas_cher2k, cblas_zher2k)(CblasColMajor, cblasUplo(uplo),
-                                                         cblasTrans(trans), n, k, &alpha, A.data(),
-                                                         lda, B.data(), ldb, rbeta, C2.data(), ldc);
-            EXPECT_TRUE(near(C, dC.read(), tolerance<T>(k)));
-            EXPECT_TRUE(near(C2, dC2.read(), tolerance<T>(k)));
+            const int rows = trans == CUBLAS_OP_N ? n : k, lda = rows + 1, ldb = rows + 3;
+            const bool symmetric = !isComplex<T> || trans != CUBLAS_OP_C;
+            const bool hermitian = isComplex<T> && trans != CUBLAS_OP_T;
+            const auto cuplo = toCblas(uplo);
+            const auto ctrans = toCblas(trans);
+            expectLikeHost<T>(
+                {randomVector<T>(size_t(lda) * (n + k - rows), 7),
+                 randomVector<T>(size_t(ldb) * (n + k - rows), 8),
+                 randomVector<T>(size_t(ldc) * n, 9)},
+                tolerance<T>(4 * k),
+                [&](auto d) {
+                    if (symmetric) {
+                        EXPECT_OK(choose<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCsyrk_v2,
+                                            cublasZsyrk_v2)(h, uplo, trans, n, k, cu(&kAlpha<T>),
+                                                            d[0], lda, cu(&kBeta<T>), d[2], ldc));
+                        EXPECT_OK(choose<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2,
+                                            cublasZsyr2k_v2)(h, uplo, trans, n, k, cu(&kAlpha<T>),
+                                                             d[0], lda, d[1], ldb, cu(&kBeta<T>),
+                                                             d[2], ldc));
+                    }
+                    if constexpr (isComplex<T>) {
+                        if (!hermitian) return;
+                        EXPECT_OK(choose<T>(0, 0, cublasCherk_v2, cublasZherk_v2)(
+                            h, uplo, trans, n, k, &ralpha, d[0], lda, &rbeta, d[2], ldc));
+                        EXPECT_OK(choose<T>(0, 0, cublasCher2k_v2, cublasZher2k_v2)(
+                            h, uplo, trans, n, k, cu(&kAlpha<T>), d[0], lda, d[1], ldb, &rbeta,
+                            d[2], ldc));
+                    }
+                },
+                [&](auto p) {
+                    if (symmetric) {
+                        choose<T>(cblas_ssyrk, cblas_dsyrk, cblas_csyrk, cblas_zsyrk)(
+                            CblasColMajor, cuplo, ctrans, n, k, blasScalar(kAlpha<T>), p[0], lda,
+                            blasScalar(kBeta<T>), p[2], ldc);
+                        choose<T>(cblas_ssyr2k, cblas_dsyr2k, cblas_csyr2k, cblas_zsyr2k)(
+                            CblasColMajor, cuplo, ctrans, n, k, blasScalar(kAlpha<T>), p[0], lda,
+                            p[1], ldb, blasScalar(kBeta<T>), p[2], ldc);
+                    }
+                    if constexpr (isComplex<T>) {
+                        if (!hermitian) return;
+                        choose<T>(0, 0, cblas_cherk, cblas_zherk)(CblasColMajor, cuplo, ctrans, n,
+                                                                  k, ralpha, p[0], lda, rbeta, p[2],
+                                                                  ldc);
+                        choose<T>(0, 0, cblas_cher2k, cblas_zher2k)(CblasColMajor, cuplo, ctrans, n,
+                                                                    k, &kAlpha<T>, p[0], lda, p[1],
+                                                                    ldb, rbeta, p[2], ldc);
+                    }
+                });
         }
-    }
 }
 
-// Calls `body(side, uplo, trans, diag)` for every combination of a triangular operation.
-template <typename F>
-void forEachTriangularVariant(F body) {
+// Per variant: trsm solves in B; trmm multiplies B into C out of place (B must stay as it was);
+// trmm given B as C multiplies in place.
+TYPED_TEST(BlasOps, TrsmAndTrmmEveryVariant) {
+    using T = TypeParam;
+    const auto h = this->handle;
+    const int m = 5, n = 4, ldb = m + 2, ldc = m + 3;
+    const auto trmm = choose<T>(cublasStrmm_v2, cublasDtrmm_v2, cublasCtrmm_v2, cublasZtrmm_v2);
+    const auto trmmRef = choose<T>(cblas_strmm, cblas_dtrmm, cblas_ctrmm, cblas_ztrmm);
     for (auto side : kSides)
         for (auto uplo : kUplos)
             for (auto trans : kOps)
                 for (auto diag : kDiags) {
                     SCOPED_TRACE(testing::Message() << "side " << side << " uplo " << uplo
                                                     << " trans " << trans << " diag " << diag);
-                    body(side, uplo, trans, diag);
+                    const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
+                    const auto a = cu(&kAlpha<T>);
+                    const auto blasArgs =
+                        std::tuple(CblasColMajor, toCblas(side), toCblas(uplo), toCblas(trans),
+                                   toCblas(diag), m, n, blasScalar(kAlpha<T>));
+                    expectLikeHost<T>(
+                        {dominantMatrix<T>(ka, lda, 13), randomVector<T>(size_t(ldb) * n, 14),
+                         randomVector<T>(size_t(ldc) * n, 15)},
+                        tolerance<T>(4 * ka),
+                        [&](auto d) {
+                            EXPECT_OK(choose<T>(cublasStrsm_v2, cublasDtrsm_v2, cublasCtrsm_v2,
+                                                cublasZtrsm_v2)(h, side, uplo, trans, diag, m, n, a,
+                                                                d[0], lda, d[1], ldb));
+                            EXPECT_OK(trmm(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1],
+                                           ldb, d[2], ldc));
+                            EXPECT_OK(trmm(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1],
+                                           ldb, d[1], ldb));
+                        },
+                        [&](auto p) {
+                            std::apply(
+                                choose<T>(cblas_strsm, cblas_dtrsm, cblas_ctrsm, cblas_ztrsm),
+                                std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[1], ldb)));
+                            for (int j = 0; j < n; ++j)
+                                for (int i = 0; i < m; ++i) p[2][i + j * ldc] = p[1][i + j * ldb];
+                            std::apply(trmmRef,
+                                       std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[2], ldc)));
+                            std::apply(trmmRef,
+                                       std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[1], ldb)));
+                        });
                 }
-}
-
-TYPED_TEST(BlasOps, TrsmEveryVariant) {
-    using T = TypeParam;
-    const int m = 5, n = 4, ldb = m + 2;
-    const T alpha = scalar<T>(-1.5, 0.5);
-    forEachTriangularVariant([&](auto side, auto uplo, auto trans, auto diag) {
-        const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
-        auto A = dominantMatrix<T>(ka, lda, 13);
-        auto B = randomVector<T>(size_t(ldb) * n, 14);
-        DeviceArray<T> dA(A), dB(B);
-        EXPECT_OK(choose<T>(cublasStrsm_v2, cublasDtrsm_v2, cublasCtrsm_v2, cublasZtrsm_v2)(
-            this->handle, side, uplo, trans, diag, m, n, cu(&alpha), cu(dA.get()), lda,
-            cu(dB.get()), ldb));
-        choose<T>(cblas_strsm, cblas_dtrsm, cblas_ctrsm, cblas_ztrsm)(
-            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans), cblasDiagOf(diag),
-            m, n, blasScalar(alpha), A.data(), lda, B.data(), ldb);
-        EXPECT_TRUE(near(B, dB.read(), tolerance<T>(ka)));
-    });
-}
-
-// Out of place: C = alpha * op(A) * B with B left as it was and C's padding untouched.
-TYPED_TEST(BlasOps, TrmmOutOfPlaceEveryVariantLeavesBUnchanged) {
-    using T = TypeParam;
-    const int m = 5, n = 6, ldb = m + 1, ldc = m + 3;
-    const T alpha = scalar<T>(0.75, -2.0);
-    forEachTriangularVariant([&](auto side, auto uplo, auto trans, auto diag) {
-        const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 2;
-        auto A = randomVector<T>(size_t(lda) * ka, 15);
-        auto B = randomVector<T>(size_t(ldb) * n, 16);
-        auto C = randomVector<T>(size_t(ldc) * n, 17);
-        DeviceArray<T> dA(A), dB(B), dC(C);
-        EXPECT_OK(choose<T>(cublasStrmm_v2, cublasDtrmm_v2, cublasCtrmm_v2, cublasZtrmm_v2)(
-            this->handle, side, uplo, trans, diag, m, n, cu(&alpha), cu(dA.get()), lda,
-            cu(dB.get()), ldb, cu(dC.get()), ldc));
-        // Expected: B's m x n values placed in C, then multiplied in place by the host BLAS.
-        for (int j = 0; j < n; ++j)
-            for (int i = 0; i < m; ++i) C[i + size_t(j) * ldc] = B[i + size_t(j) * ldb];
-        choose<T>(cblas_strmm, cblas_dtrmm, cblas_ctrmm, cblas_ztrmm)(
-            CblasColMajor, cblasSideOf(side), cblasUplo(uplo), cblasTrans(trans), cblasDiagOf(diag),
-            m, n, blasScalar(alpha), A.data(), lda, C.data(), ldc);
-        EXPECT_EQ(B, dB.read());
-        EXPECT_TRUE(near(C, dC.read(), tolerance<T>(ka)));
-    });
-}
-
-// Passing B as C is the in-place product.
-TYPED_TEST(BlasOps, TrmmInPlaceWhenCIsB) {
-    using T = TypeParam;
-    const int m = 6, n = 3, ldb = m + 1;
-    const T alpha = scalar<T>(1.0, 1.0);
-    for (auto side : kSides) {
-        const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka;
-        auto A = randomVector<T>(size_t(lda) * ka, 18);
-        auto B = randomVector<T>(size_t(ldb) * n, 19);
-        DeviceArray<T> dA(A), dB(B);
-        EXPECT_OK(choose<T>(cublasStrmm_v2, cublasDtrmm_v2, cublasCtrmm_v2, cublasZtrmm_v2)(
-            this->handle, side, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_T, CUBLAS_DIAG_NON_UNIT, m, n,
-            cu(&alpha), cu(dA.get()), lda, cu(dB.get()), ldb, cu(dB.get()), ldb));
-        choose<T>(cblas_strmm, cblas_dtrmm, cblas_ctrmm, cblas_ztrmm)(
-            CblasColMajor, cblasSideOf(side), CblasUpper, CblasTrans, CblasNonUnit, m, n,
-            blasScalar(alpha), A.data(), lda, B.data(), ldb);
-        EXPECT_TRUE(near(B, dB.read(), tolerance<T>(ka)));
-    }
 }
 
 // ---- level 2 ------------------------------------------------------------------------------------
 
 TYPED_TEST(BlasOps, GemvEveryTransposeAndIncrement) {
     using T = TypeParam;
+    const auto h = this->handle;
     const int m = 6, n = 5, lda = m + 2;
-    const T alpha = scalar<T>(2.0, 0.5), beta = scalar<T>(-1.0, 1.0);
-    for (auto trans : kOps) {
+    for (auto trans : kOps)
         for (auto [incx, incy] : kIncs) {
             SCOPED_TRACE(testing::Message()
                          << "trans " << trans << " incs " << incx << "," << incy);
-            const int lenX = trans == CUBLAS_OP_N ? n : m, lenY = trans == CUBLAS_OP_N ? m : n;
-            auto A = randomVector<T>(size_t(lda) * n, 20);
-            auto x = randomVector<T>(span(lenX, incx), 21);
-            auto y = randomVector<T>(span(lenY, incy), 22);
-            DeviceArray<T> dA(A), dx(x), dy(y);
-            EXPECT_OK(choose<T>(cublasSgemv_v2, cublasDgemv_v2, cublasCgemv_v2, cublasZgemv_v2)(
-                this->handle, trans, m, n, cu(&alpha), cu(dA.get()), lda, cu(dx.get()), incx,
-                cu(&beta), cu(dy.get()), incy));
-            choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
-                CblasColMajor, cblasTrans(trans), m, n, blasScalar(alpha), A.data(), lda, x.data(),
-                incx, blasScalar(beta), y.data(), incy);
-            EXPECT_TRUE(near(y, dy.read(), tolerance<T>(std::max(m, n))));
-            EXPECT_EQ(x, dx.read());
+            const int lenX = trans == CUBLAS_OP_N ? n : m, lenY = m + n - lenX;
+            expectLikeHost<T>(
+                {randomVector<T>(size_t(lda) * n, 20), randomVector<T>(span(lenX, incx), 21),
+                 randomVector<T>(span(lenY, incy), 22)},
+                tolerance<T>(m),
+                [&](auto d) {
+                    EXPECT_OK(choose<T>(cublasSgemv_v2, cublasDgemv_v2, cublasCgemv_v2,
+                                        cublasZgemv_v2)(h, trans, m, n, cu(&kAlpha<T>), d[0], lda,
+                                                        d[1], incx, cu(&kBeta<T>), d[2], incy));
+                },
+                [&](auto p) {
+                    choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
+                        CblasColMajor, toCblas(trans), m, n, blasScalar(kAlpha<T>), p[0], lda, p[1],
+                        incx, blasScalar(kBeta<T>), p[2], incy);
+                });
         }
-    }
 }
 
-// symv for every precision (the complex symmetric one included, which CBLAS lacks: the expected
-// value comes from symm on the gathered vectors), hemv for the complex ones.
+// The n x n matrix a symmetric (Hermitian: conjugate mirror, real diagonal) operation sees in the
+// `uplo` triangle of a.
 template <typename T>
-void checkSymv(cublasHandle_t handle, bool hermitian) {
-    const int n = 6, lda = n + 1;
-    const T alpha = scalar<T>(-0.5, 1.5), beta = scalar<T>(0.25, -0.5);
-    for (auto uplo : kUplos) {
-        for (auto [incx, incy] : kIncs) {
-            SCOPED_TRACE(testing::Message() << "uplo " << uplo << " incs " << incx << "," << incy);
-            auto A = randomVector<T>(size_t(lda) * n, 23);
-            auto x = randomVector<T>(span(n, incx), 24);
-            auto y = randomVector<T>(span(n, incy), 25);
-            DeviceArray<T> dA(A), dx(x), dy(y);
-            auto xs = gather(x, n, incx), ys = gather(y, n, incy);
-            if constexpr (Info<T>::complex) {
-                if (hermitian) {
-                    EXPECT_OK(chooseComplex<T>(cublasChemv_v2, cublasZhemv_v2)(
-                        handle, uplo, n, cu(&alpha), cu(dA.get()), lda, cu(dx.get()), incx,
-                        cu(&beta), cu(dy.get()), incy));
-                    chooseComplex<T>(cblas_chemm, cblas_zhemm)(
-                        CblasColMajor, CblasLeft, cblasUplo(uplo), n, 1, &alpha, A.data(), lda,
-                        xs.data(), n, &beta, ys.data(), n);
-                    scatter(ys, y, n, incy);
-                    EXPECT_TRUE(near(y, dy.read(), tolerance<T>(n)));
-                    continue;
-                }
+std::vector<T> completed(std::vector<T> a, int n, int lda, cublasFillMode_t uplo, bool herm) {
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i <= j; ++i) {
+            T& upper = a[i + size_t(j) * lda];
+            T& lower = a[j + size_t(i) * lda];
+            const T stored = uplo == CUBLAS_FILL_MODE_UPPER ? upper : lower;
+            T& mirror = uplo == CUBLAS_FILL_MODE_UPPER ? lower : upper;
+            mirror = stored;
+            if constexpr (isComplex<T>) {
+                if (herm) mirror = i == j ? T(std::real(stored)) : std::conj(stored);
             }
-            EXPECT_OK(choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasCsymv_v2, cublasZsymv_v2)(
-                handle, uplo, n, cu(&alpha), cu(dA.get()), lda, cu(dx.get()), incx, cu(&beta),
-                cu(dy.get()), incy));
-            choose<T>(cblas_ssymm, cblas_dsymm, cblas_csymm, cblas_zsymm)(
-                CblasColMajor, CblasLeft, cblasUplo(uplo), n, 1, blasScalar(alpha), A.data(), lda,
-                xs.data(), n, blasScalar(beta), ys.data(), n);
-            scatter(ys, y, n, incy);
-            EXPECT_TRUE(near(y, dy.read(), tolerance<T>(n)));
         }
-    }
+    return a;
 }
 
-TYPED_TEST(BlasOps, SymvBothTrianglesAndIncrements) {
-    checkSymv<TypeParam>(this->handle, false);
-}
-TYPED_TEST(BlasComplexOps, HemvBothTrianglesAndIncrements) {
-    checkSymv<TypeParam>(this->handle, true);
-}
-
-// beta == 0 means the output is not read: NaN there must not leak into the result.
-TYPED_TEST(BlasOps, ZeroBetaIgnoresNaNInTheOutput) {
+// symv for every precision (a plain loop for complex data, which CBLAS lacks), hemv for the
+// complex ones, against gemv on the completed matrix. beta == 0 leaves y unread.
+TYPED_TEST(BlasOps, SymvAndHemvBothTrianglesIncrementsAndZeroBeta) {
     using T = TypeParam;
-    const int n = 3;
-    const T alpha = scalar<T>(1.0, 0.0), beta = T(0);
-    auto A = randomVector<T>(n * n, 26), x = randomVector<T>(n, 27);
-    std::vector<T> nan(n * n, T(std::numeric_limits<Real<T>>::quiet_NaN()));
-    DeviceArray<T> dA(A), dx(x), dy(nan), dC(nan);
-    EXPECT_OK(choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasCsymv_v2, cublasZsymv_v2)(
-        this->handle, CUBLAS_FILL_MODE_LOWER, n, cu(&alpha), cu(dA.get()), n, cu(dx.get()), 1,
-        cu(&beta), cu(dy.get()), 1));
-    EXPECT_OK(choose<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2, cublasZgemm_v2)(
-        this->handle, CUBLAS_OP_N, CUBLAS_OP_N, n, n, n, cu(&alpha), cu(dA.get()), n, cu(dA.get()),
-        n, cu(&beta), cu(dC.get()), n));
-    const auto y = dy.read(), C = dC.read();
-    for (int i = 0; i < n; ++i) EXPECT_FALSE(std::isnan(std::abs(y[i]))) << "y " << i;
-    for (const T& v : C) EXPECT_FALSE(std::isnan(std::abs(v))) << "C";
+    const auto h = this->handle;
+    const int n = 6, lda = n + 1;
+    for (bool herm : {false, true})
+        for (auto uplo : kUplos)
+            for (auto [incx, incy] : kIncs)
+                for (T beta : {kBeta<T>, T(0)}) {
+                    if (herm && !isComplex<T>) continue;
+                    SCOPED_TRACE(testing::Message()
+                                 << "hermitian " << herm << " uplo " << uplo << " incs " << incx
+                                 << "," << incy << " beta " << beta);
+                    const auto A = randomVector<T>(size_t(lda) * n, 23);
+                    const auto full = completed(A, n, lda, uplo, herm);
+                    const auto op = herm ? choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2,
+                                                     cublasZhemv_v2)
+                                         : choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasCsymv_v2,
+                                                     cublasZsymv_v2);
+                    expectLikeHost<T>(
+                        {A, randomVector<T>(span(n, incx), 24), output<T>(span(n, incy), 25, beta)},
+                        tolerance<T>(n),
+                        [&](auto d) {
+                            EXPECT_OK(op(h, uplo, n, cu(&kAlpha<T>), d[0], lda, d[1], incx,
+                                         cu(&beta), d[2], incy));
+                        },
+                        [&](auto p) {
+                            for (int i = 0; beta == T(0) && i < n; ++i) p[2][at(i, n, incy)] = 0;
+                            choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
+                                CblasColMajor, CblasNoTrans, n, n, blasScalar(kAlpha<T>),
+                                full.data(), lda, p[1], incx, blasScalar(beta), p[2], incy);
+                        });
+                }
 }
 
+// trmv on x and trsv on x2 for every variant.
 TYPED_TEST(BlasOps, TrmvAndTrsvEveryVariant) {
     using T = TypeParam;
+    const auto h = this->handle;
     const int n = 6, lda = n + 2;
     for (auto uplo : kUplos)
         for (auto trans : kOps)
@@ -348,246 +323,222 @@ TYPED_TEST(BlasOps, TrmvAndTrsvEveryVariant) {
                 for (int incx : {1, -2}) {
                     SCOPED_TRACE(testing::Message() << "uplo " << uplo << " trans " << trans
                                                     << " diag " << diag << " incx " << incx);
-                    auto A = dominantMatrix<T>(n, lda, 28);
-                    auto x = randomVector<T>(span(n, incx), 29);
-                    auto x2 = x;
-                    DeviceArray<T> dA(A), dx(x), dx2(x2);
-                    EXPECT_OK(choose<T>(cublasStrmv_v2, cublasDtrmv_v2, cublasCtrmv_v2,
-                                        cublasZtrmv_v2)(this->handle, uplo, trans, diag, n,
-                                                        cu(dA.get()), lda, cu(dx.get()), incx));
-                    EXPECT_OK(choose<T>(cublasStrsv_v2, cublasDtrsv_v2, cublasCtrsv_v2,
-                                        cublasZtrsv_v2)(this->handle, uplo, trans, diag, n,
-                                                        cu(dA.get()), lda, cu(dx2.get()), incx));
-                    const auto cu_ = cblasUplo(uplo);
-                    const auto ct = cblasTrans(trans);
-                    const auto cd = cblasDiagOf(diag);
-                    choose<T>(cblas_strmv, cblas_dtrmv, cblas_ctrmv, cblas_ztrmv)(
-                        CblasColMajor, cu_, ct, cd, n, A.data(), lda, x.data(), incx);
-                    choose<T>(cblas_strsv, cblas_dtrsv, cblas_ctrsv, cblas_ztrsv)(
-                        CblasColMajor, cu_, ct, cd, n, A.data(), lda, x2.data(), incx);
-                    EXPECT_TRUE(near(x, dx.read(), tolerance<T>(n)));
-                    EXPECT_TRUE(near(x2, dx2.read(), tolerance<T>(n)));
+                    const auto args =
+                        std::tuple(CblasColMajor, toCblas(uplo), toCblas(trans), toCblas(diag), n);
+                    expectLikeHost<T>(
+                        {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
+                         randomVector<T>(span(n, incx), 30)},
+                        tolerance<T>(n),
+                        [&](auto d) {
+                            EXPECT_OK(choose<T>(cublasStrmv_v2, cublasDtrmv_v2, cublasCtrmv_v2,
+                                                cublasZtrmv_v2)(h, uplo, trans, diag, n, d[0], lda,
+                                                                d[1], incx));
+                            EXPECT_OK(choose<T>(cublasStrsv_v2, cublasDtrsv_v2, cublasCtrsv_v2,
+                                                cublasZtrsv_v2)(h, uplo, trans, diag, n, d[0], lda,
+                                                                d[2], incx));
+                        },
+                        [&](auto p) {
+                            std::apply(
+                                choose<T>(cblas_strmv, cblas_dtrmv, cblas_ctrmv, cblas_ztrmv),
+                                std::tuple_cat(args, std::tuple(p[0], lda, p[1], incx)));
+                            std::apply(
+                                choose<T>(cblas_strsv, cblas_dtrsv, cblas_ctrsv, cblas_ztrsv),
+                                std::tuple_cat(args, std::tuple(p[0], lda, p[2], incx)));
+                        });
                 }
 }
 
-// ger for real data, geru and gerc for complex data.
+// ger for real data, geru (into A) and gerc (into A2) for complex data.
 TYPED_TEST(BlasOps, RankOneUpdates) {
     using T = TypeParam;
+    const auto h = this->handle;
     const int m = 5, n = 4, lda = m + 1;
-    const T alpha = scalar<T>(1.5, -0.5);
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        auto x = randomVector<T>(span(m, incx), 30), y = randomVector<T>(span(n, incy), 31);
-        auto A = randomVector<T>(size_t(lda) * n, 32);
-        auto A2 = A;
-        DeviceArray<T> dx(x), dy(y), dA(A), dA2(A2);
-        EXPECT_OK(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
-            this->handle, m, n, cu(&alpha), cu(dx.get()), incx, cu(dy.get()), incy, cu(dA.get()),
-            lda));
-        choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru)(
-            CblasColMajor, m, n, blasScalar(alpha), x.data(), incx, y.data(), incy, A.data(), lda);
-        EXPECT_TRUE(near(A, dA.read(), tolerance<T>(1)));
-        if constexpr (Info<T>::complex) {
-            EXPECT_OK(chooseComplex<T>(cublasCgerc_v2, cublasZgerc_v2)(
-                this->handle, m, n, cu(&alpha), cu(dx.get()), incx, cu(dy.get()), incy,
-                cu(dA2.get()), lda));
-            chooseComplex<T>(cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &alpha, x.data(), incx,
-                                                       y.data(), incy, A2.data(), lda);
-            EXPECT_TRUE(near(A2, dA2.read(), tolerance<T>(1)));
-        }
+        expectLikeHost<T>(
+            {randomVector<T>(span(m, incx), 30), randomVector<T>(span(n, incy), 31),
+             randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33)},
+            tolerance<T>(1),
+            [&](auto d) {
+                EXPECT_OK(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
+                    h, m, n, cu(&kAlpha<T>), d[0], incx, d[1], incy, d[2], lda));
+                if constexpr (isComplex<T>) {
+                    EXPECT_OK(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2)(
+                        h, m, n, cu(&kAlpha<T>), d[0], incx, d[1], incy, d[3], lda));
+                }
+            },
+            [&](auto p) {
+                choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru)(
+                    CblasColMajor, m, n, blasScalar(kAlpha<T>), p[0], incx, p[1], incy, p[2], lda);
+                if constexpr (isComplex<T>) {
+                    choose<T>(0, 0, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &kAlpha<T>, p[0],
+                                                              incx, p[1], incy, p[3], lda);
+                }
+            });
     }
 }
 
 // ---- level 1 ------------------------------------------------------------------------------------
 
-TYPED_TEST(BlasOps, CopySwapAxpyWithEveryIncrement) {
+// axpy into y, swap x and y, copy y into z (laid out like x).
+TYPED_TEST(BlasOps, AxpySwapCopyWithEveryIncrement) {
     using T = TypeParam;
+    const auto h = this->handle;
     const int n = 7;
-    const T alpha = scalar<T>(-2.0, 0.5);
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        auto x = randomVector<T>(span(n, incx), 33), y = randomVector<T>(span(n, incy), 34);
-        {
-            DeviceArray<T> dx(x), dy(y);
-            EXPECT_OK(choose<T>(cublasScopy_v2, cublasDcopy_v2, cublasCcopy_v2, cublasZcopy_v2)(
-                this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy));
-            auto expected = y;
-            scatter(gather(x, n, incx), expected, n, incy);
-            EXPECT_EQ(expected, dy.read());
-        }
-        {
-            DeviceArray<T> dx(x), dy(y);
-            EXPECT_OK(choose<T>(cublasSswap_v2, cublasDswap_v2, cublasCswap_v2, cublasZswap_v2)(
-                this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy));
-            auto ex = x, ey = y;
-            scatter(gather(y, n, incy), ex, n, incx);
-            scatter(gather(x, n, incx), ey, n, incy);
-            EXPECT_EQ(ex, dx.read());
-            EXPECT_EQ(ey, dy.read());
-        }
-        {
-            DeviceArray<T> dx(x), dy(y);
-            EXPECT_OK(choose<T>(cublasSaxpy_v2, cublasDaxpy_v2, cublasCaxpy_v2, cublasZaxpy_v2)(
-                this->handle, n, cu(&alpha), cu(dx.get()), incx, cu(dy.get()), incy));
-            auto expected = y;
-            choose<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(
-                n, blasScalar(alpha), x.data(), incx, expected.data(), incy);
-            EXPECT_TRUE(near(expected, dy.read(), tolerance<T>(1)));
-        }
+        expectLikeHost<T>(
+            {randomVector<T>(span(n, incx), 33), randomVector<T>(span(n, incy), 34),
+             randomVector<T>(span(n, incx), 35)},
+            tolerance<T>(1),
+            [&](auto d) {
+                EXPECT_OK(choose<T>(cublasSaxpy_v2, cublasDaxpy_v2, cublasCaxpy_v2, cublasZaxpy_v2)(
+                    h, n, cu(&kAlpha<T>), d[0], incx, d[1], incy));
+                EXPECT_OK(choose<T>(cublasSswap_v2, cublasDswap_v2, cublasCswap_v2, cublasZswap_v2)(
+                    h, n, d[0], incx, d[1], incy));
+                EXPECT_OK(choose<T>(cublasScopy_v2, cublasDcopy_v2, cublasCcopy_v2, cublasZcopy_v2)(
+                    h, n, d[1], incy, d[2], incx));
+            },
+            [&](auto p) {
+                choose<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(
+                    n, blasScalar(kAlpha<T>), p[0], incx, p[1], incy);
+                choose<T>(cblas_sswap, cblas_dswap, cblas_cswap, cblas_zswap)(n, p[0], incx, p[1],
+                                                                              incy);
+                choose<T>(cblas_scopy, cblas_dcopy, cblas_ccopy, cblas_zcopy)(n, p[1], incy, p[2],
+                                                                              incx);
+            });
     }
 }
 
+// scal by the data's own type, then (complex data) by a real factor.
 TYPED_TEST(BlasOps, ScalByOwnTypeAndByReal) {
     using T = TypeParam;
     using R = Real<T>;
+    const auto h = this->handle;
     const int n = 6;
+    const R real = -3.0;
     for (int incx : {1, 3}) {
-        auto x = randomVector<T>(span(n, incx), 35);
-        const T alpha = scalar<T>(0.5, -1.5);
-        DeviceArray<T> dx(x);
-        EXPECT_OK(choose<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(
-            this->handle, n, cu(&alpha), cu(dx.get()), incx));
-        auto expected = x;
-        for (int i = 0; i < n; ++i) expected[at(i, n, incx)] *= alpha;
-        EXPECT_TRUE(near(expected, dx.read(), tolerance<T>(1)));
-        if constexpr (Info<T>::complex) {
-            const R ralpha = -3.0;
-            EXPECT_OK(chooseComplex<T>(cublasCsscal_v2, cublasZdscal_v2)(this->handle, n, &ralpha,
-                                                                         cu(dx.get()), incx));
-            for (int i = 0; i < n; ++i) expected[at(i, n, incx)] *= ralpha;
-            EXPECT_TRUE(near(expected, dx.read(), tolerance<T>(1)));
-        }
+        expectLikeHost<T>(
+            {randomVector<T>(span(n, incx), 35)}, tolerance<T>(1),
+            [&](auto d) {
+                EXPECT_OK(choose<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(
+                    h, n, cu(&kAlpha<T>), d[0], incx));
+                if constexpr (isComplex<T>) {
+                    EXPECT_OK(
+                        choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, n, &real, d[0], incx));
+                }
+            },
+            [&](auto p) {
+                for (int i = 0; i < n; ++i)
+                    p[0][at(i, n, incx)] *= kAlpha<T> * (isComplex<T> ? real : R(1));
+            });
     }
 }
 
-TYPED_TEST(BlasOps, DotProductsToHostMemory) {
+// rot with a real sine for every precision and, for complex data, with a complex sine s:
+// x' = c x + s y, y' = c y - conj(s) x.
+TYPED_TEST(BlasOps, RotWithRealAndComplexSine) {
     using T = TypeParam;
+    using R = Real<T>;
+    const auto h = this->handle;
+    const int n = 6;
+    const R c = 0.6;
+    for (bool complexSine : {false, true})
+        for (auto [incx, incy] : kIncs) {
+            if (complexSine && !isComplex<T>) continue;
+            SCOPED_TRACE(testing::Message()
+                         << "complex sine " << complexSine << " incs " << incx << "," << incy);
+            const T s = complexSine ? scalar<T>(0.48, -0.64) : T(0.8);
+            T conjS = s;
+            if constexpr (isComplex<T>) conjS = std::conj(s);
+            expectLikeHost<T>(
+                {randomVector<T>(span(n, incx), 40), randomVector<T>(span(n, incy), 41)},
+                tolerance<T>(1),
+                [&](auto d) {
+                    if constexpr (isComplex<T>) {
+                        if (complexSine) {
+                            EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(
+                                h, n, d[0], incx, d[1], incy, &c, cu(&s)));
+                            return;
+                        }
+                    }
+                    const R realS = std::real(s);
+                    EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2,
+                                        cublasZdrot_v2)(h, n, d[0], incx, d[1], incy, &c, &realS));
+                },
+                [&](auto p) {
+                    for (int i = 0; i < n; ++i) {
+                        T& x = p[0][at(i, n, incx)];
+                        T& y = p[1][at(i, n, incy)];
+                        const T x0 = x;
+                        x = c * x0 + s * y;
+                        y = c * y - conjS * x0;
+                    }
+                });
+        }
+}
+
+// dot (dotu, dotc), nrm2, asum and iamax into host memory; n <= 0 and, for the one-vector
+// reductions, incx <= 0 give 0.
+TYPED_TEST(BlasOps, Reductions) {
+    using T = TypeParam;
+    using R = Real<T>;
+    const auto h = this->handle;
     const int n = 9;
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
         auto x = randomVector<T>(span(n, incx), 36), y = randomVector<T>(span(n, incy), 37);
-        DeviceArray<T> dx(x), dy(y);
-        T expectedU = T(0), expectedC = T(0);
+        // A known largest element (|Re| + |Im| = 9), and a tie after it that must not win.
+        const int inc1 = std::abs(incx);
+        x[at(4, n, inc1)] = scalar<T>(-5.0, 4.0);
+        x[at(6, n, inc1)] = scalar<T>(4.0, -5.0);
+        T dotu = T(0), dotc = T(0);
+        double squares = 0, sumAbs = 0;
         for (int i = 0; i < n; ++i) {
-            expectedU += x[at(i, n, incx)] * y[at(i, n, incy)];
-            if constexpr (Info<T>::complex) {
-                expectedC += std::conj(x[at(i, n, incx)]) * y[at(i, n, incy)];
-            }
+            const T xi = x[at(i, n, incx)], yi = y[at(i, n, incy)];
+            dotu += xi * yi;
+            if constexpr (isComplex<T>) dotc += std::conj(xi) * yi;
+            squares += std::norm(xi);
+            sumAbs += std::abs(std::real(xi)) + std::abs(std::imag(xi));
         }
-        T result = T(99);
+        DeviceArray<T> dx(x), dy(y);
+        T dot = T(99);
+        R nrm = -1, sum = -1;
+        int index = -1;
         EXPECT_OK(choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
-            this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&result)));
-        EXPECT_TRUE(near(std::vector<T>{expectedU}, {result}, tolerance<T>(n)));
-        if constexpr (Info<T>::complex) {
-            EXPECT_OK(chooseComplex<T>(cublasCdotc_v2, cublasZdotc_v2)(
-                this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&result)));
-            EXPECT_TRUE(near(std::vector<T>{expectedC}, {result}, tolerance<T>(n)));
+            h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
+        EXPECT_TRUE(near<T>({dotu}, {dot}, tolerance<T>(n)));
+        if constexpr (isComplex<T>) {
+            EXPECT_OK(choose<T>(0, 0, cublasCdotc_v2, cublasZdotc_v2)(
+                h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
+            EXPECT_TRUE(near<T>({dotc}, {dot}, tolerance<T>(n)));
         }
+        EXPECT_OK(choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
+            h, n, cu(dx.get()), inc1, &nrm));
+        EXPECT_OK(choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
+            h, n, cu(dx.get()), inc1, &sum));
+        EXPECT_OK(choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
+            h, n, cu(dx.get()), inc1, &index));
+        EXPECT_NEAR(nrm, std::sqrt(squares), tolerance<T>(n) * std::sqrt(squares));
+        EXPECT_NEAR(sum, sumAbs, tolerance<T>(n) * sumAbs);
+        EXPECT_EQ(index, 5);  // 1-based
     }
-}
-
-TYPED_TEST(BlasOps, Nrm2AsumIamax) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const int n = 8, incx = 2;
-    auto x = randomVector<T>(span(n, incx), 38);
-    // A known largest element (|Re| + |Im| = 9), and a tie after it that must not win.
-    x[at(4, n, incx)] = scalar<T>(-5.0, 4.0);
-    x[at(6, n, incx)] = scalar<T>(4.0, -5.0);
-    DeviceArray<T> dx(x);
-    double sumSquares = 0, sumAbs = 0;
-    for (int i = 0; i < n; ++i) {
-        const T v = x[at(i, n, incx)];
-        sumSquares += std::norm(std::complex<double>(std::real(v), std::imag(v)));
-        sumAbs += std::abs(double(std::real(v))) + std::abs(double(std::imag(v)));
-    }
-    R nrm = -1, sum = -1;
-    int index = -1;
-    EXPECT_OK(choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
-        this->handle, n, cu(dx.get()), incx, &nrm));
-    EXPECT_OK(choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
-        this->handle, n, cu(dx.get()), incx, &sum));
-    EXPECT_OK(choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
-        this->handle, n, cu(dx.get()), incx, &index));
-    EXPECT_NEAR(nrm, std::sqrt(sumSquares), tolerance<T>(n) * std::sqrt(sumSquares));
-    EXPECT_NEAR(sum, sumAbs, tolerance<T>(n) * sumAbs);
-    EXPECT_EQ(index, 5);  // 1-based
-}
-
-// Empty vectors and non-positive increments give 0 without touching x.
-TYPED_TEST(BlasOps, ReductionsOfNothingAreZero) {
-    using T = TypeParam;
-    using R = Real<T>;
     DeviceArray<T> dx(randomVector<T>(4, 39));
     constexpr std::pair<int, int> kEmpty[] = {{0, 1}, {-1, 1}, {4, 0}, {4, -1}};
     for (auto [n, incx] : kEmpty) {
         SCOPED_TRACE(testing::Message() << "n " << n << " incx " << incx);
         R nrm = -1, sum = -1;
         int index = -1;
+        T dot = T(5);
         EXPECT_OK(choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
-            this->handle, n, cu(dx.get()), incx, &nrm));
+            h, n, cu(dx.get()), incx, &nrm));
         EXPECT_OK(choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
-            this->handle, n, cu(dx.get()), incx, &sum));
+            h, n, cu(dx.get()), incx, &sum));
         EXPECT_OK(choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
-            this->handle, n, cu(dx.get()), incx, &index));
-        EXPECT_EQ(nrm, R(0));
-        EXPECT_EQ(sum, R(0));
-        EXPECT_EQ(index, 0);
-    }
-    T dot = T(5);
-    EXPECT_OK(choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
-        this->handle, 0, cu(dx.get()), 1, cu(dx.get()), 1, cu(&dot)));
-    EXPECT_EQ(dot, T(0));
-}
-
-TYPED_TEST(BlasOps, RotWithRealSine) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const int n = 6;
-    const R c = 0.6, s = 0.8;
-    for (auto [incx, incy] : kIncs) {
-        SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        auto x = randomVector<T>(span(n, incx), 40), y = randomVector<T>(span(n, incy), 41);
-        DeviceArray<T> dx(x), dy(y);
-        EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
-            this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy, &c, &s));
-        auto ex = x, ey = y;
-        for (int i = 0; i < n; ++i) {
-            const T xi = x[at(i, n, incx)], yi = y[at(i, n, incy)];
-            ex[at(i, n, incx)] = c * xi + s * yi;
-            ey[at(i, n, incy)] = c * yi - s * xi;
-        }
-        EXPECT_TRUE(near(ex, dx.read(), tolerance<T>(1)));
-        EXPECT_TRUE(near(ey, dy.read(), tolerance<T>(1)));
-    }
-}
-
-// The complex sine rotation (crot, zrot): x' = c x + s y, y' = c y - conj(s) x, checked against
-// the same rotation built from host scal and axpy calls.
-TYPED_TEST(BlasComplexOps, RotWithComplexSine) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const int n = 5;
-    const R c = 0.8;
-    const T s = T(0.36, -0.48);
-    for (auto [incx, incy] : kIncs) {
-        SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        auto x = randomVector<T>(span(n, incx), 42), y = randomVector<T>(span(n, incy), 43);
-        DeviceArray<T> dx(x), dy(y);
-        EXPECT_OK(chooseComplex<T>(cublasCrot_v2, cublasZrot_v2)(
-            this->handle, n, cu(dx.get()), incx, cu(dy.get()), incy, &c, cu(&s)));
-        auto xs = gather(x, n, incx), ys = gather(y, n, incy);
-        const auto x0 = xs;
-        const T minusConjS = -std::conj(s);
-        chooseComplex<T>(cblas_csscal, cblas_zdscal)(n, c, xs.data(), 1);
-        chooseComplex<T>(cblas_caxpy, cblas_zaxpy)(n, &s, ys.data(), 1, xs.data(), 1);
-        chooseComplex<T>(cblas_csscal, cblas_zdscal)(n, c, ys.data(), 1);
-        chooseComplex<T>(cblas_caxpy, cblas_zaxpy)(n, &minusConjS, x0.data(), 1, ys.data(), 1);
-        auto ex = x, ey = y;
-        scatter(xs, ex, n, incx);
-        scatter(ys, ey, n, incy);
-        EXPECT_TRUE(near(ex, dx.read(), tolerance<T>(1)));
-        EXPECT_TRUE(near(ey, dy.read(), tolerance<T>(1)));
+            h, n, cu(dx.get()), incx, &index));
+        EXPECT_OK(choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
+            h, std::min(n, 0), cu(dx.get()), 1, cu(dx.get()), 1, cu(&dot)));
+        EXPECT_EQ(std::tuple(nrm, sum, index, dot), std::tuple(R(0), R(0), 0, T(0)));
     }
 }
 

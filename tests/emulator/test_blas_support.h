@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdint>
 #include <limits>
 #include <random>
 #include <tuple>
@@ -25,39 +24,28 @@ using cfloat = std::complex<float>;
 using cdouble = std::complex<double>;
 using Precisions = ::testing::Types<float, double, cfloat, cdouble>;
 
+// Per precision: the real type, the toolkit's element type and the position among (S, D, C, Z).
 template <typename T>
 struct Info {
     using Real = T;
     using Cuda = T;
     static constexpr int index = std::is_same_v<T, float> ? 0 : 1;
-    static constexpr bool complex = false;
 };
-template <>
-struct Info<cfloat> {
-    using Real = float;
-    using Cuda = cuComplex;
-    static constexpr int index = 2;
-    static constexpr bool complex = true;
-};
-template <>
-struct Info<cdouble> {
-    using Real = double;
-    using Cuda = cuDoubleComplex;
-    static constexpr int index = 3;
-    static constexpr bool complex = true;
+template <typename R>
+struct Info<std::complex<R>> {
+    using Real = R;
+    using Cuda = std::conditional_t<std::is_same_v<R, float>, cuComplex, cuDoubleComplex>;
+    static constexpr int index = std::is_same_v<R, float> ? 2 : 3;
 };
 template <typename T>
 using Real = typename Info<T>::Real;
+template <typename T>
+constexpr bool isComplex = Info<T>::index >= 2;
 
 // The function of precision T among (S, D, C, Z).
 template <typename T, typename... F>
 auto choose(F... f) {
     return std::get<Info<T>::index>(std::tuple<F...>(f...));
-}
-// The same among (C, Z) for complex-only routines.
-template <typename T, typename C, typename Z>
-auto chooseComplex(C c, Z z) {
-    return std::get<Info<T>::index - 2>(std::tuple<C, Z>(c, z));
 }
 
 // Our element pointers as the toolkit's types.
@@ -70,10 +58,10 @@ auto cu(const T* p) {
     return reinterpret_cast<const typename Info<T>::Cuda*>(p);
 }
 
-// A scalar as CBLAS takes it.
+// A scalar as CBLAS takes it: real ones by value, complex ones by address.
 template <typename T>
 auto blasScalar(const T& x) {
-    if constexpr (Info<T>::complex) {
+    if constexpr (isComplex<T>) {
         return static_cast<const void*>(&x);
     } else {
         return x;
@@ -83,24 +71,24 @@ auto blasScalar(const T& x) {
 // A value with a nonzero imaginary part for complex T.
 template <typename T>
 T scalar(double re, double im) {
-    if constexpr (Info<T>::complex) {
+    if constexpr (isComplex<T>) {
         return T(Real<T>(re), Real<T>(im));
     } else {
         return T(re);
     }
 }
 
-// CBLAS's transpose for a cuBLAS operation.
-inline CBLAS_TRANSPOSE cblasTrans(cublasOperation_t op) {
+// The CBLAS enums for cuBLAS ones.
+inline CBLAS_TRANSPOSE toCblas(cublasOperation_t op) {
     return op == CUBLAS_OP_N ? CblasNoTrans : op == CUBLAS_OP_T ? CblasTrans : CblasConjTrans;
 }
-inline CBLAS_UPLO cblasUplo(cublasFillMode_t uplo) {
+inline CBLAS_UPLO toCblas(cublasFillMode_t uplo) {
     return uplo == CUBLAS_FILL_MODE_LOWER ? CblasLower : CblasUpper;
 }
-inline CBLAS_SIDE cblasSideOf(cublasSideMode_t side) {
+inline CBLAS_SIDE toCblas(cublasSideMode_t side) {
     return side == CUBLAS_SIDE_LEFT ? CblasLeft : CblasRight;
 }
-inline CBLAS_DIAG cblasDiagOf(cublasDiagType_t diag) {
+inline CBLAS_DIAG toCblas(cublasDiagType_t diag) {
     return diag == CUBLAS_DIAG_UNIT ? CblasUnit : CblasNonUnit;
 }
 
@@ -111,16 +99,6 @@ inline size_t span(int n, int inc) {
 }
 inline size_t at(int i, int n, int inc) {
     return inc >= 0 ? size_t(i) * inc : size_t(n - 1 - i) * size_t(-inc);
-}
-template <typename T>
-std::vector<T> gather(const std::vector<T>& v, int n, int inc) {
-    std::vector<T> out(n);
-    for (int i = 0; i < n; ++i) out[i] = v[at(i, n, inc)];
-    return out;
-}
-template <typename T>
-void scatter(const std::vector<T>& packed, std::vector<T>& v, int n, int inc) {
-    for (int i = 0; i < n; ++i) v[at(i, n, inc)] = packed[i];
 }
 
 template <typename T>
@@ -133,7 +111,7 @@ std::vector<T> randomVector(size_t n, unsigned seed) {
 }
 
 // A column-major n x n matrix of random entries with a dominant diagonal (well conditioned as a
-// triangular or symmetric matrix), leading dimension ld.
+// triangular matrix), leading dimension ld.
 template <typename T>
 std::vector<T> dominantMatrix(int n, int ld, unsigned seed) {
     std::vector<T> a = randomVector<T>(size_t(ld) * n, seed);
@@ -147,16 +125,19 @@ double tolerance(double size) {
     return 64.0 * size * std::numeric_limits<Real<T>>::epsilon();
 }
 
-// Element-wise comparison relative to the largest magnitude of the expected values.
+// Element-wise comparison relative to the largest magnitude of the expected values; a NaN in the
+// result matches only a NaN expected there.
 template <typename T>
 ::testing::AssertionResult near(const std::vector<T>& expected, const std::vector<T>& actual,
                                 double tol) {
     if (expected.size() != actual.size()) return ::testing::AssertionFailure() << "size differs";
     double scale = 1.0;
-    for (const T& x : expected) scale = std::max(scale, double(std::abs(x)));
+    for (const T& x : expected) {
+        if (!std::isnan(std::abs(x))) scale = std::max(scale, double(std::abs(x)));
+    }
     for (size_t i = 0; i < expected.size(); ++i) {
-        const double diff = std::abs(expected[i] - actual[i]);
-        if (!(diff <= tol * scale)) {
+        if (std::isnan(std::abs(expected[i])) && std::isnan(std::abs(actual[i]))) continue;
+        if (!(std::abs(expected[i] - actual[i]) <= tol * scale)) {
             return ::testing::AssertionFailure()
                    << "element " << i << ": expected " << expected[i] << ", got " << actual[i];
         }
@@ -169,7 +150,7 @@ template <typename T>
 class DeviceArray {
   public:
     explicit DeviceArray(const std::vector<T>& host) : size_(host.size()) {
-        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&ptr_), bytes()), cudaSuccess);
+        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&ptr_), size_ * sizeof(T)), cudaSuccess);
         write(host);
     }
     explicit DeviceArray(size_t n) : DeviceArray(std::vector<T>(n)) {}
@@ -182,18 +163,19 @@ class DeviceArray {
     }
 
     T* get() const { return ptr_; }
-    size_t bytes() const { return size_ * sizeof(T); }
 
     // Synchronous copy back (ordered after the legacy default stream's work).
     std::vector<T> read() const {
         std::vector<T> host(size_);
-        EXPECT_EQ(cudaMemcpy(host.data(), ptr_, bytes(), cudaMemcpyDeviceToHost), cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(host.data(), ptr_, size_ * sizeof(T), cudaMemcpyDeviceToHost),
+                  cudaSuccess);
         return host;
     }
     // Uploads through the legacy default stream and waits for it: the data is in place on
     // return, work pending on other streams is left alone.
     void write(const std::vector<T>& host) {
-        EXPECT_EQ(cudaMemcpy(ptr_, host.data(), bytes(), cudaMemcpyHostToDevice), cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(ptr_, host.data(), size_ * sizeof(T), cudaMemcpyHostToDevice),
+                  cudaSuccess);
         EXPECT_EQ(cudaStreamSynchronize(cudaStreamLegacy), cudaSuccess);
     }
 
