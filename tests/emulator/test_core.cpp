@@ -308,16 +308,11 @@ TEST_F(CoreTest, CountersTrackCopiesSyncsAllocationsAndBlas) {
 
     zuliEmuCounters c;
     zuliEmuGetCounters(&c);
-    EXPECT_EQ(c.h2dCopies, 1u);
-    EXPECT_EQ(c.h2dBytes, 1000u);
-    EXPECT_EQ(c.d2hCopies, 1u);
-    EXPECT_EQ(c.d2hBytes, 600u);
-    EXPECT_EQ(c.d2dCopies, 1u);
-    EXPECT_EQ(c.d2dBytes, 200u);
-    EXPECT_EQ(c.h2hCopies, 1u);
-    EXPECT_EQ(c.h2hBytes, 10u);
-    EXPECT_EQ(c.memsets, 1u);
-    EXPECT_EQ(c.memsetBytes, 256u);
+    using Counts = std::vector<unsigned long long>;
+    EXPECT_EQ((Counts{c.h2dCopies, c.d2hCopies, c.d2dCopies, c.h2hCopies, c.memsets}),
+              (Counts{1, 1, 1, 1, 1}));
+    EXPECT_EQ((Counts{c.h2dBytes, c.d2hBytes, c.d2dBytes, c.h2hBytes, c.memsetBytes}),
+              (Counts{1000, 600, 200, 10, 256}));
     EXPECT_GE(c.syncs, 3u);  // the synchronous D2H and H2H copies and the device synchronisation
     EXPECT_EQ(c.launches, 1u);
     EXPECT_EQ(c.blasCalls, 3u);
@@ -325,10 +320,8 @@ TEST_F(CoreTest, CountersTrackCopiesSyncsAllocationsAndBlas) {
     EXPECT_EQ(zuliEmuBlasOpCalls("gemm"), 2u);
     EXPECT_DOUBLE_EQ(zuliEmuBlasOpFlops("gemm"), 300.0);
     EXPECT_EQ(zuliEmuBlasOpCalls("syrk"), 0u);
-    EXPECT_EQ(c.deviceAllocs, 2u);
-    EXPECT_EQ(c.deviceFrees, 1u);
-    EXPECT_EQ(c.liveDeviceBytes, 1000u);
-    EXPECT_EQ(c.peakDeviceBytes, 4000u);
+    EXPECT_EQ((Counts{c.deviceAllocs, c.deviceFrees, c.liveDeviceBytes, c.peakDeviceBytes}),
+              (Counts{2, 1, 1000, 4000}));
 
     unsigned long long sizes[4] = {};
     EXPECT_EQ(zuliEmuDeviceAllocationLog(nullptr, 0), 2u);
