@@ -255,9 +255,9 @@ zuli::CallResult initializeBody() {
 extern "C" {
 
 ZULI_API zuliStatus zuliInitialize(void) {
-    zuli::FrameSpec spec = zuli::FrameSpec::uninitialized();
-    spec.hooks = false;
-    return zuli::runFrame(spec, [](const zuli::CallContext&) { return zuli::initializeBody(); })
+    zuli::FrameSpec frameKind = zuli::FrameSpec::uninitialized();
+    frameKind.hooks = false;
+    return zuli::runFrame(frameKind, [](const zuli::CallContext&) { return zuli::initializeBody(); })
         .status;
 }
 

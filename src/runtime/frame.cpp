@@ -3,9 +3,9 @@
 
 namespace zuli::detail {
 
-bool capabilityAllows(const FrameSpec& spec) {
+bool capabilityAllows(const FrameSpec& frameKind) {
     Capability cap = deviceCapability(currentDevice());
-    return !spec.needsDouble || cap.doublePrecision;
+    return !frameKind.needsDouble || cap.doublePrecision;
 }
 
 void postCallCheck() {
@@ -21,18 +21,18 @@ void postCallCheck() {
 
 void clearPendingRuntimeError() noexcept { cudaGetLastError(); }
 
-std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& spec) {
-    if (!spec.hooks) return nullptr;
+std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& frameKind) {
+    if (!frameKind.hooks) return nullptr;
     std::shared_ptr<const CallHooks> hooks = currentCallHooks();
     if (!hooks) return nullptr;
-    zuliCallHook entry = spec.interface == Interface::Host ? hooks->hostEntry : hooks->deviceEntry;
+    zuliCallHook entry = frameKind.interface == Interface::Host ? hooks->hostEntry : hooks->deviceEntry;
     if (entry) entry(hooks->userData);
     return hooks;
 }
 
-void callExitHook(const FrameSpec& spec, const std::shared_ptr<const CallHooks>& hooks) noexcept {
+void callExitHook(const FrameSpec& frameKind, const std::shared_ptr<const CallHooks>& hooks) noexcept {
     if (!hooks) return;
-    zuliCallHook exit = spec.interface == Interface::Host ? hooks->hostExit : hooks->deviceExit;
+    zuliCallHook exit = frameKind.interface == Interface::Host ? hooks->hostExit : hooks->deviceExit;
     try {
         if (exit) exit(hooks->userData);
     } catch (...) {

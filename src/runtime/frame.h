@@ -105,15 +105,15 @@ namespace detail {
 
 // Steps 2 and 6 and the hook calls, out of line so that the template stays small.
 // The capability test of step 2: false when the routine must be refused with status 4.
-bool capabilityAllows(const FrameSpec& spec);
+bool capabilityAllows(const FrameSpec& frameKind);
 // Waits for the device and turns a pending runtime error into an exception. On a machine without
 // driver or device there is nothing to wait for: that answer is cleared, not reported.
 void postCallCheck();
 // Reads (and so clears) the runtime's last error of the calling thread.
 void clearPendingRuntimeError() noexcept;
-// Calls the entry hook of spec's interface; returns the hook snapshot to use at exit.
-std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& spec);
-void callExitHook(const FrameSpec& spec, const std::shared_ptr<const CallHooks>& hooks) noexcept;
+// Calls the entry hook of frameKind's interface; returns the hook snapshot to use at exit.
+std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& frameKind);
+void callExitHook(const FrameSpec& frameKind, const std::shared_ptr<const CallHooks>& hooks) noexcept;
 
 // Runs body(ctx) and normalises its result to a CallResult.
 template <typename Body>
@@ -134,8 +134,8 @@ CallResult invokeBody(Body& body, const CallContext& ctx) {
 // frame described at the top of this file. Records the outcome in the last-status and last-info
 // cells and returns it. Never throws.
 template <typename Body>
-CallResult runFrame(const FrameSpec& spec, Body&& body) noexcept {
-    if (spec.requiresInit && !isInitialized()) {
+CallResult runFrame(const FrameSpec& frameKind, Body&& body) noexcept {
+    if (frameKind.requiresInit && !isInitialized()) {
         setLastStatus(zuliNotInitialized);
         return {zuliNotInitialized, lastInfo()};
     }
@@ -152,7 +152,7 @@ CallResult runFrame(const FrameSpec& spec, Body&& body) noexcept {
         // post-call check of the thread's next call (sticky errors stay sticky regardless).
         if (status != zuliNoError) detail::clearPendingRuntimeError();
         if (info) setLastInfo(*info);
-        if (hooksEntered) detail::callExitHook(spec, hooks);
+        if (hooksEntered) detail::callExitHook(frameKind, hooks);
         if (inScope) leaveScope();
         setLastStatus(status);
         // The info this call stands for, without re-reading the shared cell where possible.
@@ -161,7 +161,7 @@ CallResult runFrame(const FrameSpec& spec, Body&& body) noexcept {
     };
 
     try {
-        if (spec.requiresInit && !detail::capabilityAllows(spec)) {
+        if (frameKind.requiresInit && !detail::capabilityAllows(frameKind)) {
             setLastStatus(zuliInsufficientComputeCapability);
             return {zuliInsufficientComputeCapability, lastInfo()};
         }
@@ -169,9 +169,9 @@ CallResult runFrame(const FrameSpec& spec, Body&& body) noexcept {
         infoCleared = true;
         enterScope();
         inScope = true;
-        hooks = detail::callEntryHook(spec);
+        hooks = detail::callEntryHook(frameKind);
         hooksEntered = true;
-        CallContext ctx = spec.requiresInit ? CallContext::build() : CallContext::empty();
+        CallContext ctx = frameKind.requiresInit ? CallContext::build() : CallContext::empty();
         result = detail::invokeBody(body, ctx);
         detail::postCallCheck();
     } catch (const cudalib::CudaMemoryException&) {
