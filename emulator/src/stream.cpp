@@ -446,34 +446,34 @@ cudaError_t cudaStreamQuery(cudaStream_t stream) {
     return emu::setErrorOn(st->device, emu::deviceStickyError(st->device));
 }
 
-cudaError_t cudaStreamGetFlags(cudaStream_t hStream, unsigned int* flags) {
-    EMU_DEVICE_ENTRY("cudaStreamGetFlags");
-    if (!flags) return setError(cudaErrorInvalidValue);
+extern "C++" {
+namespace {
+// Reads one attribute of a live stream into *out (the three stream getters differ only in which).
+template <typename T, typename Field>
+cudaError_t readStreamAttribute(cudaStream_t hStream, T* out, Field field) {
+    if (!out) return setError(cudaErrorInvalidValue);
     Guard g(lock());
     emu::Stream* st = emu::resolve(hStream);
     if (!st) return setError(cudaErrorInvalidResourceHandle);
-    *flags = st->flags;
+    *out = field(*st);
     return cudaSuccess;
+}
+}  // namespace
+}  // extern "C++"
+
+cudaError_t cudaStreamGetFlags(cudaStream_t hStream, unsigned int* flags) {
+    EMU_DEVICE_ENTRY("cudaStreamGetFlags");
+    return readStreamAttribute(hStream, flags, [](const emu::Stream& st) { return st.flags; });
 }
 
 cudaError_t cudaStreamGetPriority(cudaStream_t hStream, int* priority) {
     EMU_DEVICE_ENTRY("cudaStreamGetPriority");
-    if (!priority) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    emu::Stream* st = emu::resolve(hStream);
-    if (!st) return setError(cudaErrorInvalidResourceHandle);
-    *priority = st->priority;
-    return cudaSuccess;
+    return readStreamAttribute(hStream, priority, [](const emu::Stream& st) { return st.priority; });
 }
 
 cudaError_t cudaStreamGetDevice(cudaStream_t hStream, int* device) {
     EMU_DEVICE_ENTRY("cudaStreamGetDevice");
-    if (!device) return setError(cudaErrorInvalidValue);
-    Guard g(lock());
-    emu::Stream* st = emu::resolve(hStream);
-    if (!st) return setError(cudaErrorInvalidResourceHandle);
-    *device = st->device;
-    return cudaSuccess;
+    return readStreamAttribute(hStream, device, [](const emu::Stream& st) { return st.device; });
 }
 
 cudaError_t cudaDeviceGetStreamPriorityRange(int* leastPriority, int* greatestPriority) {
