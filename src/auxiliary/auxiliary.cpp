@@ -8,6 +8,7 @@
 #include "auxiliary/auxiliary.h"
 
 #include "kernels/auxiliary_kernels.h"
+#include "runtime/arguments.h"
 #include "runtime/frame.h"
 #include "runtime/memory.h"
 #include "runtime/status.h"
@@ -23,18 +24,6 @@
 namespace zuli {
 
 namespace {
-
-char upper(char c) {
-    return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c;
-}
-
-bool oneOf(char c, const char* letters) {
-    return c != '\0' && std::strchr(letters, c) != nullptr;
-}
-
-void check(bool bad, int position) {
-    if (bad) raiseArgumentError(-position);
-}
 
 // The device flag: one int of device memory, cleared before the kernel and read after it.
 // Released when the object goes, on every path.
@@ -74,26 +63,26 @@ T hostConjugate(const T& x) {
 // ---- argument checks -----------------------------------------------------------------------
 
 bool lacpyArguments(char& uplo, int m, int n, const void* a, int lda, const void* b, int ldb) {
-    uplo = upper(uplo);
-    check(!oneOf(uplo, "ULAF"), 1);
-    check(m < 0, 2);
-    check(n < 0, 3);
+    uplo = upperOption(uplo);
+    failIf(!isOneOf(uplo, "ULAF"), 1);
+    failIf(m < 0, 2);
+    failIf(n < 0, 3);
     if (m == 0 || n == 0) return false;
-    check(a == nullptr, 4);
-    check(lda < std::max(1, m), 5);
-    check(b == nullptr, 6);
-    check(ldb < std::max(1, m), 7);
+    failIf(a == nullptr, 4);
+    failIf(lda < std::max(1, m), 5);
+    failIf(b == nullptr, 6);
+    failIf(ldb < std::max(1, m), 7);
     return true;
 }
 
 bool lasetArguments(char& uplo, int m, int n, const void* a, int lda) {
-    uplo = upper(uplo);
-    check(!oneOf(uplo, "ULAF"), 1);
-    check(m < 0, 2);
-    check(n < 0, 3);
+    uplo = upperOption(uplo);
+    failIf(!isOneOf(uplo, "ULAF"), 1);
+    failIf(m < 0, 2);
+    failIf(n < 0, 3);
     if (m == 0 || n == 0) return false;
-    check(a == nullptr, 6);
-    check(lda < std::max(1, m), 7);
+    failIf(a == nullptr, 6);
+    failIf(lda < std::max(1, m), 7);
     return true;
 }
 
@@ -112,94 +101,94 @@ int lasclStorageRows(char type, int kl, int ku, int m) {
 
 bool lasclArguments(char& type, int kl, int ku, double cfrom, double cto, int m, int n,
                     const void* a, int lda) {
-    type = upper(type);
-    check(!oneOf(type, "GLUHBQZ"), 1);
+    type = upperOption(type);
+    failIf(!isOneOf(type, "GLUHBQZ"), 1);
     const bool band = type == 'B' || type == 'Q' || type == 'Z';
     const bool symmetricBand = type == 'B' || type == 'Q';
     if (band) {
-        check(kl < 0 || kl > std::max(m - 1, 0), 2);
-        check(ku < 0 || ku > std::max(n - 1, 0) || (symmetricBand && kl != ku), 3);
+        failIf(kl < 0 || kl > std::max(m - 1, 0), 2);
+        failIf(ku < 0 || ku > std::max(n - 1, 0) || (symmetricBand && kl != ku), 3);
     }
-    check(cfrom == 0.0, 4);  // a NaN cfrom passes (and yields NaNs), as documented
-    check(std::isnan(cto), 5);
-    check(m < 0, 6);
-    check(n < 0 || (symmetricBand && n != m), 7);
+    failIf(cfrom == 0.0, 4);  // a NaN cfrom passes (and yields NaNs), as documented
+    failIf(std::isnan(cto), 5);
+    failIf(m < 0, 6);
+    failIf(n < 0 || (symmetricBand && n != m), 7);
     if (m == 0 || n == 0) return false;
-    check(a == nullptr, 8);
+    failIf(a == nullptr, 8);
     const int64_t rows = band ? int64_t(lasclStorageRows(type, kl, ku, m)) : std::max(1, m);
-    check(lda < rows, 9);
+    failIf(lda < rows, 9);
     return true;
 }
 
 bool nancheckArguments(int m, int n, const void* a, int lda) {
-    check(m < 0, 1);
-    check(n < 0, 2);
-    check(lda < m, 4);  // m itself, not max(1, m)
-    check(a == nullptr && m != 0 && n != 0, 3);
+    failIf(m < 0, 1);
+    failIf(n < 0, 2);
+    failIf(lda < m, 4);  // m itself, not max(1, m)
+    failIf(a == nullptr && m != 0 && n != 0, 3);
     return m != 0 && n != 0;
 }
 
 bool conjugateArguments(int m, int n, const void* a, int lda) {
-    check(m < 0, 1);
-    check(n < 0, 2);
-    check(lda < m, 4);
-    check(a == nullptr && m != 0 && n != 0, 3);
+    failIf(m < 0, 1);
+    failIf(n < 0, 2);
+    failIf(lda < m, 4);
+    failIf(a == nullptr && m != 0 && n != 0, 3);
     return m >= 1 && n >= 1 && lda >= 1;
 }
 
 bool transposeArguments(int m, int n, const void* a, int lda, const void* b, int ldb) {
-    check(m < 0, 1);
-    check(n < 0, 2);
-    check(lda < m, 4);
-    check(ldb < n, 6);
+    failIf(m < 0, 1);
+    failIf(n < 0, 2);
+    failIf(lda < m, 4);
+    failIf(ldb < n, 6);
     if (m == 0 && n == 0) return false;
     // m = 0 with n > 0 (or the reverse) still demands both pointers.
-    check(a == nullptr, 3);
-    check(b == nullptr, 5);
+    failIf(a == nullptr, 3);
+    failIf(b == nullptr, 5);
     return m != 0 && n != 0;
 }
 
 bool transposeInplaceArguments(int n, const void* a, int lda) {
-    check(n < 0, 1);
-    check(lda < n, 3);
-    check(n != 0 && a == nullptr, 2);
+    failIf(n < 0, 1);
+    failIf(lda < n, 3);
+    failIf(n != 0 && a == nullptr, 2);
     return n != 0;
 }
 
 bool trConjugateArguments(char& uplo, char& diag, int m, int n, const void* a, int lda) {
-    uplo = upper(uplo);
-    diag = upper(diag);
-    check(!oneOf(uplo, "UL"), 1);
-    check(!oneOf(diag, "ND"), 2);
-    check(m < 0, 3);
-    check(n < 0, 4);
-    check(lda < m, 6);
-    check(a == nullptr && m != 0 && n != 0, 5);
+    uplo = upperOption(uplo);
+    diag = upperOption(diag);
+    failIf(!isOneOf(uplo, "UL"), 1);
+    failIf(!isOneOf(diag, "ND"), 2);
+    failIf(m < 0, 3);
+    failIf(n < 0, 4);
+    failIf(lda < m, 6);
+    failIf(a == nullptr && m != 0 && n != 0, 5);
     return m != 0 && n != 0;
 }
 
 bool lag2Arguments(int m, int n, const void* source, int ldSource, const void* destination,
                    int ldDestination) {
     if (m == 0 || n == 0) return false;  // before anything else: m = -1, n = 0 succeeds
-    check(m < 0, 1);
-    check(n < 0, 2);
-    check(destination == nullptr, 3);
-    check(ldDestination < std::max(1, m), 4);
-    check(source == nullptr, 5);
-    check(ldSource < std::max(1, m), 6);
+    failIf(m < 0, 1);
+    failIf(n < 0, 2);
+    failIf(destination == nullptr, 3);
+    failIf(ldDestination < std::max(1, m), 4);
+    failIf(source == nullptr, 5);
+    failIf(ldSource < std::max(1, m), 6);
     return true;
 }
 
 bool lat2Arguments(char& uplo, int n, const void* source, int ldSource, const void* destination,
                    int ldDestination) {
     if (n == 0) return false;  // before uplo is looked at
-    uplo = upper(uplo);
-    check(!oneOf(uplo, "UL"), 1);
-    check(n < 0, 2);
-    check(destination == nullptr, 3);
-    check(ldDestination < std::max(1, n), 4);
-    check(source == nullptr, 5);
-    check(ldSource < std::max(1, n), 6);
+    uplo = upperOption(uplo);
+    failIf(!isOneOf(uplo, "UL"), 1);
+    failIf(n < 0, 2);
+    failIf(destination == nullptr, 3);
+    failIf(ldDestination < std::max(1, n), 4);
+    failIf(source == nullptr, 5);
+    failIf(ldSource < std::max(1, n), 6);
     return true;
 }
 

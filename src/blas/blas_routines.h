@@ -46,6 +46,7 @@
 
 #include "blas/cublas.h"
 #include "blas/host_vector.h"
+#include "runtime/arguments.h"
 #include "runtime/frame.h"
 #include "solvers/host_adapter.h"
 
@@ -68,17 +69,6 @@ inline Complex<float> scalarOf(zuliComplexFloat v) {
 }
 inline Complex<double> scalarOf(zuliComplexDouble v) {
     return {v.re, v.im};
-}
-
-inline char upperOption(char c) {
-    return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c;
-}
-inline bool isOneOf(char c, const char* letters) {
-    return c != '\0' && std::strchr(letters, c) != nullptr;
-}
-// Raises the argument error of `position` when `bad`.
-inline void failIf(bool bad, int position) {
-    if (bad) raiseArgumentError(-position);
 }
 
 // Transfer mode of an array written with a beta factor: not read when beta is exactly 0.
