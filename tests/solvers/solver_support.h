@@ -1,0 +1,197 @@
+// solver_support.h - what the solver tests share: device copies of host arrays, the host LAPACK
+// as reference, error measures, and the failure sweep that injects every kind of fault at every
+// point a routine reaches.
+#pragma once
+
+#include "blas/blas_test_support.h"
+#include "runtime/host_lapack.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace solver_test {
+
+using blas_test::AllPrecisions;
+using blas_test::Api;
+using blas_test::kApis;
+using blas_test::makeScalar;
+using blas_test::magnitude;
+using blas_test::Real;
+using zuli::Complex;
+using zuli::blas::detail::pick;
+
+template <typename T>
+constexpr double epsilon() {
+    return std::numeric_limits<Real<T>>::epsilon();
+}
+
+// A column-major m x n host matrix with leading dimension ld, random entries in [-1, 1] (both
+// parts for complex).
+template <typename T>
+struct Matrix {
+    int m = 0, n = 0, ld = 1;
+    std::vector<T> data;
+
+    Matrix(int rows, int cols, int leading, std::mt19937& rng) : Matrix(rows, cols, leading) {
+        std::uniform_real_distribution<double> u(-1.0, 1.0);
+        for (T& v : data) v = makeScalar<T>(u(rng), u(rng));
+    }
+    Matrix(int rows, int cols, int leading)
+        : m(rows), n(cols), ld(leading), data(size_t(std::max(1, leading)) * std::max(1, cols)) {}
+    Matrix(int rows, int cols, std::mt19937& rng) : Matrix(rows, cols, std::max(1, rows), rng) {}
+
+    T& operator()(int i, int j) { return data[size_t(i) + size_t(j) * ld]; }
+    const T& operator()(int i, int j) const { return data[size_t(i) + size_t(j) * ld]; }
+    T* ptr() { return data.data(); }
+    // Adds `shift` to the diagonal: diagonally dominant, well conditioned.
+    Matrix& shiftDiagonal(double shift) {
+        for (int i = 0; i < std::min(m, n); ++i) (*this)(i, i) = (*this)(i, i) + T(Real<T>(shift));
+        return *this;
+    }
+};
+
+// The largest |a(i, j)| of the m x n block.
+template <typename T>
+double maxAbs(const Matrix<T>& a) {
+    double r = 0;
+    for (int j = 0; j < a.n; ++j)
+        for (int i = 0; i < a.m; ++i) r = std::max(r, magnitude(a(i, j)));
+    return r;
+}
+
+// max |got - want| / (max |want| * max(m, n) * eps): how many rounding units per order the two
+// m x n blocks differ by. Below 10 or so for results of the same algorithm family.
+template <typename T>
+double relativeError(const Matrix<T>& got, const Matrix<T>& want) {
+    double diff = 0;
+    for (int j = 0; j < want.n; ++j)
+        for (int i = 0; i < want.m; ++i) diff = std::max(diff, magnitude(got(i, j) - want(i, j)));
+    const double scale = std::max(maxAbs(want), 1e-300) * std::max({want.m, want.n, 1}) * epsilon<T>();
+    return diff / scale;
+}
+
+// Device copies of host arrays for the device interface, downloaded again and freed when the
+// call is done. For Api::Host the pointers are the host arrays themselves.
+class DeviceArrays {
+public:
+    explicit DeviceArrays(Api api) : api_(api) {}
+    ~DeviceArrays() {
+        for (auto& e : entries_) cudaFree(e.device);
+    }
+    DeviceArrays(const DeviceArrays&) = delete;
+    DeviceArrays& operator=(const DeviceArrays&) = delete;
+
+    // The pointer to pass for `host` (bytes long; null stays null).
+    template <typename E>
+    E* operator()(E* host, size_t count) {
+        if (api_ == Api::Host || host == nullptr) return host;
+        void* d = nullptr;
+        EXPECT_EQ(cudaMalloc(&d, count * sizeof(E)), cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(d, host, count * sizeof(E), cudaMemcpyHostToDevice), cudaSuccess);
+        entries_.push_back({host, d, count * sizeof(E)});
+        return static_cast<E*>(d);
+    }
+    template <typename T>
+    T* operator()(Matrix<T>& a) {
+        return (*this)(a.ptr(), a.data.size());
+    }
+    template <typename E>
+    E* operator()(std::vector<E>& v) {
+        return (*this)(v.data(), v.size());
+    }
+    // Copies every device array back to its host array.
+    void download() {
+        for (auto& e : entries_)
+            EXPECT_EQ(cudaMemcpy(e.host, e.device, e.bytes, cudaMemcpyDeviceToHost), cudaSuccess);
+    }
+
+private:
+    struct Entry {
+        void* host;
+        void* device;
+        size_t bytes;
+    };
+    Api api_;
+    std::vector<Entry> entries_;
+};
+
+// The fixture: an initialised library on the emulator's default device (capability 9.0), the
+// adversarial schedule, counters cleared.
+class SolverTest : public blas_test::BlasTest {
+protected:
+    // Re-initialises on a device of the given capability (codes 13 and 90 give different block
+    // sizes).
+    void useCapability(int major, int minor) {
+        zuliShutdown();
+        zuli::clearDeviceCaches();
+        zuliEmuSetComputeCapability(0, major, minor);
+        ASSERT_EQ(zuliInitialize(), zuliNoError);
+    }
+};
+
+template <typename T>
+class SolverTyped : public SolverTest {};
+
+// ---- failure sweeps ---------------------------------------------------------------------------
+
+// One kind of injected fault and the status the routine must then return.
+struct Fault {
+    const char* name;
+    zuliStatus status;
+    void (*arm)(int k);  // the k-th occurrence fails
+};
+inline const std::vector<Fault>& allFaults() {
+    static const std::vector<Fault> faults = {
+        {"device allocation", zuliInsufficientMemory, [](int k) { zuliEmuFailDeviceAlloc(k); }},
+        {"page-locked allocation", zuliInsufficientMemory,
+         [](int k) { zuliEmuFailPinnedAlloc(k); }},
+        {"cuBLAS call", zuliBlasError,
+         [](int k) { zuliEmuFailBlasCall(nullptr, k, CUBLAS_STATUS_EXECUTION_FAILED); }},
+        {"CUDA call", zuliRuntimeError,
+         [](int k) { zuliEmuFailCudaCall(nullptr, k, cudaErrorLaunchOutOfResources); }},
+    };
+    return faults;
+}
+
+// For every kind of fault and k = 1, 2, ...: prepares fresh inputs (`prepare`), arms the k-th
+// occurrence, runs `call` and, while the call fails, checks its status, that no device memory is
+// left behind (after zuliFreeBuffers) and `afterFailure` (for instance: the host arrays are
+// unchanged). Stops at the first k whose call succeeds (the fault no longer fires inside the
+// routine); returns the number of failing runs seen, so that a test can insist the sweep
+// reached the routine at all.
+inline int sweepFailures(const std::function<void()>& prepare, const std::function<zuliStatus()>& call,
+                         const std::function<void(const Fault&)>& afterFailure, int limit = 400) {
+    int failures = 0;
+    for (const Fault& fault : allFaults()) {
+        for (int k = 1; k <= limit; ++k) {
+            prepare();
+            zuliFreeBuffers();
+            zuliEmuCounters before{};
+            zuliEmuGetCounters(&before);
+            fault.arm(k);
+            const zuliStatus s = call();
+            // Disarm whatever did not fire; keep the device configuration and schedule.
+            zuliEmuFailDeviceAlloc(0);
+            zuliEmuFailPinnedAlloc(0);
+            zuliEmuFailBlasCall(nullptr, 0, 0);
+            zuliEmuFailCudaCall(nullptr, 0, 0);
+            if (s == zuliNoError) break;
+            ++failures;
+            SCOPED_TRACE(std::string(fault.name) + " #" + std::to_string(k));
+            EXPECT_EQ(s, fault.status);
+            cudaDeviceSynchronize();
+            cudaGetLastError();
+            zuliFreeBuffers();
+            zuliEmuCounters after{};
+            zuliEmuGetCounters(&after);
+            EXPECT_EQ(after.liveDeviceBytes, before.liveDeviceBytes) << "device memory leaked";
+            afterFailure(fault);
+            if (::testing::Test::HasFailure()) return failures;
+        }
+    }
+    return failures;
+}
+
+}  // namespace solver_test
