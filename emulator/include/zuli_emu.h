@@ -116,6 +116,13 @@ void zuliEmuFailBlasCall(const char* name, int k, int status);
  * runtime call other than error queries) does nothing and returns `error`, which also becomes
  * the runtime's last error (sticky if that error is sticky on a GPU). */
 void zuliEmuFailCudaCall(const char* name, int k, int error);
+/* The number of armed faults that have not fired yet (0 once every fault armed has fired or been
+ * disarmed): tells a test whether the operation it ran reached the point it aimed at. */
+int zuliEmuArmedFaults(void);
+/* The function the most recent fault fired in ("cudaFree", "cublasDgemm_v2", "device allocation",
+ * "page-locked allocation"; "" if none since the last reset). Valid until the next call on the
+ * same thread. */
+const char* zuliEmuLastFiredFault(void);
 
 /* ---------------------------------------------------------------------------------------------
  * Counters (since the last zuliEmuResetCounters or zuliEmuReset)

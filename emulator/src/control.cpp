@@ -143,6 +143,16 @@ void zuliEmuFailCudaCall(const char* name, int k, int error) {
     emu::armCudaFault(name, k, static_cast<cudaError_t>(error));
 }
 
+int zuliEmuArmedFaults(void) {
+    return emu::armedFaults();
+}
+
+const char* zuliEmuLastFiredFault(void) {
+    thread_local std::string text;
+    text = emu::lastFiredFault();
+    return text.c_str();
+}
+
 void zuliEmuGetCounters(zuliEmuCounters* out) {
     if (out) emu::readCounters(out);
 }

@@ -97,6 +97,7 @@ std::vector<CudaFaultRule> g_cudaFaults;
 std::vector<BlasFaultRule> g_blasFaults;
 int g_deviceAllocFault = 0;  // countdown, 0: disarmed
 int g_pinnedAllocFault = 0;
+std::string g_lastFiredFault;  // the call the most recent fault fired in
 
 zuliEmuCounters g_counters = {};
 struct OpCount {
@@ -227,6 +228,7 @@ bool cudaFault(const char* name, cudaError_t* err) {
     Guard g(lock());
     CudaFaultRule rule;
     if (!fire(g_cudaFaults, name, &rule)) return false;
+    g_lastFiredFault = name ? name : "";
     *err = rule.error;
     return true;
 }
@@ -235,6 +237,7 @@ bool blasFault(const char* name, cublasStatus_t* st) {
     Guard g(lock());
     BlasFaultRule rule;
     if (!fire(g_blasFaults, name, &rule)) return false;
+    g_lastFiredFault = name ? name : "";
     *st = rule.status;
     return true;
 }
@@ -328,12 +331,16 @@ void countPinnedFree(size_t bytes) {
 
 bool deviceAllocFault() {
     Guard g(lock());
-    return g_deviceAllocFault > 0 && --g_deviceAllocFault == 0;
+    if (!(g_deviceAllocFault > 0 && --g_deviceAllocFault == 0)) return false;
+    g_lastFiredFault = "device allocation";
+    return true;
 }
 
 bool pinnedAllocFault() {
     Guard g(lock());
-    return g_pinnedAllocFault > 0 && --g_pinnedAllocFault == 0;
+    if (!(g_pinnedAllocFault > 0 && --g_pinnedAllocFault == 0)) return false;
+    g_lastFiredFault = "page-locked allocation";
+    return true;
 }
 
 // ---- hooks for the control API (control.cpp)
@@ -357,6 +364,17 @@ void armAllocFaults(int device, int pinned) {
     Guard g(lock());
     if (device >= 0) g_deviceAllocFault = device;
     if (pinned >= 0) g_pinnedAllocFault = pinned;
+}
+
+std::string lastFiredFault() {
+    Guard g(lock());
+    return g_lastFiredFault;
+}
+
+int armedFaults() {
+    Guard g(lock());
+    return int(g_cudaFaults.size() + g_blasFaults.size()) + (g_deviceAllocFault > 0) +
+           (g_pinnedAllocFault > 0);
 }
 
 void readCounters(zuliEmuCounters* out) {
@@ -411,6 +429,7 @@ void resetErrorsAndFaults() {
     g_cudaFaults.clear();
     g_blasFaults.clear();
     g_deviceAllocFault = g_pinnedAllocFault = 0;
+    g_lastFiredFault.clear();
     g_violations = 0;
     g_lastViolation.clear();
     std::fill(std::begin(g_sticky), std::end(g_sticky), cudaSuccess);

@@ -97,6 +97,8 @@ cudaError_t lastError(bool clear);
 void armCudaFault(const char* name, int k, cudaError_t error);
 void armBlasFault(const char* name, int k, cublasStatus_t status);
 void armAllocFaults(int device, int pinned);  // a negative value leaves that fault alone
+int armedFaults();  // armed faults that have not fired
+std::string lastFiredFault();
 void readCounters(zuliEmuCounters* out);
 void resetCounters();
 unsigned long long opCalls(const char* op);

@@ -26,7 +26,7 @@ ZULI_MAP_DEVICE void swapElements(T* a, uint64_t p, uint64_t q) {
 // One thread per column batchOffset + k (k < N): rows offset + i and pivots[i] of that column
 // are swapped, i in increasing (Reverse false) or decreasing order.
 template <typename Map, typename T, bool Reverse>
-__global__ void laswpRows(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
+ZULI_MAP_DEVICE void laswpRows(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
                           swstruct s) {
     const uint64_t k = Map::index();
     if (k >= uint64_t(N)) return;
@@ -41,7 +41,7 @@ __global__ void laswpRows(int N, int offset, T* A, int lda, int NSwaps, int batc
 // One thread per row batchOffset + k (k < N): columns offset + i and pivots[i] of that row are
 // swapped. Consecutive threads touch consecutive elements of a column.
 template <typename Map, typename T, bool Reverse>
-__global__ void laswpColumns(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
+ZULI_MAP_DEVICE void laswpColumns(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
                              swstruct s) {
     const uint64_t k = Map::index();
     if (k >= uint64_t(N)) return;

@@ -78,7 +78,14 @@ const char* statusName(int32_t status) {
 
 void raiseArgumentError(int32_t info) { throw InfoException(info, zuliArgumentError); }
 
-void raiseDataError(int32_t info) { throw InfoException(info, zuliDataError); }
+// A data error is only as good as the device work that led to it: when a launch or other
+// asynchronous work of the call has failed (a runtime error is pending), that failure is raised
+// instead, so that a zero pivot found in data that never arrived is not reported as a property of
+// the caller's matrix (and its results are not copied back).
+void raiseDataError(int32_t info) {
+    cudalib::checkCuda(cudaGetLastError());
+    throw InfoException(info, zuliDataError);
+}
 
 void raiseFromLapackInfo(int32_t info) {
     throw InfoException(info, info < 1 ? zuliArgumentError : zuliDataError);
