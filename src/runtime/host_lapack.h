@@ -42,6 +42,12 @@ namespace zuli::host {
         LAPACK_##p##getrs(&trans, &n, &nrhs, a, &lda, ipiv, b, &ldb, &info);  \
         return info;                                                          \
     }                                                                         \
+    inline int getri(int n, T* a, int lda, const int* ipiv, T* work,          \
+                     int lwork) {                                             \
+        int info = 0;                                                         \
+        LAPACK_##p##getri(&n, a, &lda, ipiv, work, &lwork, &info);            \
+        return info;                                                          \
+    }                                                                         \
     inline int potrf(char uplo, int n, T* a, int lda) {                       \
         int info = 0;                                                         \
         LAPACK_##p##potrf(&uplo, &n, a, &lda, &info);                         \
