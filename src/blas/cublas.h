@@ -372,4 +372,34 @@ ZULI_CHECKED_BLAS(rot)
 
 #undef ZULI_CHECKED_BLAS
 
+// ---- stream binding ---------------------------------------------------------------------------
+
+// Lends a cuBLAS handle to `stream` for the guard's lifetime: binds it there and gives it back the
+// stream it was bound to before, also when an exception leaves the scope, so that a handle never
+// stays bound to a per-call stream that dies with its call. release() gives it back at once and
+// raises a failure to do so (the destructor then tries once more, silently).
+class StreamBinding {
+public:
+    StreamBinding(cublasHandle_t handle, cudaStream_t stream) : handle_(handle) {
+        cudalib::checkCublas(cublasGetStream_v2(handle, &previous_));
+        cudalib::checkCublas(cublasSetStream_v2(handle, stream));
+        bound_ = true;
+    }
+    ~StreamBinding() {
+        if (bound_) cublasSetStream_v2(handle_, previous_);
+    }
+    StreamBinding(const StreamBinding&) = delete;
+    StreamBinding& operator=(const StreamBinding&) = delete;
+
+    void release() {
+        cudalib::checkCublas(cublasSetStream_v2(handle_, previous_));
+        bound_ = false;
+    }
+
+private:
+    cublasHandle_t handle_;
+    cudaStream_t previous_ = nullptr;
+    bool bound_ = false;
+};
+
 }  // namespace zuli::blas

@@ -72,6 +72,24 @@ double relativeError(const Matrix<T>& got, const Matrix<T>& want) {
     return diff / scale;
 }
 
+// ||A X - B|| / (||A|| ||X|| n eps), column by column, the largest.
+template <typename T>
+double solveResidual(const Matrix<T>& a, const Matrix<T>& x, const Matrix<T>& b) {
+    double worst = 0;
+    const double anorm = maxAbs(a) * a.n;
+    for (int j = 0; j < x.n; ++j) {
+        double r = 0, xn = 0;
+        for (int i = 0; i < a.m; ++i) {
+            T s = b(i, j);
+            for (int k = 0; k < a.n; ++k) s = s - a(i, k) * x(k, j);
+            r = std::max(r, magnitude(s));
+            xn = std::max(xn, magnitude(x(i, j)));
+        }
+        worst = std::max(worst, r / (anorm * xn * a.n * epsilon<T>()));
+    }
+    return worst;
+}
+
 // Device copies of host arrays for the device interface, downloaded again and freed when the
 // call is done. For Api::Host the pointers are the host arrays themselves.
 class DeviceArrays {

@@ -1,0 +1,215 @@
+// cholesky.cpp - Cholesky factorization of a symmetric / Hermitian positive definite matrix
+// (potrf), the solve with its factor (potrs), the driver that does both (posv) and the inverse
+// from the factor (potri).
+//
+// potrf is hybrid. With nb = 2 x the precision's base block size, a matrix of order nb or less
+// is factored on the host as a whole. A larger one is factored a block column at a time on its
+// lower triangle:
+//
+//     diagonal block  A11 -= A10 A10^H        herk on the compute stream (the handle's stream)
+//     download A11 to page-locked staging     copy stream
+//     panel           A21 -= A20 A10^H        gemm on the panel stream, overlapping ...
+//     A11 = L11 L11^H                         ... the host potrf of the block
+//     upload L11                              copy stream
+//     panel           A21 = A21 L11^-H        trsm on the compute stream
+//
+// so only the diagonal blocks cross the bus (about n x nb elements each way), and the host
+// factors block j while the GPU updates the panel below it. uplo 'U' is served by the same code
+// on the conjugate transpose: the matrix is conjugate-transposed in place before and after.
+//
+// A block that is not positive definite stops the factorization at once: the block as the host
+// left it is copied back and zuliDataError reports the global order of the failing minor. The
+// matrix is then left as it stands, so for 'U' it stays in conjugate-transposed (lower) storage.
+//
+// Three streams meet here. Per-call Streams are blocking streams, so the legacy default stream
+// (the compute stream) orders against them both ways: work issued to the copy or panel stream
+// starts after the compute work issued before it, and compute work waits for both. The host
+// waits explicitly where it reads the staging buffer or hands the block to the trsm.
+#include "solvers/solvers.h"
+
+#include "blas/cublas.h"
+#include "kernels/auxiliary_kernels.h"
+#include "runtime/arguments.h"
+#include "runtime/device.h"
+#include "runtime/host_lapack.h"
+#include "runtime/memory.h"
+#include "runtime/stream.h"
+#include "solvers/host_adapter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace zuli {
+
+namespace {
+
+// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
+template <typename T>
+T* at(T* a, int lda, int i, int j) {
+    return a + i + int64_t(j) * lda;
+}
+
+// The block size of the Cholesky routines on the call's device.
+template <typename T>
+int choleskyBlock(const CallContext& ctx) {
+    return 2 * baseBlockSize<T>(deviceCapability(ctx.device).code);
+}
+
+// A = A^H in place; for real types the plain transpose.
+template <typename T>
+void conjugateTransposeInPlace(int n, T* a, int lda) {
+    launchTransposeInplace<T, IsComplexV<T>>(n, a, lda);
+}
+
+// The whole matrix factored on the host. A minor that is not positive definite still returns
+// the host's partial factor, as LAPACK leaves it.
+template <typename T>
+void potrfOnHost(char uplo, int n, T* a, int lda) {
+    constexpr size_t sz = sizeof(T);
+    std::vector<T> host(size_t(n) * n);
+    cudalib::checkCuda(
+        cudaMemcpy2D(host.data(), n * sz, a, lda * sz, n * sz, n, cudaMemcpyDeviceToHost));
+    const int info = host::potrf(uplo, n, host.data(), n);
+    if (info < 0) checkHostLapackInfo(info);
+    cudalib::checkCuda(
+        cudaMemcpy2D(a, lda * sz, host.data(), n * sz, n * sz, n, cudaMemcpyHostToDevice));
+    if (info > 0) raiseDataError(info);
+}
+
+// The blocked factorization A = L L^H of the lower triangle (n > nb).
+template <typename T>
+void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
+    using R = blas::Real<T>;
+    const cudalib::Stream copies(ctx);
+    const cudalib::Stream panels(ctx);
+    const PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(nb) * nb, copies);
+    T* block = staging.get();
+    const T one(1), minusOne(-1);
+    const R realOne(1), realMinusOne(-1);
+    constexpr size_t sz = sizeof(T);
+
+    for (int j = 0; j < n; j += nb) {
+        const int jb = std::min(nb, n - j);
+        const int r = n - j - jb;  // rows below the diagonal block
+        T* diagonal = at(a, lda, j, j);
+        T* panel = at(a, lda, j + jb, j);
+        // Diagonal block: subtract the contributions of the columns left of it, then send it
+        // to the host.
+        if (j > 0)
+            blas::herk(ctx, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, jb, j, &realMinusOne,
+                       at(a, lda, j, 0), lda, &realOne, diagonal, lda);
+        copies.copy2D(block, nb * sz, diagonal, lda * sz, jb * sz, jb, cudaMemcpyDeviceToHost);
+        // Panel update on its own stream, while the host factors the block.
+        if (r > 0 && j > 0) {
+            blas::StreamBinding onPanels(ctx.handle, panels.get());
+            blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_C, r, jb, j, &minusOne, at(a, lda, j + jb, 0),
+                       lda, at(a, lda, j, 0), lda, &one, panel, lda);
+            onPanels.release();
+        }
+        copies.synchronize();
+        const int info = host::potrf('L', jb, block, nb);
+        if (info < 0) checkHostLapackInfo(info);
+        if (info > 0) {
+            cudalib::checkCuda(cudaMemcpy2D(diagonal, lda * sz, block, nb * sz, jb * sz, jb,
+                                            cudaMemcpyHostToDevice));
+            raiseDataError(j + info);
+        }
+        copies.copy2D(diagonal, lda * sz, block, nb * sz, jb * sz, jb, cudaMemcpyHostToDevice);
+        panels.synchronize();
+        copies.synchronize();
+        // Panel solve with the factored block: L21 = A21 L11^-H.
+        if (r > 0)
+            blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_C,
+                       CUBLAS_DIAG_NON_UNIT, r, jb, &one, diagonal, lda, panel, lda);
+    }
+}
+
+// The checks potrs and posv share, up to the leading dimension of b.
+void choleskySolveArguments(char& uplo, int n, int nrhs, int lda, int ldb) {
+    uplo = upperOption(uplo);
+    failIf(!isOneOf(uplo, "UL"), 1);
+    failIf(n < 0, 2);
+    failIf(nrhs < 0, 3);
+    failIf(lda < std::max(1, n), 5);
+    failIf(ldb < std::max(1, n), 7);
+}
+
+}  // namespace
+
+// ---- argument checks ----------------------------------------------------------------------------
+
+bool potrfArguments(char& uplo, int n, const void* a, int lda) {
+    uplo = upperOption(uplo);
+    failIf(!isOneOf(uplo, "UL"), 1);
+    failIf(n < 0, 2);
+    failIf(lda < std::max(1, n), 4);
+    if (n == 0) return false;
+    failIf(a == nullptr, 3);
+    return true;
+}
+
+bool potrsArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+    choleskySolveArguments(uplo, n, nrhs, lda, ldb);
+    if (n == 0 || nrhs == 0) return false;
+    failIf(a == nullptr, 4);
+    failIf(b == nullptr, 6);
+    return true;
+}
+
+// Unlike potrs, posv returns early for n = 0 only: a non-empty matrix is factored (and so must
+// be given) even without right-hand sides, and b is needed only when there are some.
+bool posvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+    choleskySolveArguments(uplo, n, nrhs, lda, ldb);
+    if (n < 1) return false;
+    failIf(a == nullptr, 4);
+    failIf(nrhs >= 1 && b == nullptr, 6);
+    return true;
+}
+
+// ---- the routines -------------------------------------------------------------------------------
+
+template <typename T>
+void potrf(const CallContext& ctx, char uplo, int n, T* a, int lda) {
+    if (!potrfArguments(uplo, n, a, lda)) return;
+    const int nb = choleskyBlock<T>(ctx);
+    if (n <= nb) return potrfOnHost(uplo, n, a, lda);
+    const bool upper = uplo == 'U';
+    if (upper) conjugateTransposeInPlace(n, a, lda);  // U^H U of A is L L^H of A^H
+    potrfBlocked(ctx, n, nb, a, lda);
+    if (upper) conjugateTransposeInPlace(n, a, lda);
+}
+
+// Both triangular solves on the GPU: L L^H X = B or U^H U X = B.
+template <typename T>
+void potrs(const CallContext& ctx, char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb) {
+    if (!potrsArguments(uplo, n, nrhs, a, lda, b, ldb)) return;
+    const T one(1);
+    const cublasFillMode_t fill = blas::toFillMode(uplo);
+    const bool upper = uplo == 'U';
+    blas::trsm(ctx, CUBLAS_SIDE_LEFT, fill, upper ? CUBLAS_OP_C : CUBLAS_OP_N, CUBLAS_DIAG_NON_UNIT,
+               n, nrhs, &one, a, lda, b, ldb);
+    blas::trsm(ctx, CUBLAS_SIDE_LEFT, fill, upper ? CUBLAS_OP_N : CUBLAS_OP_C, CUBLAS_DIAG_NON_UNIT,
+               n, nrhs, &one, a, lda, b, ldb);
+}
+
+// A matrix that is not positive definite ends the call with potrf's data error before b is
+// touched.
+template <typename T>
+void posv(const CallContext& ctx, char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb) {
+    if (!posvArguments(uplo, n, nrhs, a, lda, b, ldb)) return;
+    potrf(ctx, uplo, n, a, lda);
+    potrs(ctx, uplo, n, nrhs, a, lda, b, ldb);
+}
+
+#define ZULI_CHOLESKY_INSTANCES(T)                                                      \
+    template void potrf<T>(const CallContext&, char, int, T*, int);                     \
+    template void potrs<T>(const CallContext&, char, int, int, const T*, int, T*, int); \
+    template void posv<T>(const CallContext&, char, int, int, T*, int, T*, int);
+ZULI_CHOLESKY_INSTANCES(float)
+ZULI_CHOLESKY_INSTANCES(double)
+ZULI_CHOLESKY_INSTANCES(Complex<float>)
+ZULI_CHOLESKY_INSTANCES(Complex<double>)
+#undef ZULI_CHOLESKY_INSTANCES
+
+}  // namespace zuli
