@@ -6,24 +6,7 @@
 // device body nested and returns its status and info. A data error (a minor that is not positive
 // definite) still copies the matrix back as the device routine left it; any other failure leaves
 // the caller's arrays untouched.
-#include "solvers/host_adapter.h"
-#include "solvers/solvers.h"
-
-#include "zuli_lapack.h"
-
-namespace {
-
-using zuli::CallContext;
-using zuli::CallResult;
-using zuli::fromPublic;
-using zuli::HostArrayMirror;
-using zuli::MirrorIn;
-using zuli::MirrorOut;
-
-}  // namespace
-
-#define ZULI_P(T) zuli::PublicType<T>
-#define ZULI_IN(T, p) fromPublic<T>(p)
+#include "solvers/solver_exports.h"
 
 // potrf and potri: (uplo, n, a, lda), the matrix updated in place.
 #define ZULI_UPLO_MATRIX_ENTRIES(L, T, name)                                                     \
