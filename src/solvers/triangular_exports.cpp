@@ -10,19 +10,11 @@
 
 #include "zuli_lapack.h"
 
-namespace {
-
 using zuli::CallContext;
 using zuli::CallResult;
-using zuli::fromPublic;
-using zuli::HostArrayMirror;
-using zuli::MirrorIn;
-using zuli::MirrorOut;
-
-}  // namespace
 
 #define ZULI_P(T) zuli::PublicType<T>
-#define ZULI_IN(T, p) fromPublic<T>(p)
+#define ZULI_IN(T, p) zuli::fromPublic<T>(p)
 
 #define ZULI_TRTRS_ENTRIES(L, T)                                                                 \
     extern "C" ZULI_API zuliStatus zuli##L##trtrs(char uplo, char trans, char diag, int n,       \
@@ -30,8 +22,9 @@ using zuli::MirrorOut;
                                                   ZULI_P(T) * b, int ldb) {                      \
         return zuli::hostRoutine<T>([&](const CallContext& ctx) -> CallResult {                  \
             if (!zuli::trtrsArguments(uplo, trans, diag, n, nrhs, a, lda, b, ldb)) return {};    \
-            HostArrayMirror<T> A(ctx, n, n, ZULI_IN(T, a), lda, MirrorIn);                       \
-            HostArrayMirror<T> B(ctx, n, nrhs, ZULI_IN(T, b), ldb, MirrorIn | MirrorOut);        \
+            zuli::HostArrayMirror<T> A(ctx, n, n, ZULI_IN(T, a), lda, zuli::MirrorIn);           \
+            zuli::HostArrayMirror<T> B(ctx, n, nrhs, ZULI_IN(T, b), ldb,                         \
+                                       zuli::MirrorIn | zuli::MirrorOut);                        \
             /* Without right-hand sides B has no device copy: only the diagonal is tested. */    \
             const CallResult r = zuli::runDeviceRoutine<T>([&](const CallContext& c) {           \
                 if (nrhs > 0)                                                                    \
@@ -57,7 +50,8 @@ ZULI_FOR_EACH_PRECISION(ZULI_TRTRS_ENTRIES)
                                                   int lda) {                                  \
         return zuli::hostRoutine<T>([&](const CallContext& ctx) -> CallResult {               \
             if (!zuli::trtriArguments(uplo, diag, n, a, lda)) return {};                      \
-            HostArrayMirror<T> A(ctx, n, n, ZULI_IN(T, a), lda, MirrorIn | MirrorOut);        \
+            zuli::HostArrayMirror<T> A(ctx, n, n, ZULI_IN(T, a), lda,                         \
+                                       zuli::MirrorIn | zuli::MirrorOut);                     \
             const CallResult r = zuli::runDeviceRoutine<T>([&](const CallContext& c) {        \
                 zuli::trtri<T>(c, uplo, diag, n, A.device(), A.ld());                         \
             });                                                                               \
