@@ -48,7 +48,7 @@ T* at(T* a, int lda, int i, int j) {
 template <typename T>
 void invertTriangle(const CallContext& ctx, char uplo, char diag, int n, T* a, int lda) {
     const bool upper = uplo == 'U';
-    const int nb = std::max(1, trtriBlockSize<T>(deviceCapability(ctx.device).code));
+    const int nb = trtriBlockSize<T>(deviceCapability(ctx.device).code);
     const int blocks = (n + nb - 1) / nb;
     const int64_t slot = int64_t(std::min(n, nb)) * std::min(n, nb);
     const cudalib::Stream compute;  // the handle's stream: the legacy default stream
