@@ -44,18 +44,6 @@ namespace zuli {
 
 namespace {
 
-// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
-
-// The block size of the Cholesky routines on the call's device.
-template <typename T>
-int choleskyBlock(const CallContext& ctx) {
-    return 2 * baseBlockSize<T>(deviceCapability(ctx.device).code);
-}
-
 // A = A^H in place; for real types the plain transpose.
 template <typename T>
 void conjugateTransposeInPlace(int n, T* a, int lda) {
@@ -234,7 +222,7 @@ bool posvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const vo
 template <typename T>
 void potrf(const CallContext& ctx, char uplo, int n, T* a, int lda) {
     if (!potrfArguments(uplo, n, a, lda)) return;
-    const int nb = choleskyBlock<T>(ctx);
+    const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     if (n <= nb) return potrfOnHost(uplo, n, a, lda);
     const bool upper = uplo == 'U';
     if (upper) conjugateTransposeInPlace(n, a, lda);  // U^H U of A is L L^H of A^H
@@ -270,7 +258,7 @@ template <typename T>
 void potri(const CallContext& ctx, char uplo, int n, T* a, int lda) {
     if (!potriArguments(uplo, n, a, lda)) return;
     trtri(ctx, uplo, 'N', n, a, lda);
-    lauumBlocked(ctx, uplo, n, choleskyBlock<T>(ctx), a, lda);
+    lauumBlocked(ctx, uplo, n, factorBlockSize<T>(deviceCapability(ctx.device).code), a, lda);
 }
 
 #define ZULI_CHOLESKY_INSTANCES(T)                                                      \

@@ -48,12 +48,6 @@ namespace zuli {
 
 namespace {
 
-// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
-
 // Square matrices of this order and above take the transposed path.
 constexpr int kTransposedPathOrder = 513;
 // Block size of the LU inverse, the same for every precision and device.
@@ -288,7 +282,7 @@ bool getriArguments(int n, const void* a, int lda, const void* ipiv) {
 template <typename T>
 void getrf(const CallContext& ctx, int m, int n, T* a, int lda, int* ipiv) {
     if (!getrfArguments(m, n, a, lda, ipiv)) return;
-    const int nb = 2 * baseBlockSize<T>(deviceCapability(ctx.device).code);
+    const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     const bool square = m == n && m >= kTransposedPathOrder;
     if (nb < 2 || nb >= std::min(m, n))
         getrfUnblocked(m, n, a, lda, ipiv);

@@ -37,18 +37,12 @@ namespace zuli {
 
 namespace {
 
-// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
-
 // The blocked inverse described at the top; uplo and diag are upper-case, n >= 1, and the
 // diagonal is known to hold no zero when it is not unit.
 template <typename T>
 void invertTriangle(const CallContext& ctx, char uplo, char diag, int n, T* a, int lda) {
     const bool upper = uplo == 'U';
-    const int nb = trtriBlockSize<T>(deviceCapability(ctx.device).code);
+    const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     const int blocks = (n + nb - 1) / nb;
     const int64_t slot = int64_t(std::min(n, nb)) * std::min(n, nb);
     const cudalib::Stream compute;  // the handle's stream: the legacy default stream

@@ -11,11 +11,4 @@ namespace zuli {
 template <typename T>
 void requireNonzeroDiagonal(int n, const T* a, int lda);
 
-// The block size of the blocked triangular inverse on a device: twice the precision's base block
-// size. Orders up to it are inverted on the host in one piece.
-template <typename T>
-constexpr int trtriBlockSize(int capabilityCode) {
-    return 2 * baseBlockSize<T>(capabilityCode);
-}
-
 }  // namespace zuli

@@ -13,11 +13,6 @@ namespace {
 using namespace solver_test;
 using blas_test::pub;
 
-template <typename T>
-int choleskyBlock(int capabilityCode) {
-    return 2 * zuli::baseBlockSize<T>(capabilityCode);
-}
-
 // A random n x n matrix (leading dimension ld) with a real diagonal of 3 sqrt(n) + 1: either
 // triangle, reflected, is Hermitian positive definite (the off-diagonal part of a random
 // Hermitian matrix has a spectral radius of about 1.6 sqrt(n)) and conditioned well, yet not so
@@ -117,7 +112,7 @@ TYPED_TEST(CholeskyTyped, PotrfAndPotriMatchLapackAroundTheBlockSize) {
     using T = TypeParam;
     for (int code : {13, 90}) {
         this->useCapability(code / 10, code % 10);
-        const int nb = choleskyBlock<T>(code);
+        const int nb = zuli::factorBlockSize<T>(code);
         for (int n : {nb, nb + 1, 2 * nb + nb / 2}) {
             const Matrix<T> a = positiveDefinite<T>(n, n + 2, this->rng);
             for (char uplo : {'L', 'U'}) {
@@ -146,7 +141,7 @@ TYPED_TEST(CholeskyTyped, PotrfAndPotriMatchLapackAroundTheBlockSize) {
 // in conjugate-transposed (lower) storage. A later block reports its global order.
 TYPED_TEST(CholeskyTyped, AMinorThatIsNotPositiveDefiniteStopsTheFactorization) {
     using T = TypeParam;
-    const int nb = choleskyBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     struct Case {
         char uplo;
         int n, info;
@@ -177,7 +172,7 @@ TYPED_TEST(CholeskyTyped, AMinorThatIsNotPositiveDefiniteStopsTheFactorization) 
 // posv solves on the host and the blocked path; potrs with the factor it left gives the same X.
 TYPED_TEST(CholeskyTyped, PosvAndPotrsSolve) {
     using T = TypeParam;
-    const int nb = choleskyBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     for (int n : {7, nb + 1, 2 * nb + 3}) {
         const Matrix<T> b(n, 3, n + 2, this->rng);
         for (char uplo : {'L', 'U'}) {
@@ -276,7 +271,7 @@ TEST_F(SolverTest, CholeskyArgumentTables) {
 // left, the caller's host matrix as it was (or the complete result, when the failure came after
 // the copy-out), and the thread's cuBLAS handle back on the null stream.
 TEST_F(SolverTest, BlockedPotrfFailureSweep) {
-    const int n = 2 * choleskyBlock<double>(90) + 3;
+    const int n = 2 * zuli::factorBlockSize<double>(90) + 3;
     for (char uplo : {'L', 'U'}) {
         for (Api api : kApis) {
             SCOPED_TRACE(::testing::Message() << uplo << " " << blas_test::apiName(api));
@@ -314,7 +309,7 @@ TEST_F(SolverTest, BlockedPotrfFailureSweep) {
 // blocks cross the bus, once each way (n x nb elements in all, within 10 %), and cuBLAS does at
 // least everything but the host's block factorizations.
 TEST_F(SolverTest, DevicePotrfMovesOnlyDiagonalBlocks) {
-    const int n = 2048, nb = choleskyBlock<double>(90);
+    const int n = 2048, nb = zuli::factorBlockSize<double>(90);
     Matrix<double> a = positiveDefinite<double>(n, n, rng);
     DeviceArrays dev(Api::Device);
     double* da = dev(a);

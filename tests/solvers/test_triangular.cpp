@@ -13,11 +13,6 @@ namespace {
 using namespace solver_test;
 using blas_test::pub;
 
-template <typename T>
-int inverseBlock() {
-    return zuli::trtriBlockSize<T>(90);
-}
-
 bool inTriangle(char uplo, int i, int j) {
     return uplo == 'U' ? i <= j : i >= j;
 }
@@ -144,7 +139,7 @@ TYPED_TEST(TriangularTyped, TrtrsSolvesWithResidualAtRoundingLevel) {
 // a unit diagonal) nothing changes.
 TYPED_TEST(TriangularTyped, TrtriMatchesLapackAroundTheBlockSize) {
     using T = TypeParam;
-    const int nb = inverseBlock<T>();
+    const int nb = zuli::factorBlockSize<T>(90);
     for (int n : {nb - 1, nb, nb + 1, 2 * nb + 9})
         for (char uplo : {'U', 'L'})
             for (char diag : {'N', 'U'}) {
@@ -176,7 +171,7 @@ TYPED_TEST(TriangularTyped, TrtriMatchesLapackAroundTheBlockSize) {
 // one strided copy of the diagonal, no cuBLAS call, b or a unchanged. Lower-case letters count.
 TYPED_TEST(TriangularTyped, ZeroOnTheDiagonalIsReportedBeforeAnyWork) {
     using T = TypeParam;
-    const int nb = inverseBlock<T>();
+    const int nb = zuli::factorBlockSize<T>(90);
     struct Case {
         int n, zero;
         T value;
@@ -229,7 +224,7 @@ TYPED_TEST(TriangularTyped, ZeroOnTheDiagonalIsReportedBeforeAnyWork) {
 // one trmm and one trsm per block column.
 TEST_F(SolverTest, DeviceTrtriMovesOnlyDiagonalBlocks) {
     using T = double;
-    const int nb = inverseBlock<T>(), n = 3 * nb + 11;
+    const int nb = zuli::factorBlockSize<T>(90), n = 3 * nb + 11;
     for (char uplo : {'U', 'L'}) {
         Matrix<T> a = triangle<T>(n, n, uplo, 'N', rng);
         DeviceArrays dev(Api::Device);
@@ -252,7 +247,7 @@ TEST_F(SolverTest, DeviceTrtriMovesOnlyDiagonalBlocks) {
 // the host array either as it was or, if the fault came after the copy back, the inverse.
 TEST_F(SolverTest, TrtriFailureSweepOnTheBlockedPath) {
     using T = float;
-    const int n = 2 * inverseBlock<T>() + 9;
+    const int n = 2 * zuli::factorBlockSize<T>(90) + 9;
     for (char uplo : {'U', 'L'})
         for (Api api : kApis) {
             SCOPED_TRACE(::testing::Message() << uplo << " " << blas_test::apiName(api));
