@@ -5,26 +5,9 @@
 // A host routine mirrors only the rows of band storage the routine uses (gbtrf: 2 kl + ku + 1,
 // pbtrf: kd + 1; rows beyond them in a larger ldab are left alone, as LAPACK leaves them), the
 // pivots before the band on the way back. A data error still copies the results back.
-#include "solvers/host_adapter.h"
-#include "solvers/solvers.h"
-
-#include "zuli_lapack.h"
+#include "solvers/solver_exports.h"
 
 #include <algorithm>
-
-namespace {
-
-using zuli::CallContext;
-using zuli::CallResult;
-using zuli::fromPublic;
-using zuli::HostArrayMirror;
-using zuli::MirrorIn;
-using zuli::MirrorOut;
-
-}  // namespace
-
-#define ZULI_P(T) zuli::PublicType<T>
-#define ZULI_IN(T, p) fromPublic<T>(p)
 
 #define ZULI_GBTRF_ENTRIES(L, T)                                                                \
     extern "C" ZULI_API zuliStatus zuli##L##gbtrf(int m, int n, int kl, int ku, ZULI_P(T) * ab, \

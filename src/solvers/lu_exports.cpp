@@ -5,26 +5,9 @@
 // arrays (inputs copied in, outputs copied out, pivots before the matrix), runs the device body
 // nested and returns its status and info. A data error (a zero pivot) still copies the results
 // back, as LAPACK leaves them; any other failure leaves the caller's arrays untouched.
-#include "solvers/host_adapter.h"
-#include "solvers/solvers.h"
-
-#include "zuli_lapack.h"
+#include "solvers/solver_exports.h"
 
 #include <algorithm>
-
-namespace {
-
-using zuli::CallContext;
-using zuli::CallResult;
-using zuli::fromPublic;
-using zuli::HostArrayMirror;
-using zuli::MirrorIn;
-using zuli::MirrorOut;
-
-}  // namespace
-
-#define ZULI_P(T) zuli::PublicType<T>
-#define ZULI_IN(T, p) fromPublic<T>(p)
 
 #define ZULI_GETRF_ENTRIES(L, T)                                                                 \
     extern "C" ZULI_API zuliStatus zuli##L##getrf(int m, int n, ZULI_P(T) * a, int lda,          \
