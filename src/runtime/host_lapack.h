@@ -115,6 +115,33 @@ namespace zuli::host {
 ZULI_HOST_ALL(ZULI_DEF)
 #undef ZULI_DEF
 
+// ---- band factorizations and the unblocked steps of their blocked forms ---------------------
+
+#define ZULI_DEF(p, T)                                                        \
+    inline int gbtrf(int m, int n, int kl, int ku, T* ab, int ldab,           \
+                     int* ipiv) {                                             \
+        int info = 0;                                                         \
+        LAPACK_##p##gbtrf(&m, &n, &kl, &ku, ab, &ldab, ipiv, &info);          \
+        return info;                                                          \
+    }                                                                         \
+    inline int pbtrf(char uplo, int n, int kd, T* ab, int ldab) {             \
+        int info = 0;                                                         \
+        LAPACK_##p##pbtrf(&uplo, &n, &kd, ab, &ldab, &info);                  \
+        return info;                                                          \
+    }                                                                         \
+    inline int getf2(int m, int n, T* a, int lda, int* ipiv) {                \
+        int info = 0;                                                         \
+        LAPACK_##p##getf2(&m, &n, a, &lda, ipiv, &info);                      \
+        return info;                                                          \
+    }                                                                         \
+    inline int potf2(char uplo, int n, T* a, int lda) {                       \
+        int info = 0;                                                         \
+        LAPACK_##p##potf2(&uplo, &n, a, &lda, &info);                         \
+        return info;                                                          \
+    }
+ZULI_HOST_ALL(ZULI_DEF)
+#undef ZULI_DEF
+
 // Machine parameters ('E' eps, 'S' safe minimum, 'O' overflow, ...) of the real type.
 inline float lamch(char cmach, float) { return LAPACK_slamch(&cmach); }
 inline double lamch(char cmach, double) { return LAPACK_dlamch(&cmach); }
