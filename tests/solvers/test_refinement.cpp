@@ -5,8 +5,6 @@
 
 #include "solvers/host_adapter.h"
 
-#include <numeric>
-
 namespace {
 
 using namespace solver_test;
@@ -82,7 +80,7 @@ class RefinementTyped : public SolverTest {
     using T = typename R::T;
 
     // A well-conditioned matrix of order n with lda = n + 2: for LU a diagonally dominant one with
-    // its rows shuffled (so that pivoting matters), for Cholesky a Hermitian one with a shifted
+    // its rows reversed (so that pivoting matters), for Cholesky a Hermitian one with a shifted
     // diagonal whose unused triangle holds `poison`.
     Matrix<T> wellConditioned(int n, char uplo, double poison = 1e39) {
         Matrix<T> a(n, n, n + 2, rng);
@@ -96,13 +94,8 @@ class RefinementTyped : public SolverTest {
                 }
             }
         } else {
-            std::vector<int> order(static_cast<size_t>(n));
-            std::iota(order.begin(), order.end(), 0);
-            std::shuffle(order.begin(), order.end(), rng);
-            Matrix<T> shuffled = a;
             for (int j = 0; j < n; ++j)
-                for (int i = 0; i < n; ++i) shuffled(i, j) = a(order[size_t(i)], j);
-            a = shuffled;
+                for (int i = 0; i < n / 2; ++i) std::swap(a(i, j), a(n - 1 - i, j));
         }
         return a;
     }
@@ -124,35 +117,19 @@ class RefinementTyped : public SolverTest {
         std::fill(s.x0.data.begin(), s.x0.data.end(), T(-5));
         return s;
     }
-    // A general matrix of order n with the given singular values, lda = n: H1 diag(sigma) H2 with
-    // H1, H2 products of three Householder reflections I - 2 v v^H / (v^H v) of random vectors.
+    // X diag(sigma) Y for random X and Y with shifted diagonals (well conditioned): a general
+    // matrix whose condition is about max(sigma) / min(sigma), lda = n.
     Matrix<T> withSpectrum(const std::vector<double>& sigma) {
         const int n = int(sigma.size());
-        Matrix<T> a(n, n, n);
-        for (int i = 0; i < n; ++i) a(i, i) = T(sigma[size_t(i)]);
-        const Matrix<T> v(n, 6, rng);
-        for (int k = 0; k < 3; ++k) {
-            reflect(a, &v(0, k), false);
-            reflect(a, &v(0, k + 3), true);
-        }
-        return a;
-    }
-    // m = H m (left) or m = m H (right) with H = I - 2 v v^H / (v^H v).
-    static void reflect(Matrix<T>& m, const T* v, bool left) {
-        double vv = 0;
-        for (int i = 0; i < m.n; ++i) vv += zuli::norm(v[i]);
-        const T scale = T(2.0 / vv);
-        for (int k = 0; k < m.n; ++k) {
-            T s(0);
-            for (int i = 0; i < m.n; ++i) s += left ? zuli::conj(v[i]) * m(i, k) : m(k, i) * v[i];
-            s *= scale;
-            for (int i = 0; i < m.n; ++i) {
-                if (left)
-                    m(i, k) -= v[i] * s;
-                else
-                    m(k, i) -= s * zuli::conj(v[i]);
+        Matrix<T> a(n, n, n), x(n, n, rng), y(n, n, rng);
+        x.shiftDiagonal(n / 2.0);
+        y.shiftDiagonal(n / 2.0);
+        for (int j = 0; j < n; ++j)
+            for (int i = 0; i < n; ++i) {
+                a(i, j) = T(0);
+                for (int k = 0; k < n; ++k) a(i, j) += x(i, k) * T(sigma[size_t(k)]) * y(k, j);
             }
-        }
+        return a;
     }
     // The single-precision block size of the factorization on the default device.
     static int singleBlock() { return 2 * zuli::baseBlockSize<Single<T>>(90); }
@@ -194,58 +171,37 @@ TYPED_TEST(RefinementTyped, WellConditionedSystemsConvergeAndLeaveAUnchanged) {
     }
 }
 
-// A value beyond single precision in B or in (the stored triangle of) A: nothing is solved and
-// nothing but *iter is written.
-TYPED_TEST(RefinementTyped, ValuesBeyondSinglePrecisionEndTheCallWithIterMinus2) {
+// Failures before any refinement: a value beyond single precision in B or in (the stored
+// triangle of) A (iter -2, info 1), and a single-precision factor that is singular (LU, a zero
+// column: info 5) or not positive definite (Cholesky, a negative third diagonal element: info 3)
+// (iter -3). Nothing is solved; only the pivots of the failed factorization are written.
+TYPED_TEST(RefinementTyped, FailuresBeforeRefinementEndTheCall) {
     using T = typename TypeParam::T;
-    const char uplo = 'L';
-    struct Case {
-        const char* what;
-        bool inB;
-        int i, j;
-    } cases[] = {{"b", true, 3, 1}, {"a", false, 5, 2}};
-    for (const Case& c : cases) {
-        System<T> s = this->system(this->wellConditioned(12, uplo, 0.5), 2);
-        (c.inB ? s.b(c.i, c.j) : s.a(c.i, c.j)) = T(-1e39);
-        for (Api api : kApis) {
-            SCOPED_TRACE(::testing::Message() << c.what << " " << blas_test::apiName(api));
-            const Outcome<T> o = solve<TypeParam>(api, uplo, s.a, s.b, s.x0);
-            EXPECT_EQ(o.status, zuliDataError);
-            EXPECT_EQ(o.info, 1);
-            EXPECT_EQ(o.iter, -2);
-            EXPECT_EQ(o.a.data, s.a.data);
-            EXPECT_EQ(o.x.data, s.x0.data);
-            EXPECT_EQ(o.piv, std::vector<int>(12, -7));
-        }
-    }
-}
-
-// A zero column (LU: the single-precision U is singular at 5) or a negative third diagonal
-// element (Cholesky: the third leading minor is not positive definite).
-TYPED_TEST(RefinementTyped, ASingularSinglePrecisionFactorEndsTheCallWithIterMinus3) {
-    using T = typename TypeParam::T;
-    for (char uplo : {'L', 'U'}) {
-        System<T> s = this->system(this->wellConditioned(12, uplo, 0.5), 2);
-        int info = 3;
-        if constexpr (TypeParam::cholesky) {
-            s.a(2, 2) = T(-1);
-        } else {
-            for (int i = 0; i < 12; ++i) s.a(i, 4) = T(0);
-            info = 5;
-        }
-        for (Api api : kApis) {
-            SCOPED_TRACE(blas_test::apiName(api));
-            const Outcome<T> o = solve<TypeParam>(api, uplo, s.a, s.b, s.x0);
-            EXPECT_EQ(o.status, zuliDataError);
-            EXPECT_EQ(o.info, info);
-            EXPECT_EQ(o.iter, -3);
-            EXPECT_EQ(o.a.data, s.a.data);
-            EXPECT_EQ(o.x.data, s.x0.data);
-            if (!TypeParam::cholesky) {
-                EXPECT_EQ(o.piv, singlePivots(s.a));
+    constexpr bool cholesky = TypeParam::cholesky;
+    enum Kind { HugeB, HugeA, Singular };
+    for (Kind kind : {HugeB, HugeA, Singular}) {
+        for (char uplo : {'L', 'U'}) {
+            System<T> s = this->system(this->wellConditioned(12, uplo, 0.5), 2);
+            if (kind == HugeB) s.b(3, 1) = T(-1e39);
+            if (kind == HugeA) (uplo == 'U' ? s.a(2, 5) : s.a(5, 2)) = T(1e39);
+            if (kind == Singular && cholesky) s.a(2, 2) = T(-1);
+            if (kind == Singular && !cholesky)
+                for (int i = 0; i < 12; ++i) s.a(i, 4) = T(0);
+            const bool overflow = kind != Singular;
+            for (Api api : kApis) {
+                SCOPED_TRACE(::testing::Message()
+                             << kind << " " << uplo << " " << blas_test::apiName(api));
+                const Outcome<T> o = solve<TypeParam>(api, uplo, s.a, s.b, s.x0);
+                EXPECT_EQ(o.status, zuliDataError);
+                EXPECT_EQ(o.info, overflow ? 1 : cholesky ? 3 : 5);
+                EXPECT_EQ(o.iter, overflow ? -2 : -3);
+                EXPECT_EQ(o.a.data, s.a.data);
+                EXPECT_EQ(o.x.data, s.x0.data);
+                EXPECT_EQ(o.piv,
+                          overflow || cholesky ? std::vector<int>(12, -7) : singlePivots(s.a));
             }
+            if (!cholesky) break;
         }
-        if (!TypeParam::cholesky) break;
     }
 }
 
@@ -259,7 +215,7 @@ TYPED_TEST(RefinementTyped, SystemsSinglePrecisionCannotRefineFallBackToDoublePr
     for (int kind = 0; kind < (TypeParam::cholesky ? 1 : 2); ++kind) {
         for (char uplo : {'L', 'U'}) {
             std::vector<double> sigma(size_t(n), 1.0);
-            for (int i = 1; i < n; i += 3) sigma[size_t(i)] = 1e-9;
+            for (int i = 1; i < n; i += 6) sigma[size_t(i)] = 1e-9;
             System<T> s = this->system(
                 kind == 0 ? this->wellConditioned(n, uplo, 7) : this->withSpectrum(sigma), 2);
             if (kind == 0)
