@@ -59,6 +59,11 @@ namespace zuli::host {
         LAPACK_##p##potrs(&uplo, &n, &nrhs, a, &lda, b, &ldb, &info);         \
         return info;                                                          \
     }                                                                         \
+    inline int potri(char uplo, int n, T* a, int lda) {                       \
+        int info = 0;                                                         \
+        LAPACK_##p##potri(&uplo, &n, a, &lda, &info);                         \
+        return info;                                                          \
+    }                                                                         \
     inline int trtri(char uplo, char diag, int n, T* a, int lda) {            \
         int info = 0;                                                         \
         LAPACK_##p##trtri(&uplo, &diag, &n, a, &lda, &info);                  \

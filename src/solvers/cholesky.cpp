@@ -44,18 +44,6 @@ namespace zuli {
 
 namespace {
 
-// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
-
-// The block size of the Cholesky routines on the call's device.
-template <typename T>
-int choleskyBlock(const CallContext& ctx) {
-    return 2 * baseBlockSize<T>(deviceCapability(ctx.device).code);
-}
-
 // A = A^H in place; for real types the plain transpose.
 template <typename T>
 void conjugateTransposeInPlace(int n, T* a, int lda) {
@@ -125,6 +113,63 @@ void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
     }
 }
 
+// The product U U^H (uplo 'U') or L^H L ('L') of a triangular factor, in place, blocked as
+// LAPACK's lauum: per block column, the part beside the diagonal block is multiplied by the block
+// (trmm) while the block goes to the host for its own product, then the rest of the block row
+// or column is added in (gemm, herk). The block must reach the host before trmm reads it and
+// come back only after: both copies run on the copy stream, ordered against the compute stream.
+template <typename T>
+void lauumBlocked(const CallContext& ctx, char uplo, int n, int nb, T* a, int lda) {
+    using R = blas::Real<T>;
+    const cudalib::Stream copies(ctx);
+    const PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(nb) * nb, copies);
+    T* block = staging.get();
+    const T one(1);
+    const R realOne(1);
+    constexpr size_t sz = sizeof(T);
+    const bool upper = uplo == 'U';
+
+    for (int i = 0; i < n; i += nb) {
+        const int ib = std::min(nb, n - i);
+        const int rest = n - i - ib;  // order of the trailing part
+        T* diagonal = at(a, lda, i, i);
+        copies.copy2D(block, nb * sz, diagonal, lda * sz, ib * sz, ib, cudaMemcpyDeviceToHost);
+        if (i > 0) {
+            // The block row (upper) or column (lower) beside the diagonal block, times it.
+            T* beside = upper ? at(a, lda, 0, i) : at(a, lda, i, 0);
+            if (upper)
+                blas::trmm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_C,
+                           CUBLAS_DIAG_NON_UNIT, i, ib, &one, diagonal, lda, beside, lda, beside,
+                           lda);
+            else
+                blas::trmm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_C,
+                           CUBLAS_DIAG_NON_UNIT, ib, i, &one, diagonal, lda, beside, lda, beside,
+                           lda);
+        }
+        copies.synchronize();
+        checkHostLapackInfo(host::lauum(uplo, ib, block, nb));
+        copies.copy2D(diagonal, lda * sz, block, nb * sz, ib * sz, ib, cudaMemcpyHostToDevice);
+        if (rest == 0) continue;
+        // Add the products with the trailing part of the block row (upper) or column (lower).
+        if (upper) {
+            T* right = at(a, lda, i, i + ib);
+            if (i > 0)
+                blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_C, i, ib, rest, &one, at(a, lda, 0, i + ib),
+                           lda, right, lda, &one, at(a, lda, 0, i), lda);
+            blas::herk(ctx, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_N, ib, rest, &realOne, right, lda,
+                       &realOne, diagonal, lda);
+        } else {
+            T* below = at(a, lda, i + ib, i);
+            if (i > 0)
+                blas::gemm(ctx, CUBLAS_OP_C, CUBLAS_OP_N, ib, i, rest, &one, below, lda,
+                           at(a, lda, i + ib, 0), lda, &one, at(a, lda, i, 0), lda);
+            blas::herk(ctx, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_C, ib, rest, &realOne, below, lda,
+                       &realOne, diagonal, lda);
+        }
+    }
+    copies.synchronize();
+}
+
 // The checks potrs and posv share, up to the leading dimension of b.
 void choleskySolveArguments(char& uplo, int n, int nrhs, int lda, int ldb) {
     uplo = upperOption(uplo);
@@ -147,6 +192,11 @@ bool potrfArguments(char& uplo, int n, const void* a, int lda) {
     if (n == 0) return false;
     failIf(a == nullptr, 3);
     return true;
+}
+
+// The same table as potrf's.
+bool potriArguments(char& uplo, int n, const void* a, int lda) {
+    return potrfArguments(uplo, n, a, lda);
 }
 
 bool potrsArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
@@ -172,7 +222,7 @@ bool posvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const vo
 template <typename T>
 void potrf(const CallContext& ctx, char uplo, int n, T* a, int lda) {
     if (!potrfArguments(uplo, n, a, lda)) return;
-    const int nb = choleskyBlock<T>(ctx);
+    const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     if (n <= nb) return potrfOnHost(uplo, n, a, lda);
     const bool upper = uplo == 'U';
     if (upper) conjugateTransposeInPlace(n, a, lda);  // U^H U of A is L L^H of A^H
@@ -202,10 +252,20 @@ void posv(const CallContext& ctx, char uplo, int n, int nrhs, T* a, int lda, T* 
     potrs(ctx, uplo, n, nrhs, a, lda, b, ldb);
 }
 
+// A^-1 = (U^H U)^-1 = U^-1 U^-H (or L^-H L^-1): the factor inverted in place, then multiplied by
+// its conjugate transpose. A zero on the factor's diagonal ends the call with trtri's data error.
+template <typename T>
+void potri(const CallContext& ctx, char uplo, int n, T* a, int lda) {
+    if (!potriArguments(uplo, n, a, lda)) return;
+    trtri(ctx, uplo, 'N', n, a, lda);
+    lauumBlocked(ctx, uplo, n, factorBlockSize<T>(deviceCapability(ctx.device).code), a, lda);
+}
+
 #define ZULI_CHOLESKY_INSTANCES(T)                                                      \
     template void potrf<T>(const CallContext&, char, int, T*, int);                     \
     template void potrs<T>(const CallContext&, char, int, int, const T*, int, T*, int); \
-    template void posv<T>(const CallContext&, char, int, int, T*, int, T*, int);
+    template void posv<T>(const CallContext&, char, int, int, T*, int, T*, int);        \
+    template void potri<T>(const CallContext&, char, int, T*, int);
 ZULI_CHOLESKY_INSTANCES(float)
 ZULI_CHOLESKY_INSTANCES(double)
 ZULI_CHOLESKY_INSTANCES(Complex<float>)

@@ -73,3 +73,6 @@ ZULI_FOR_EACH_PRECISION(ZULI_POTRS_ENTRIES)
         });                                                                                      \
     }
 ZULI_FOR_EACH_PRECISION(ZULI_POSV_ENTRIES)
+
+#define ZULI_POTRI_ENTRIES(L, T) ZULI_UPLO_MATRIX_ENTRIES(L, T, potri)
+ZULI_FOR_EACH_PRECISION(ZULI_POTRI_ENTRIES)

@@ -65,6 +65,13 @@ constexpr int baseBlockSize(int capabilityCode) {
     }
 }
 
+// The block size of the blocked factorizations and inversions (getrf, potrf, potri, trtri):
+// twice the base block size.
+template <typename T>
+constexpr int factorBlockSize(int capabilityCode) {
+    return 2 * baseBlockSize<T>(capabilityCode);
+}
+
 // The leading dimension (in elements) of a device copy of a matrix with `rows` rows: rows rounded
 // up to a multiple of the block size g, one more g when that is a multiple of 192 (capability
 // below 1.4) or 256, so that columns do not all start on the same memory partition.

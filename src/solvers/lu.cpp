@@ -48,12 +48,6 @@ namespace zuli {
 
 namespace {
 
-// The element (i, j) (0-based) of a column-major device matrix, with a 64-bit offset.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
-
 // Square matrices of this order and above take the transposed path.
 constexpr int kTransposedPathOrder = 513;
 // Block size of the LU inverse, the same for every precision and device.
@@ -288,7 +282,7 @@ bool getriArguments(int n, const void* a, int lda, const void* ipiv) {
 template <typename T>
 void getrf(const CallContext& ctx, int m, int n, T* a, int lda, int* ipiv) {
     if (!getrfArguments(m, n, a, lda, ipiv)) return;
-    const int nb = 2 * baseBlockSize<T>(deviceCapability(ctx.device).code);
+    const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     const bool square = m == n && m >= kTransposedPathOrder;
     if (nb < 2 || nb >= std::min(m, n))
         getrfUnblocked(m, n, a, lda, ipiv);
@@ -324,11 +318,45 @@ void gesv(const CallContext& ctx, int n, int nrhs, T* a, int lda, int* ipiv, T* 
     getrs(ctx, 'N', n, nrhs, a, lda, ipiv, b, ldb);
 }
 
+// inv(A) = inv(U) inv(L) P: U is inverted in place, then inv(A) is formed block column by block
+// column from the right by solving X L = inv(U) with L's multipliers moved aside, and the column
+// interchanges of P are undone last.
+template <typename T>
+void getri(const CallContext& ctx, int n, T* a, int lda, const int* ipiv) {
+    if (!getriArguments(n, a, lda, ipiv)) return;
+    trtri(ctx, 'U', 'N', n, a, lda);
+    std::vector<int> pivots(static_cast<size_t>(n));
+    cudalib::checkCuda(
+        cudaMemcpy(pivots.data(), ipiv, size_t(n) * sizeof(int), cudaMemcpyDeviceToHost));
+    DeviceBuffer<T> workBuffer = acquireWorkspace<T>(ctx, int64_t(kGetriBlock) * n);
+    T* work = workBuffer.get();
+    const T one(1), minusOne(-1);
+    for (int j = (n - 1) / kGetriBlock * kGetriBlock; j >= 0; j -= kGetriBlock) {
+        const int jb = std::min(kGetriBlock, n - j);
+        launchGetriSplitLower(n, j, jb, a, lda, work, n);
+        if (j + jb < n)
+            blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, n, jb, n - j - jb, &minusOne,
+                       at(a, lda, 0, j + jb), lda, work + j + jb, n, &one, at(a, lda, 0, j), lda);
+        blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT, n,
+                   jb, &one, work + j, n, at(a, lda, 0, j), lda);
+    }
+    // Column interchanges in reverse order, each swap as three copies through a device column.
+    DeviceBuffer<T> column = acquireWorkspace<T>(ctx, n);
+    for (int j = n - 2; j >= 0; --j) {
+        const int p = pivots[size_t(j)] - 1;
+        if (p == j) continue;
+        blas::copy(ctx, n, at(a, lda, 0, j), 1, column.get(), 1);
+        blas::copy(ctx, n, at(a, lda, 0, p), 1, at(a, lda, 0, j), 1);
+        blas::copy(ctx, n, column.get(), 1, at(a, lda, 0, p), 1);
+    }
+}
+
 #define ZULI_LU_INSTANCES(T)                                                                    \
     template void getrf<T>(const CallContext&, int, int, T*, int, int*);                       \
     template void getrs<T>(const CallContext&, char, int, int, const T*, int, const int*, T*,  \
                            int);                                                               \
-    template void gesv<T>(const CallContext&, int, int, T*, int, int*, T*, int);
+    template void gesv<T>(const CallContext&, int, int, T*, int, int*, T*, int);               \
+    template void getri<T>(const CallContext&, int, T*, int, const int*);
 ZULI_LU_INSTANCES(float)
 ZULI_LU_INSTANCES(double)
 ZULI_LU_INSTANCES(Complex<float>)

@@ -79,3 +79,23 @@ ZULI_FOR_EACH_PRECISION(ZULI_GETRS_ENTRIES)
         });                                                                                      \
     }
 ZULI_FOR_EACH_PRECISION(ZULI_GESV_ENTRIES)
+
+#define ZULI_GETRI_ENTRIES(L, T)                                                                 \
+    extern "C" ZULI_API zuliStatus zuli##L##getri(int n, ZULI_P(T) * a, int lda,                 \
+                                                  const int* ipiv) {                             \
+        return zuli::hostRoutine<T>([&](const CallContext& ctx) -> CallResult {                  \
+            if (!zuli::getriArguments(n, a, lda, ipiv)) return {};                               \
+            HostArrayMirror<T> A(ctx, n, n, ZULI_IN(T, a), lda, MirrorIn | MirrorOut);           \
+            HostArrayMirror<int, T> P(ctx, n, 1, ipiv, n, MirrorIn);                             \
+            const CallResult r = zuli::runDeviceRoutine<T>([&](const CallContext& c) {           \
+                zuli::getri<T>(c, n, A.device(), A.ld(), P.device());                            \
+            });                                                                                  \
+            return zuli::finishHostCall(r, A);                                                   \
+        });                                                                                      \
+    }                                                                                            \
+    extern "C" ZULI_API zuliStatus zuliDevice##L##getri(int n, ZULI_P(T) * a, int lda,           \
+                                                        const int* ipiv) {                       \
+        return zuli::deviceRoutine<T>(                                                           \
+            [&](const CallContext& ctx) { zuli::getri<T>(ctx, n, ZULI_IN(T, a), lda, ipiv); });  \
+    }
+ZULI_FOR_EACH_PRECISION(ZULI_GETRI_ENTRIES)

@@ -16,7 +16,16 @@
 #include "runtime/complex.h"
 #include "runtime/context.h"
 
+#include <cstdint>
+
 namespace zuli {
+
+// The address of element (i, j) (0-based) of a column-major device matrix: the offset is
+// computed in 64 bits, so that matrices of more than 2^31 elements are addressed correctly.
+template <typename T>
+T* at(T* a, int lda, int i, int j) {
+    return a + i + int64_t(j) * lda;
+}
 
 // ---- LU: getrf, getrs, gesv, getri ----------------------------------------------------------
 

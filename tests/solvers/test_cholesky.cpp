@@ -13,19 +13,16 @@ namespace {
 using namespace solver_test;
 using blas_test::pub;
 
-template <typename T>
-int choleskyBlock(int capabilityCode) {
-    return 2 * zuli::baseBlockSize<T>(capabilityCode);
-}
-
-// A random n x n matrix (leading dimension ld) whose real diagonal of 2n outweighs every row of
-// off-diagonal elements: either triangle, reflected, is Hermitian positive definite and well
-// conditioned. The two triangles are unrelated, so that a routine that reads or writes the
-// triangle it was not given shows.
+// A random n x n matrix (leading dimension ld) with a real diagonal of 3 sqrt(n) + 1: either
+// triangle, reflected, is Hermitian positive definite (the off-diagonal part of a random
+// Hermitian matrix has a spectral radius of about 1.6 sqrt(n)) and conditioned well, yet not so
+// dominated by its diagonal that the off-diagonal terms of a factor or inverse vanish in its
+// rounding. The two triangles are unrelated, so that a routine that reads or writes the triangle
+// it was not given shows.
 template <typename T>
 Matrix<T> positiveDefinite(int n, int ld, std::mt19937& rng) {
     Matrix<T> a(n, n, ld, rng);
-    for (int i = 0; i < n; ++i) a(i, i) = T(Real<T>(2 * n));
+    for (int i = 0; i < n; ++i) a(i, i) = T(Real<T>(3 * std::sqrt(double(n)) + 1));
     return a;
 }
 
@@ -110,22 +107,28 @@ class CholeskyTyped : public SolverTyped<T> {};
 TYPED_TEST_SUITE(CholeskyTyped, AllPrecisions);
 
 // n = nb (host path), nb + 1 (a last block of one) and a couple of blocks, both triangles, both
-// device generations and both interfaces.
-TYPED_TEST(CholeskyTyped, PotrfMatchesLapackAroundTheBlockSize) {
+// device generations and both interfaces; potri on LAPACK's factor against LAPACK's potri.
+TYPED_TEST(CholeskyTyped, PotrfAndPotriMatchLapackAroundTheBlockSize) {
     using T = TypeParam;
     for (int code : {13, 90}) {
         this->useCapability(code / 10, code % 10);
-        const int nb = choleskyBlock<T>(code);
-        for (int n : {nb, nb + 1, 2 * nb + 3}) {
+        const int nb = zuli::factorBlockSize<T>(code);
+        for (int n : {nb, nb + 1, 2 * nb + nb / 2}) {
             const Matrix<T> a = positiveDefinite<T>(n, n + 2, this->rng);
             for (char uplo : {'L', 'U'}) {
                 const Outcome<T> want = lapackPotrf(uplo, a);
                 ASSERT_EQ(want.info, 0);
+                const Outcome<T> inverse = lapackOnMatrix(
+                    [](char u, int m, T* p, int ld) { return zuli::host::potri(u, m, p, ld); },
+                    uplo, want.a);
                 for (Api api : kApis) {
                     SCOPED_TRACE(::testing::Message()
                                  << "code " << code << ", n " << n << ", " << letterFor(api, uplo)
                                  << ", " << blas_test::apiName(api));
                     expectSameOutcome(runPotrf(api, letterFor(api, uplo), a), want, 40);
+                    expectSameOutcome(
+                        runOnMatrix(api, ENTRY(api, potri), letterFor(api, uplo), want.a), inverse,
+                        40);
                 }
             }
         }
@@ -138,7 +141,7 @@ TYPED_TEST(CholeskyTyped, PotrfMatchesLapackAroundTheBlockSize) {
 // in conjugate-transposed (lower) storage. A later block reports its global order.
 TYPED_TEST(CholeskyTyped, AMinorThatIsNotPositiveDefiniteStopsTheFactorization) {
     using T = TypeParam;
-    const int nb = choleskyBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     struct Case {
         char uplo;
         int n, info;
@@ -169,7 +172,7 @@ TYPED_TEST(CholeskyTyped, AMinorThatIsNotPositiveDefiniteStopsTheFactorization) 
 // posv solves on the host and the blocked path; potrs with the factor it left gives the same X.
 TYPED_TEST(CholeskyTyped, PosvAndPotrsSolve) {
     using T = TypeParam;
-    const int nb = choleskyBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     for (int n : {7, nb + 1, 2 * nb + 3}) {
         const Matrix<T> b(n, 3, n + 2, this->rng);
         for (char uplo : {'L', 'U'}) {
@@ -209,7 +212,7 @@ std::function<zuliStatus(bool)> withArguments(F host, F device, Args... args) {
 // One row per (routine, arguments): the status and info of both interfaces. Rows that do work
 // run on the host interface only (their arrays are host arrays).
 TEST_F(SolverTest, CholeskyArgumentTables) {
-    double a[4] = {4, 1, 1, 3}, b[2] = {1, 2};
+    double a[4] = {4, 1, 1, 3}, b[2] = {1, 2}, zero[4] = {1, 1, 1, 0};
     struct Row {
         const char* what;
         std::function<zuliStatus(bool device)> call;
@@ -240,6 +243,13 @@ TEST_F(SolverTest, CholeskyArgumentTables) {
         {"posv no rhs, null a", D_CALL(posv, 'L', 2, 0, nullptr, 2, nullptr, 2), zuliArgumentError,
          -4},
         {"posv b", D_CALL(posv, 'U', 2, 1, a, 2, nullptr, 2), zuliArgumentError, -6},
+        {"potri uplo", D_CALL(potri, 'A', 2, a, 2), zuliArgumentError, -1},
+        {"potri n", D_CALL(potri, 'U', -1, nullptr, 0), zuliArgumentError, -2},
+        {"potri lda before a", D_CALL(potri, 'U', 2, nullptr, 1), zuliArgumentError, -4},
+        {"potri empty", D_CALL(potri, 'u', 0, nullptr, 1), zuliNoError, 0},
+        {"potri a", D_CALL(potri, 'L', 2, nullptr, 2), zuliArgumentError, -3},
+        {"potri zero on the factor's diagonal", D_CALL(potri, 'L', 2, zero, 2), zuliDataError, 2,
+         true},
         {"posv no rhs, null b: factors", D_CALL(posv, 'l', 2, 0, a, 2, nullptr, 2), zuliNoError, 0,
          true},
     };
@@ -261,7 +271,7 @@ TEST_F(SolverTest, CholeskyArgumentTables) {
 // left, the caller's host matrix as it was (or the complete result, when the failure came after
 // the copy-out), and the thread's cuBLAS handle back on the null stream.
 TEST_F(SolverTest, BlockedPotrfFailureSweep) {
-    const int n = 2 * choleskyBlock<double>(90) + 3;
+    const int n = 2 * zuli::factorBlockSize<double>(90) + 3;
     for (char uplo : {'L', 'U'}) {
         for (Api api : kApis) {
             SCOPED_TRACE(::testing::Message() << uplo << " " << blas_test::apiName(api));
@@ -299,7 +309,7 @@ TEST_F(SolverTest, BlockedPotrfFailureSweep) {
 // blocks cross the bus, once each way (n x nb elements in all, within 10 %), and cuBLAS does at
 // least everything but the host's block factorizations.
 TEST_F(SolverTest, DevicePotrfMovesOnlyDiagonalBlocks) {
-    const int n = 2048, nb = choleskyBlock<double>(90);
+    const int n = 2048, nb = zuli::factorBlockSize<double>(90);
     Matrix<double> a = positiveDefinite<double>(n, n, rng);
     DeviceArrays dev(Api::Device);
     double* da = dev(a);

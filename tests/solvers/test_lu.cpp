@@ -13,11 +13,6 @@ using zuli::PublicType;
 // The double-precision member of a routine for the interface `api`.
 #define ENTRY_D(api, name) ((api) == Api::Host ? zuliD##name : zuliDeviceD##name)
 
-template <typename T>
-int luBlock(int capabilityCode) {
-    return 2 * zuli::baseBlockSize<T>(capabilityCode);
-}
-
 // The outcome of a factorization: status, info, factors and pivots.
 template <typename T>
 struct Lu {
@@ -74,7 +69,7 @@ TYPED_TEST(LuTyped, GetrfMatchesLapackOnEveryPathAndBoundary) {
     using T = TypeParam;
     for (int code : {13, 90}) {
         this->useCapability(code / 10, code % 10);
-        const int nb = luBlock<T>(code);
+        const int nb = zuli::factorBlockSize<T>(code);
         struct Shape {
             int m, n, pad;
         } shapes[] = {{nb, nb, 0},          {nb + 1, nb + 1, 0},     {2 * nb + 9, nb + 1, 0},
@@ -102,7 +97,7 @@ TYPED_TEST(LuTyped, SquarePathsAroundOrder513) {
     for (int n : {512, 513}) {
         const Matrix<T> a(n, n, n + 1, this->rng);
         SCOPED_TRACE(n);
-        expectSameFactorization(runGetrf(Api::Device, a), expectedGetrf(a, luBlock<T>(90)));
+        expectSameFactorization(runGetrf(Api::Device, a), expectedGetrf(a, zuli::factorBlockSize<T>(90)));
     }
 }
 
@@ -110,7 +105,7 @@ TYPED_TEST(LuTyped, SquarePathsAroundOrder513) {
 // the whole matrix are still returned, on the unblocked and both blocked paths.
 TYPED_TEST(LuTyped, ZeroColumnsReportTheFirstZeroPivotWithTheWholeFactorization) {
     using T = TypeParam;
-    const int nb = luBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     struct Case {
         int m, n, zeroA, zeroB, info;
     } cases[] = {
@@ -136,7 +131,7 @@ TYPED_TEST(LuTyped, ZeroColumnsReportTheFirstZeroPivotWithTheWholeFactorization)
 // recorded but not applied to the rows of the 128 columns before it.
 TEST_F(SolverTest, TallMatrixWithALastPanelOfOneColumnLeavesItsInterchangeUnapplied) {
     using T = Complex<float>;
-    ASSERT_EQ(luBlock<T>(90), 128);
+    ASSERT_EQ(zuli::factorBlockSize<T>(90), 128);
     const Matrix<T> a(300, 129, rng);
     const Lu<T> lapack = expectedGetrf(a, 1 << 30);  // plain LAPACK
     const Lu<T> want = expectedGetrf(a, 128);
@@ -176,7 +171,7 @@ TEST_F(SolverTest, GetrfArgumentChecksRunInLapackOrder) {
 
 TYPED_TEST(LuTyped, GesvAndGetrsSolveOnEveryPath) {
     using T = TypeParam;
-    const int nb = luBlock<T>(90);
+    const int nb = zuli::factorBlockSize<T>(90);
     for (int n : {7, nb + 1, 2 * nb + 3}) {
         const Matrix<T> a(n, n, n + 2, this->rng);
         const Matrix<T> b(n, 3, n + 1, this->rng);
@@ -218,7 +213,7 @@ TEST_F(SolverTest, SingularGesvLeavesBUnchangedAndReturnsTheFactors) {
         EXPECT_EQ(zuliGetErrorInfo(), 5);
         dev.download();
         EXPECT_EQ(x.data, b.data);
-        const Lu<double> want = expectedGetrf(a, luBlock<double>(90));
+        const Lu<double> want = expectedGetrf(a, zuli::factorBlockSize<double>(90));
         EXPECT_EQ(piv, want.piv);
         EXPECT_LT(relativeError(f, want.f), 40);
     }
@@ -278,7 +273,7 @@ TEST_F(SolverTest, GesvWithoutRightHandSidesFactors) {
         DeviceArrays dev(api);
         ASSERT_EQ(ENTRY_D(api, gesv)(30, 0, dev(f), 30, dev(piv), dev(&b, 1), 30), zuliNoError);
         dev.download();
-        const Lu<double> want = expectedGetrf(a, luBlock<double>(90));
+        const Lu<double> want = expectedGetrf(a, zuli::factorBlockSize<double>(90));
         EXPECT_EQ(piv, want.piv);
     }
 }
