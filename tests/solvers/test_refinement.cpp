@@ -132,7 +132,7 @@ class RefinementTyped : public SolverTest {
         return a;
     }
     // The single-precision block size of the factorization on the default device.
-    static int singleBlock() { return 2 * zuli::baseBlockSize<Single<T>>(90); }
+    static int singleBlock() { return zuli::factorBlockSize<Single<T>>(90); }
 };
 TYPED_TEST_SUITE(RefinementTyped, Routines);
 
