@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The GPU flavor must carry device code for every architecture it was built for.
 set -euo pipefail
-lib=$1; shift
-listing=$(cuobjdump --list-elf "$lib")
+cuobjdump=$1; lib=$2; shift 2
+listing=$("$cuobjdump" --list-elf "$lib")
 echo "$listing"
 for arch in "$@"; do
     case "$arch" in *-virtual) continue ;; esac
