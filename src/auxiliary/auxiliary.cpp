@@ -42,6 +42,11 @@ class DeviceFlag {
     cudalib::ManagedMemory<int> buffer_;
 };
 
+// A conversion to a narrower type can overflow and needs the device flag; a widening one
+// cannot (the kernel then never touches the flag, so none is allocated or read back).
+template <typename From, typename To>
+constexpr bool isNarrowing = sizeof(ToRealT<To>) < sizeof(ToRealT<From>);
+
 // Flips the sign bit of a floating-point value: -0 from 0, a NaN keeps its payload.
 template <typename R>
 R flipSign(R x) {
@@ -250,17 +255,25 @@ void trConjugate(char uplo, char diag, int m, int n, T* a, int lda) {
 template <typename From, typename To>
 void lag2(int m, int n, const From* a, int lda, To* b, int ldb) {
     if (!lag2Arguments(m, n, a, lda, b, ldb)) return;
-    DeviceFlag flag;
-    launchPrecisionConvert(m, n, a, lda, b, ldb, flag.get());
-    flag.raiseIfSet();
+    if constexpr (!isNarrowing<From, To>) {
+        launchPrecisionConvert(m, n, a, lda, b, ldb, static_cast<int*>(nullptr));
+    } else {
+        DeviceFlag flag;
+        launchPrecisionConvert(m, n, a, lda, b, ldb, flag.get());
+        flag.raiseIfSet();
+    }
 }
 
 template <typename From, typename To>
 void lat2(char uplo, int n, const From* a, int lda, To* b, int ldb) {
     if (!lat2Arguments(uplo, n, a, lda, b, ldb)) return;
-    DeviceFlag flag;
-    launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb, flag.get());
-    flag.raiseIfSet();
+    if constexpr (!isNarrowing<From, To>) {
+        launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb, static_cast<int*>(nullptr));
+    } else {
+        DeviceFlag flag;
+        launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb, flag.get());
+        flag.raiseIfSet();
+    }
 }
 
 // ---- host transpositions -------------------------------------------------------------------

@@ -62,7 +62,7 @@ void launchConjugateTriangular(bool upper, bool includeDiagonal, int m, int n, T
 // Complex<float>). A narrowing conversion stores 1 into *flag when an element (either part of a
 // complex one) lies beyond the single-precision range (an infinity included; a NaN is converted
 // and not flagged, as LAPACK's dlag2s does); such an element is still converted (to an
-// infinity). A widening conversion never sets the flag.
+// infinity). A widening conversion never touches the flag (which may then be null).
 template <typename From, typename To>
 void launchPrecisionConvert(int m, int n, const From* a, int lda, To* b, int ldb, int* flag,
                             cudaStream_t stream = 0);
