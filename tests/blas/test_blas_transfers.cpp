@@ -169,33 +169,53 @@ TYPED_TEST(Transfers, DoublePrecisionNeedsCapabilityAboveOnePointTwo) {
     }
 }
 
-// The device interface does not examine cuBLAS's status; the library's own checked wrapper
-// turns the same failure into a BLAS error with the cuBLAS status as info.
-TYPED_TEST(Transfers, DeviceRoutineIgnoresCublasStatusCheckedWrapperReportsIt) {
+// The device interface checks nothing: unknown letters run as N, and an invalid size (trsm's lda
+// 0, m -1) or a failing cuBLAS call leave C as it was while the call succeeds. The library's
+// checked wrapper turns the same failure into a BLAS error with the cuBLAS status as info.
+TYPED_TEST(Transfers, DeviceRoutinesCheckNothingTheCheckedWrapperReports) {
     using T = TypeParam;
-    const int n = 3;
-    Operand<T> A(n, n, n, this->rng), B(n, n, n, this->rng), C(n, n, n, this->rng);
-    const Operand<T> before = C;
-    const std::string name = std::string("cublas") + pick<T>('S', 'D', 'C', 'Z') + "gemm_v2";
-    const T one = T(1);
-    for (bool checked : {false, true}) {
-        SCOPED_TRACE(checked ? "checked wrapper" : "device routine");
-        zuliEmuFailBlasCall(name.c_str(), 1, CUBLAS_STATUS_EXECUTION_FAILED);
-        const zuliStatus s = onOperands<T>(
-            Api::Device,
-            [&](T* a, T* b, T* c) {
-                if (!checked)
-                    return ENTRY(Api::Device, gemm)('N', 'N', n, n, n, pub(one), pub(a), n, pub(b),
-                                                    n, pub(one), pub(c), n);
+    const int m = 5, n = 4, k = 3;
+    Operand<T> A(m, k, m, this->rng), B(k, n, k, this->rng), C(m, n, m, this->rng), product = C;
+    const T alpha = makeScalar<T>(1.0, 0.5), beta = makeScalar<T>(0.5, 0.0);
+    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+        CblasColMajor, CblasNoTrans, CblasNoTrans, m, n, k, byBlas(alpha), A.ptr(), A.ld, B.ptr(),
+        B.ld, byBlas(beta), product.ptr(), product.ld);
+    const std::string gemmName = std::string("cublas") + pick<T>('S', 'D', 'C', 'Z') + "gemm_v2";
+    const struct Case {
+        const char* what;
+        char ta, tb;
+        int rows;
+        bool fail, checked;
+        zuliStatus status;
+        zuliInfo info;
+        const Operand<T>& want;
+    } cases[] = {
+        {"x y as N N", 'x', 'y', m, false, false, zuliNoError, 0, product},
+        {"m -1", 'N', 'N', -1, false, false, zuliNoError, 0, C},
+        {"cuBLAS failure", 'N', 'N', m, true, false, zuliNoError, 0, C},
+        {"checked wrapper", 'N', 'N', m, true, true, zuliBlasError, CUBLAS_STATUS_EXECUTION_FAILED,
+         C},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        if (c.fail) zuliEmuFailBlasCall(gemmName.c_str(), 1, CUBLAS_STATUS_EXECUTION_FAILED);
+        Operand<T> got = C;
+        const auto call = [&](T* a, T* b, T* y) {
+            if (c.checked)
                 return zuli::deviceRoutine<T>([&](const zuli::CallContext& ctx) {
-                    zuli::blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, n, n, n, &one, a, n, b, n, &one,
-                                     c, n);
+                    zuli::blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, m, n, k, &alpha, a, A.ld, b,
+                                     B.ld, &beta, y, C.ld);
                 });
-            },
-            A, B, C);
-        EXPECT_EQ(s, checked ? zuliBlasError : zuliNoError);
-        EXPECT_EQ(zuliGetErrorInfo(), checked ? CUBLAS_STATUS_EXECUTION_FAILED : 0);
-        expectNear(C, before, 0, "C not computed");
+            const zuliStatus r = ENTRY(Api::Device, gemm)(c.ta, c.tb, c.rows, n, k, pub(alpha),
+                                                          pub(a), A.ld, pub(b), B.ld, pub(beta),
+                                                          pub(y), C.ld);
+            return r != zuliNoError ? r
+                                    : ENTRY(Api::Device, trsm)('L', 'U', 'N', 'N', m, n, pub(alpha),
+                                                               pub(a), 0, pub(y), C.ld);
+        };
+        EXPECT_EQ(onOperands<T>(Api::Device, call, A, B, got), c.status);
+        EXPECT_EQ(zuliGetErrorInfo(), c.info);
+        expectNear(got, c.want, k, "C");
     }
 }
 
