@@ -79,57 +79,53 @@ TEST(Maps, OneDimensionalGridFoldsAgainstTheLimit) {
         }
 }
 
-TEST(Maps, StaticMapsHaveTheirFixedShapes) {
-    cudalib::StaticMap1D<64> s64(1000);
-    expectDim(s64.block(), 64, 1, 1);
-    expectDim(s64.gridFor(65535), 16, 1, 1);
-    cudalib::StaticMap1D<128> s128(1000);
-    expectDim(s128.block(), 128, 1, 1);
-    expectDim(s128.gridFor(65535), 8, 1, 1);
-    cudalib::StaticMap2D<16, 16> s2(33, 16);
-    expectDim(s2.block(), 16, 16, 1);
-    expectDim(s2.grid(), 3, 1, 1);
-    cudalib::StaticColumnWiseMap<256> columns(1000, 7);
-    expectDim(columns.block(), 256, 1, 1);
-    expectDim(columns.grid(), 7, 1, 1);
-    cudalib::StaticRowWiseMap<256> rows(1000, 7);
-    expectDim(rows.block(), 256, 1, 1);
-    expectDim(rows.grid(), 1000, 1, 1);
-    cudalib::StaticOneBlockMap1D<32> one(100000);
-    expectDim(one.block(), 32, 1, 1);
-    expectDim(one.grid(), 1, 1, 1);
-}
-
-// A derived map that changes the block shape changes the grid with it (virtual dispatch).
-TEST(Maps, GridFollowsAnOverriddenBlock) {
+// Maps of a fixed shape, and a derived map whose overridden block the grid follows (virtual
+// dispatch).
+TEST(Maps, FixedAndOverriddenShapes) {
     struct WideBlocks : Map2D {
         using Map2D::Map2D;
         dim3 block() const override { return dim3(4, 2, 1); }
     };
-    WideBlocks map(10, 10);
-    const cudalib::MapBase& base = map;
-    expectDim(base.grid(), 3, 5, 1);
-    cudalib::TriangularMap2D triangular(40, 20);
-    expectDim(triangular.grid(), 3, 2, 1);
+    const cudalib::MapBase& wide = WideBlocks(10, 10);
+    const struct Row {
+        const char* what;
+        dim3 got, want;
+    } table[] = {
+        {"StaticMap1D<64> block", cudalib::StaticMap1D<64>(1000).block(), {64}},
+        {"StaticMap1D<64> grid", cudalib::StaticMap1D<64>(1000).gridFor(65535), {16}},
+        {"StaticMap1D<128> block", cudalib::StaticMap1D<128>(1000).block(), {128}},
+        {"StaticMap1D<128> grid", cudalib::StaticMap1D<128>(1000).gridFor(65535), {8}},
+        {"StaticMap2D block", cudalib::StaticMap2D<16, 16>(33, 16).block(), {16, 16}},
+        {"StaticMap2D grid", cudalib::StaticMap2D<16, 16>(33, 16).grid(), {3}},
+        {"column-wise block", cudalib::StaticColumnWiseMap<256>(1000, 7).block(), {256}},
+        {"column-wise grid", cudalib::StaticColumnWiseMap<256>(1000, 7).grid(), {7}},
+        {"row-wise block", cudalib::StaticRowWiseMap<256>(1000, 7).block(), {256}},
+        {"row-wise grid", cudalib::StaticRowWiseMap<256>(1000, 7).grid(), {1000}},
+        {"one block", cudalib::StaticOneBlockMap1D<32>(100000).block(), {32}},
+        {"one block grid", cudalib::StaticOneBlockMap1D<32>(100000).grid(), {1}},
+        {"overridden block", wide.grid(), {3, 5}},
+        {"triangular", cudalib::TriangularMap2D(40, 20).grid(), {3, 2}},
+    };
+    for (const Row& r : table) {
+        SCOPED_TRACE(r.what);
+        expectDim(r.got, r.want.x, r.want.y, r.want.z);
+    }
 }
 
+// Runs the marking kernel of `kind` on a zeroed rows x cols array: every element reached once.
 class MapKernels : public runtime_test::RuntimeTest {
   protected:
-    // Runs `mark` on a zeroed device array of `count` ints and returns the array.
-    template <typename Mark>
-    std::vector<int> hits(size_t count, Mark mark) {
+    static void expectEachOnce(map_tests::MapKind kind, uint32_t rows, uint32_t cols) {
+        const size_t count = size_t(rows) * cols;
         int* d = nullptr;
-        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&d), count * sizeof(int)), cudaSuccess);
+        ASSERT_EQ(cudaMalloc(reinterpret_cast<void**>(&d), count * sizeof(int)), cudaSuccess);
         EXPECT_EQ(cudaMemset(d, 0, count * sizeof(int)), cudaSuccess);
-        mark(d);
+        map_tests::mark(kind, rows, cols, d);
         EXPECT_EQ(cudaGetLastError(), cudaSuccess);
         std::vector<int> h(count);
         EXPECT_EQ(cudaMemcpy(h.data(), d, count * sizeof(int), cudaMemcpyDeviceToHost),
                   cudaSuccess);
         cudaFree(d);
-        return h;
-    }
-    static void expectEachOnce(const std::vector<int>& h) {
         for (size_t k = 0; k < h.size(); ++k) ASSERT_EQ(h[k], 1) << "element " << k;
     }
 };
@@ -143,22 +139,18 @@ TEST_F(MapKernels, FoldedOneDimensionalGridReachesEveryElementOnce) {
         const dim3 g = probe.grid();  // follows the device's limit
         EXPECT_LE(g.x, 3u);
         EXPECT_LE(g.y, 3u);
-        expectEachOnce(hits(n, [&](int* d) { map_tests::markMap1D(n, 32, d); }));
-        expectEachOnce(hits(n, [&](int* d) { map_tests::markStaticMap1D64(n, d); }));
+        expectEachOnce(map_tests::MapKind::Map1D, n, 1);
+        expectEachOnce(map_tests::MapKind::Static1D64, n, 1);
     }
 }
 
 TEST_F(MapKernels, TwoDimensionalMapsReachEveryElementOnce) {
-    struct Shape {
-        uint32_t rows, cols;
-    } shapes[] = {{1, 1}, {16, 16}, {17, 33}, {300, 5}, {3, 600}};
-    for (const Shape& s : shapes) {
-        SCOPED_TRACE(testing::Message() << s.rows << "x" << s.cols);
-        const size_t count = size_t(s.rows) * s.cols;
-        expectEachOnce(hits(count, [&](int* d) { map_tests::markMap2D(s.rows, s.cols, d); }));
-        expectEachOnce(hits(count, [&](int* d) { map_tests::markColumnWise(s.rows, s.cols, d); }));
-        expectEachOnce(hits(count, [&](int* d) { map_tests::markRowWise(s.rows, s.cols, d); }));
-    }
+    using enum map_tests::MapKind;
+    for (auto [rows, cols] : {std::pair{1u, 1u}, {16u, 16u}, {17u, 33u}, {300u, 5u}, {3u, 600u}})
+        for (map_tests::MapKind kind : {Map2D, ColumnWise, RowWise}) {
+            SCOPED_TRACE(testing::Message() << rows << "x" << cols << " kind " << int(kind));
+            expectEachOnce(kind, rows, cols);
+        }
 }
 
 }  // namespace
