@@ -206,9 +206,9 @@ TYPED_TEST(Transfers, DeviceRoutinesCheckNothingTheCheckedWrapperReports) {
                     zuli::blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, m, n, k, &alpha, a, A.ld, b,
                                      B.ld, &beta, y, C.ld);
                 });
-            const zuliStatus r = ENTRY(Api::Device, gemm)(c.ta, c.tb, c.rows, n, k, pub(alpha),
-                                                          pub(a), A.ld, pub(b), B.ld, pub(beta),
-                                                          pub(y), C.ld);
+            const zuliStatus r =
+                ENTRY(Api::Device, gemm)(c.ta, c.tb, c.rows, n, k, pub(alpha), pub(a), A.ld, pub(b),
+                                         B.ld, pub(beta), pub(y), C.ld);
             return r != zuliNoError ? r
                                     : ENTRY(Api::Device, trsm)('L', 'U', 'N', 'N', m, n, pub(alpha),
                                                                pub(a), 0, pub(y), C.ld);

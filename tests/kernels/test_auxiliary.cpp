@@ -7,6 +7,7 @@
 
 #include <cctype>
 #include <memory>
+#include <sstream>
 
 namespace {
 
@@ -106,8 +107,8 @@ TYPED_TEST(AuxiliaryTyped, LacpyAndLasetMatchLapackForEveryPart) {
                  {'l', 4, 9, 5, 0},     {'U', 9, 4, 10, 0},    {'u', 30, 40, 31, 0}};
     for (const Case& c : cases)
         for (Api via : kApis) {
-            SCOPED_TRACE(testing::Message()
-                         << c.uplo << " " << c.m << "x" << c.n << " " << c.ldb << " " << apiName(via));
+            SCOPED_TRACE(testing::Message() << c.uplo << " " << c.m << "x" << c.n << " " << c.ldb
+                                            << " " << apiName(via));
             const std::vector<T> a = randomMatrix<T>(c.lda, c.n, 1);
             std::vector<T> aIn = a, b = randomMatrix<T>(c.ldb, c.n, 2), want = c.ldb ? b : a;
             zuliStatus s;
@@ -125,8 +126,8 @@ TYPED_TEST(AuxiliaryTyped, LacpyAndLasetMatchLapackForEveryPart) {
                 s = runOn(
                     via,
                     [&](T* pa) {
-                        return ENTRY(via, laset)(c.uplo, c.m, c.n, pub(alpha), pub(beta),
-                                             pub(pa), c.lda);
+                        return ENTRY(via, laset)(c.uplo, c.m, c.n, pub(alpha), pub(beta), pub(pa),
+                                                 c.lda);
                     },
                     b = aIn);
             }
@@ -148,7 +149,8 @@ TYPED_TEST(AuxiliaryTyped, LasclMatchesLapackForEveryTypeAndExtremeFactors) {
                             {R(1e-3), big},
                             {-R(7), R(0)},
                             {R(3), std::numeric_limits<R>::infinity()},
-                            {tiny / 64, R(1)}, {big, R(1)}};
+                            {tiny / 64, R(1)},
+                            {big, R(1)}};
     struct Case {
         char type;
         int kl, ku, m, n, lda;
@@ -168,7 +170,7 @@ TYPED_TEST(AuxiliaryTyped, LasclMatchesLapackForEveryTypeAndExtremeFactors) {
                               via,
                               [&](T* pa) {
                                   return ENTRY(via, lascl)(c.type, c.kl, c.ku, f[0], f[1], c.m, c.n,
-                                                       pub(pa), c.lda);
+                                                           pub(pa), c.lda);
                               },
                               a),
                           zuliNoError);
@@ -250,8 +252,9 @@ TYPED_TEST(AuxiliaryComplex, HostConjugationFlipsTheSignBitAndKeepsNaNPayloads) 
     using Bits = std::conditional_t<sizeof(R) == 4, uint32_t, uint64_t>;
     const Bits payload = std::bit_cast<Bits>(std::numeric_limits<R>::quiet_NaN()) | 5;
     std::vector<T> a = {T(R(1), R(0)), T(R(2), std::bit_cast<R>(payload))}, b(2);
-    ASSERT_EQ(ENTRY_COMPLEX(Api::Host, geTransposeConjugate)(2, 1, pub(a.data()), 2, pub(b.data()), 1),
-              zuliNoError);
+    ASSERT_EQ(
+        ENTRY_COMPLEX(Api::Host, geTransposeConjugate)(2, 1, pub(a.data()), 2, pub(b.data()), 1),
+        zuliNoError);
     EXPECT_TRUE(std::signbit(b[0].im));
     EXPECT_EQ(std::bit_cast<Bits>(b[1].im), payload ^ (Bits(1) << (8 * sizeof(R) - 1)));
 }
@@ -268,8 +271,8 @@ TYPED_TEST(AuxiliaryComplex, ConjugateWholeAndTriangles) {
                  {'l', 'N', 6, 6, 6}};
     for (const Case& c : cases)
         for (Api via : kApis) {
-            SCOPED_TRACE(testing::Message()
-                         << (c.uplo ? c.uplo : '-') << (c.diag ? c.diag : '-') << " " << apiName(via));
+            SCOPED_TRACE(testing::Message() << (c.uplo ? c.uplo : '-') << (c.diag ? c.diag : '-')
+                                            << " " << apiName(via));
             std::vector<T> a = randomMatrix<T>(c.lda, c.n, 31), want = a;
             const char u = char(std::toupper(c.uplo)), d = char(std::toupper(c.diag));
             for (int j = 0; j < c.n; ++j)
@@ -279,9 +282,10 @@ TYPED_TEST(AuxiliaryComplex, ConjugateWholeAndTriangles) {
             ASSERT_EQ(runOn(
                           via,
                           [&](T* p) {
-                              return c.uplo == 0 ? ENTRY_COMPLEX(via, geConjugate)(c.m, c.n, pub(p), c.lda)
-                                                 : ENTRY_COMPLEX(via, trConjugate)(c.uplo, c.diag, c.m, c.n,
-                                                                       pub(p), c.lda);
+                              return c.uplo == 0
+                                         ? ENTRY_COMPLEX(via, geConjugate)(c.m, c.n, pub(p), c.lda)
+                                         : ENTRY_COMPLEX(via, trConjugate)(c.uplo, c.diag, c.m, c.n,
+                                                                           pub(p), c.lda);
                           },
                           a),
                       zuliNoError);
@@ -316,7 +320,8 @@ TYPED_TEST(Conversions, BothDirectionsWholeAndTriangular) {
                           via,
                           [&](W* pa, N* ps) {
                               return whole ? P::lag2[int(via)](m, n, pub(pa), lda, pub(ps), ldsa)
-                                           : P::lat2[int(via)](uplo, order, pub(pa), lda, pub(ps), ldsa);
+                                           : P::lat2[int(via)](uplo, order, pub(pa), lda, pub(ps),
+                                                               ldsa);
                           },
                           a, sa),
                       zuliNoError);
@@ -332,8 +337,8 @@ TYPED_TEST(Conversions, BothDirectionsWholeAndTriangular) {
                           via,
                           [&](N* ps, W* pa) {
                               return whole ? P::widen[int(via)](m, n, pub(ps), ldsa, pub(pa), lda)
-                                           : P::widenTr[int(via)](uplo, order, pub(ps), ldsa, pub(pa),
-                                                             lda);
+                                           : P::widenTr[int(via)](uplo, order, pub(ps), ldsa,
+                                                                  pub(pa), lda);
                           },
                           sa, back),
                       zuliNoError);
@@ -367,7 +372,8 @@ TYPED_TEST(Conversions, ValuesBeyondSingleRangeAreFlagged) {
             std::vector<N> sa(size_t(m) * n, N(0.0f)), ref(sa.size());
             EXPECT_EQ(
                 runOn(
-                    via, [&](W* pa, N* ps) { return P::lag2[int(via)](m, n, pub(pa), m, pub(ps), m); },
+                    via,
+                    [&](W* pa, N* ps) { return P::lag2[int(via)](m, n, pub(pa), m, pub(ps), m); },
                     a, sa),
                 zuliDataError);
             EXPECT_EQ(zuliGetErrorInfo(), 1);
@@ -380,175 +386,121 @@ TYPED_TEST(Conversions, ValuesBeyondSingleRangeAreFlagged) {
             sq[1 + 3 * 5] = W(bad.value);  // row 1, column 3: upper triangle
             std::vector<N> out(25);
             for (char uplo : {'U', 'L'})
-                EXPECT_EQ(
-                    runOn(
-                        via,
-                        [&](W* pa, N* ps) { return P::lat2[int(via)](uplo, 5, pub(pa), 5, pub(ps), 5); },
-                        sq, out),
-                    uplo == 'U' ? zuliDataError : zuliNoError);
+                EXPECT_EQ(runOn(
+                              via,
+                              [&](W* pa, N* ps) {
+                                  return P::lat2[int(via)](uplo, 5, pub(pa), 5, pub(ps), 5);
+                              },
+                              sq, out),
+                          uplo == 'U' ? zuliDataError : zuliNoError);
         }
 }
 
 // ---- argument tables -----------------------------------------------------------------------
 
-// Each row fails (or returns at once, info 0) before any array is touched, so a host buffer
-// stands in for a valid pointer on both interfaces.
-struct ArgRow {
-    const char* what;
-    int info;
-    std::function<zuliStatus(Api via)> call;
-};
+// One argument of a table row: a letter for a char, a number for an int or a real ("nan" too),
+// "p" for a valid pointer and "0" for null; a complex scalar is always 1.
+template <typename A>
+A parseArg(std::istream& in, void* buffer) {
+    std::string w;
+    in >> w;
+    if constexpr (std::is_pointer_v<A>)
+        return w == "p" ? static_cast<A>(buffer) : nullptr;
+    else if constexpr (std::is_same_v<A, char>)
+        return w[0];
+    else if constexpr (std::is_same_v<A, int>)
+        return std::stoi(w);
+    else if constexpr (std::is_floating_point_v<A>)
+        return A(std::stod(w));
+    else
+        return A{1, 0};
+}
 
-#define ARG_ROW(what, info, call)               \
-    ArgRow {                                    \
-        what, info, [&](Api v) { return call; } \
-    }
-
-void expectInfo(const ArgRow& row) {
-    for (Api via : kApis) {
-        SCOPED_TRACE(testing::Message() << row.what << " " << apiName(via));
-        const zuliStatus s = row.call(via);
-        if (row.info == 0) {
-            EXPECT_EQ(s, zuliNoError);
-        } else {
-            EXPECT_EQ(s, zuliArgumentError);
-            EXPECT_EQ(zuliGetErrorInfo(), row.info);
+// Rows "arguments : info" separated by ';', run through `entryOf(api)` on both interfaces: a
+// negative info is the argument error expected, 0 an accepted call. Each row fails (or returns at
+// once) before any array is touched, so a host buffer stands in for a valid pointer.
+template <typename Entry>
+void expectInfos(Entry entryOf, const std::string& table) {
+    std::vector<double> buffer(256);
+    std::istringstream rows(table);
+    for (std::string row; std::getline(rows, row, ';');)
+        for (Api via : kApis) {
+            SCOPED_TRACE(row + " " + apiName(via));
+            const size_t colon = row.rfind(':');
+            const int info = std::stoi(row.substr(colon + 1));
+            std::istringstream in(row.substr(0, colon));
+            const zuliStatus s = [&]<typename... A>(zuliStatus (*fn)(A...)) {
+                const std::tuple<A...> args{parseArg<A>(in, buffer.data())...};
+                return std::apply(fn, args);
+            }(entryOf(via));
+            EXPECT_EQ(s, info ? zuliArgumentError : zuliNoError);
+            if (info) {
+                EXPECT_EQ(zuliGetErrorInfo(), info);
+            }
         }
-    }
 }
 
 TYPED_TEST(AuxiliaryTyped, ArgumentTables) {
     using T = TypeParam;
-    using R = Real<T>;
-    std::vector<T> buffer(64);
-    auto* p = pub(buffer.data());
-    const auto one = pub(T(1));
-    const R nan = std::numeric_limits<R>::quiet_NaN();
-    std::vector<ArgRow> rows = {
-        ARG_ROW("lacpy uplo", -1, ENTRY(v, lacpy)('X', 2, 2, p, 2, p, 2)),
-        ARG_ROW("lacpy m", -2, ENTRY(v, lacpy)('A', -1, 2, p, 2, p, 2)),
-        ARG_ROW("lacpy n", -3, ENTRY(v, lacpy)('A', 2, -1, p, 2, p, 2)),
-        ARG_ROW("lacpy m = 0", 0, ENTRY(v, lacpy)('A', 0, 2, nullptr, 0, nullptr, 0)),
-        ARG_ROW("lacpy n = 0", 0, ENTRY(v, lacpy)('U', 3, 0, nullptr, 0, nullptr, 0)),
-        ARG_ROW("lacpy A null", -4, ENTRY(v, lacpy)('L', 2, 2, nullptr, 2, p, 2)),
-        ARG_ROW("lacpy lda", -5, ENTRY(v, lacpy)('A', 3, 2, p, 2, p, 3)),
-        ARG_ROW("lacpy B null", -6, ENTRY(v, lacpy)('A', 2, 2, p, 2, nullptr, 2)),
-        ARG_ROW("lacpy ldb", -7, ENTRY(v, lacpy)('A', 3, 2, p, 3, p, 2)),
-        ARG_ROW("lacpy uplo first", -1, ENTRY(v, lacpy)('N', -1, -1, nullptr, 0, nullptr, 0)),
-        ARG_ROW("laset uplo", -1, ENTRY(v, laset)('Q', 2, 2, one, one, p, 2)),
-        ARG_ROW("laset m", -2, ENTRY(v, laset)('U', -1, 2, one, one, p, 2)),
-        ARG_ROW("laset n", -3, ENTRY(v, laset)('L', 2, -1, one, one, p, 2)),
-        ARG_ROW("laset empty", 0, ENTRY(v, laset)('F', 0, 5, one, one, nullptr, 0)),
-        ARG_ROW("laset A null", -6, ENTRY(v, laset)('A', 2, 2, one, one, nullptr, 2)),
-        ARG_ROW("laset lda", -7, ENTRY(v, laset)('A', 2, 2, one, one, p, 1)),
-        ARG_ROW("nancheck m", -1, ENTRY(v, geNancheck)(-1, 2, p, 2)),
-        ARG_ROW("nancheck n", -2, ENTRY(v, geNancheck)(2, -1, p, 2)),
-        ARG_ROW("nancheck lda < m before A", -4, ENTRY(v, geNancheck)(5, 3, nullptr, 4)),
-        ARG_ROW("nancheck A null", -3, ENTRY(v, geNancheck)(5, 3, nullptr, 5)),
-        ARG_ROW("nancheck m = 0", 0, ENTRY(v, geNancheck)(0, 3, nullptr, 0)),
-        ARG_ROW("nancheck n = 0", 0, ENTRY(v, geNancheck)(4, 0, nullptr, 4)),
-        ARG_ROW("transpose m", -1, ENTRY(v, geTranspose)(-1, 2, p, 2, p, 2)),
-        ARG_ROW("transpose n", -2, ENTRY(v, geTranspose)(2, -1, p, 2, p, 2)),
-        ARG_ROW("transpose lda", -4, ENTRY(v, geTranspose)(3, 2, nullptr, 2, nullptr, 2)),
-        ARG_ROW("transpose ldb", -6, ENTRY(v, geTranspose)(2, 3, nullptr, 2, nullptr, 2)),
-        ARG_ROW("transpose 0 x 0", 0, ENTRY(v, geTranspose)(0, 0, nullptr, 0, nullptr, 0)),
-        ARG_ROW("transpose 0 x 2, A null", -3, ENTRY(v, geTranspose)(0, 2, nullptr, 0, p, 2)),
-        ARG_ROW("transpose 0 x 2, B null", -5, ENTRY(v, geTranspose)(0, 2, p, 0, nullptr, 2)),
-        ARG_ROW("transpose A null", -3, ENTRY(v, geTranspose)(2, 2, nullptr, 2, p, 2)),
-        ARG_ROW("transpose B null", -5, ENTRY(v, geTranspose)(2, 2, p, 2, nullptr, 2)),
-        ARG_ROW("in place n", -1, ENTRY(v, geTransposeInplace)(-1, p, 2)),
-        ARG_ROW("in place lda", -3, ENTRY(v, geTransposeInplace)(3, nullptr, 2)),
-        ARG_ROW("in place A null", -2, ENTRY(v, geTransposeInplace)(3, nullptr, 3)),
-        ARG_ROW("in place empty", 0, ENTRY(v, geTransposeInplace)(0, nullptr, 0)),
-        ARG_ROW("lascl type", -1, ENTRY(v, lascl)('X', 0, 0, 1, 1, 2, 2, p, 2)),
-        ARG_ROW("lascl kl < 0", -2, ENTRY(v, lascl)('B', -1, 0, 1, 1, 2, 2, p, 2)),
-        ARG_ROW("lascl kl > m-1", -2, ENTRY(v, lascl)('Z', 2, 0, 1, 1, 2, 2, p, 9)),
-        ARG_ROW("lascl ku > n-1", -3, ENTRY(v, lascl)('Z', 0, 2, 1, 1, 2, 2, p, 9)),
-        ARG_ROW("lascl kl != ku for B", -3, ENTRY(v, lascl)('b', 1, 0, 1, 1, 2, 2, p, 9)),
-        ARG_ROW("lascl kl != ku for Q", -3, ENTRY(v, lascl)('Q', 0, 1, 1, 1, 2, 2, p, 9)),
-        ARG_ROW("lascl kl ignored for G", -4, ENTRY(v, lascl)('G', -5, -5, 0, 1, 2, 2, p, 2)),
-        ARG_ROW("lascl cto NaN", -5, ENTRY(v, lascl)('G', 0, 0, 1, nan, 2, 2, p, 2)),
-        ARG_ROW("lascl m < 0", -6, ENTRY(v, lascl)('G', 0, 0, 1, 1, -1, 2, p, 2)),
-        ARG_ROW("lascl n < 0", -7, ENTRY(v, lascl)('G', 0, 0, 1, 1, 2, -1, p, 2)),
-        ARG_ROW("lascl n != m for Q", -7, ENTRY(v, lascl)('Q', 0, 0, 1, 1, 2, 3, p, 2)),
-        ARG_ROW("lascl A null", -8, ENTRY(v, lascl)('U', 0, 0, 1, 1, 2, 2, nullptr, 2)),
-        ARG_ROW("lascl lda < m", -9, ENTRY(v, lascl)('H', 0, 0, 1, 1, 3, 2, p, 2)),
-        ARG_ROW("lascl lda < kl+1 for B", -9, ENTRY(v, lascl)('B', 2, 2, 1, 1, 4, 4, p, 2)),
-        ARG_ROW("lascl lda < ku+1 for Q", -9, ENTRY(v, lascl)('Q', 2, 2, 1, 1, 4, 4, p, 2)),
-        ARG_ROW("lascl lda < 2kl+ku+1 for Z", -9, ENTRY(v, lascl)('Z', 1, 2, 1, 1, 4, 4, p, 4)),
-        ARG_ROW("lascl empty", 0, ENTRY(v, lascl)('G', 0, 0, 1, 2, 0, 3, nullptr, 0)),
-    };
+    // lacpy (uplo m n a lda b ldb); the option is checked first.
+    expectInfos([](Api v) { return ENTRY(v, lacpy); },
+                "X 2 2 p 2 p 2 : -1; A -1 2 p 2 p 2 : -2; A 2 -1 p 2 p 2 : -3; "
+                "A 0 2 0 0 0 0 : 0; U 3 0 0 0 0 0 : 0; L 2 2 0 2 p 2 : -4; A 3 2 p 2 p 3 : -5; "
+                "A 2 2 p 2 0 2 : -6; A 3 2 p 3 p 2 : -7; N -1 -1 0 0 0 0 : -1");
+    // laset (uplo m n alpha beta a lda)
+    expectInfos([](Api v) { return ENTRY(v, laset); },
+                "Q 2 2 1 1 p 2 : -1; U -1 2 1 1 p 2 : -2; L 2 -1 1 1 p 2 : -3; "
+                "F 0 5 1 1 0 0 : 0; A 2 2 1 1 0 2 : -6; A 2 2 1 1 p 1 : -7");
+    // nancheck (m n a lda): lda before a
+    expectInfos([](Api v) { return ENTRY(v, geNancheck); },
+                "-1 2 p 2 : -1; 2 -1 p 2 : -2; 5 3 0 4 : -4; 5 3 0 5 : -3; 0 3 0 0 : 0; "
+                "4 0 0 4 : 0");
+    // transpose (m n a lda b ldb): the leading dimensions before the pointers, which an empty
+    // matrix with columns still needs
+    expectInfos([](Api v) { return ENTRY(v, geTranspose); },
+                "-1 2 p 2 p 2 : -1; 2 -1 p 2 p 2 : -2; 3 2 0 2 0 2 : -4; 2 3 0 2 0 2 : -6; "
+                "0 0 0 0 0 0 : 0; 0 2 0 0 p 2 : -3; 0 2 p 0 0 2 : -5; 2 2 0 2 p 2 : -3; "
+                "2 2 p 2 0 2 : -5");
+    expectInfos([](Api v) { return ENTRY(v, geTransposeInplace); },
+                "-1 p 2 : -1; 3 0 2 : -3; 3 0 3 : -2; 0 0 0 : 0");
+    // lascl (type kl ku cfrom cto m n a lda): kl and ku count for the band types only
+    expectInfos([](Api v) { return ENTRY(v, lascl); },
+                "X 0 0 1 1 2 2 p 2 : -1; B -1 0 1 1 2 2 p 2 : -2; Z 2 0 1 1 2 2 p 9 : -2; "
+                "Z 0 2 1 1 2 2 p 9 : -3; b 1 0 1 1 2 2 p 9 : -3; Q 0 1 1 1 2 2 p 9 : -3; "
+                "G -5 -5 0 1 2 2 p 2 : -4; G 0 0 1 nan 2 2 p 2 : -5; G 0 0 1 1 -1 2 p 2 : -6; "
+                "G 0 0 1 1 2 -1 p 2 : -7; Q 0 0 1 1 2 3 p 2 : -7; U 0 0 1 1 2 2 0 2 : -8; "
+                "H 0 0 1 1 3 2 p 2 : -9; B 2 2 1 1 4 4 p 2 : -9; Q 2 2 1 1 4 4 p 2 : -9; "
+                "Z 1 2 1 1 4 4 p 4 : -9; G 0 0 1 2 0 3 0 0 : 0");
     if constexpr (zuli::IsComplexV<T>) {
-        const ArgRow complexRows[] = {
-            ARG_ROW("tr uplo", -1, ENTRY_COMPLEX(v, trConjugate)('A', 'N', 2, 2, p, 2)),
-            ARG_ROW("tr diag", -2, ENTRY_COMPLEX(v, trConjugate)('U', 'U', 2, 2, p, 2)),
-            ARG_ROW("tr m", -3, ENTRY_COMPLEX(v, trConjugate)('l', 'd', -1, 2, p, 2)),
-            ARG_ROW("tr n", -4, ENTRY_COMPLEX(v, trConjugate)('L', 'N', 2, -1, p, 2)),
-            ARG_ROW("tr lda", -6, ENTRY_COMPLEX(v, trConjugate)('U', 'N', 3, 2, nullptr, 2)),
-            ARG_ROW("tr A null", -5, ENTRY_COMPLEX(v, trConjugate)('U', 'N', 2, 2, nullptr, 2)),
-            ARG_ROW("tr empty", 0, ENTRY_COMPLEX(v, trConjugate)('U', 'D', 0, 2, nullptr, 0)),
-            ARG_ROW("conj m", -1, ENTRY_COMPLEX(v, geConjugate)(-1, 2, p, 2)),
-            ARG_ROW("conj n", -2, ENTRY_COMPLEX(v, geConjugate)(2, -1, p, 2)),
-            ARG_ROW("conj lda", -4, ENTRY_COMPLEX(v, geConjugate)(3, 2, nullptr, 2)),
-            ARG_ROW("conj A null", -3, ENTRY_COMPLEX(v, geConjugate)(2, 2, nullptr, 2)),
-            ARG_ROW("conj empty", 0, ENTRY_COMPLEX(v, geConjugate)(0, 2, nullptr, 0)),
-            ARG_ROW("conj transpose 0 x 2, no A", -3, ENTRY_COMPLEX(v, geTransposeConjugate)(0, 2, nullptr, 0, p, 2)),
-            ARG_ROW("conj in place A null", -2, ENTRY_COMPLEX(v, geTransposeConjugateInplace)(2, nullptr, 2)),
-        };
-        rows.insert(rows.end(), std::begin(complexRows), std::end(complexRows));
+        // trConjugate (uplo diag m n a lda)
+        expectInfos([](Api v) { return ENTRY_COMPLEX(v, trConjugate); },
+                    "A N 2 2 p 2 : -1; U U 2 2 p 2 : -2; l d -1 2 p 2 : -3; L N 2 -1 p 2 : -4; "
+                    "U N 3 2 0 2 : -6; U N 2 2 0 2 : -5; U D 0 2 0 0 : 0");
+        expectInfos([](Api v) { return ENTRY_COMPLEX(v, geConjugate); },
+                    "-1 2 p 2 : -1; 2 -1 p 2 : -2; 3 2 0 2 : -4; 2 2 0 2 : -3; 0 2 0 0 : 0");
+        expectInfos([](Api v) { return ENTRY_COMPLEX(v, geTransposeConjugate); },
+                    "0 2 0 0 p 2 : -3");
+        expectInfos([](Api v) { return ENTRY_COMPLEX(v, geTransposeConjugateInplace); },
+                    "2 0 2 : -2");
     }
-    for (const ArgRow& row : rows) expectInfo(row);
 }
 
 // The destination is arguments 3 and 4, the source 5 and 6, whatever their positions, in both
-// directions. Each row runs narrowing and widening; uplo 0 is the whole-matrix routine.
+// directions: the same rows for narrowing and widening.
 TYPED_TEST(Conversions, ArgumentTablesWithReversedNumbering) {
     using P = TypeParam;
-    std::vector<typename P::Wide> wide(64);
-    std::vector<typename P::Narrow> narrow(64);
-    struct Row {
-        const char* what;
-        int info;
-        char uplo;
-        int m, n;
-        bool src;
-        int lds;
-        bool dst;
-        int ldd;
-    } rows[] = {
-        {"m = -1, n = 0", 0, 0, -1, 0, false, 0, false, 0},
-        {"m = -1, n = 1", -1, 0, -1, 1, true, 1, true, 1},
-        {"n < 0", -2, 0, 2, -1, true, 2, true, 2},
-        {"destination null", -3, 0, 2, 2, true, 2, false, 2},
-        {"destination ld", -4, 0, 2, 2, false, 2, true, 1},
-        {"source null", -5, 0, 2, 2, false, 2, true, 2},
-        {"source ld", -6, 0, 2, 2, true, 1, true, 2},
-        {"tr n = 0, bad uplo", 0, 'X', 0, 0, false, 0, false, 0},
-        {"tr uplo", -1, 'X', 2, 2, true, 2, true, 2},
-        {"tr n < 0", -2, 'U', -1, -1, true, 2, true, 2},
-        {"tr destination null", -3, 'l', 2, 2, false, 2, false, 2},
-        {"tr destination ld", -4, 'U', 3, 3, true, 3, true, 2},
-        {"tr source null", -5, 'L', 2, 2, false, 2, true, 2},
-        {"tr source ld", -6, 'U', 2, 2, true, 1, true, 2},
-    };
-    for (const Row& r : rows)
-        for (bool widen : {false, true}) {
-            const auto call = [&](Api v, auto* src, auto* dst) {
-                const int k = int(v);
-                auto* s = r.src ? src : nullptr;
-                auto* d = r.dst ? dst : nullptr;
-                if constexpr (std::is_same_v<decltype(src), decltype(pub(wide.data()))>)
-                    return r.uplo ? P::lat2[k](r.uplo, r.n, s, r.lds, d, r.ldd)
-                                  : P::lag2[k](r.m, r.n, s, r.lds, d, r.ldd);
-                else
-                    return r.uplo ? P::widenTr[k](r.uplo, r.n, s, r.lds, d, r.ldd)
-                                  : P::widen[k](r.m, r.n, s, r.lds, d, r.ldd);
-            };
-            expectInfo({r.what, r.info, [&](Api v) {
-                            return widen ? call(v, pub(narrow.data()), pub(wide.data()))
-                                         : call(v, pub(wide.data()), pub(narrow.data()));
-                        }});
-        }
+    const std::string whole =
+        "-1 0 0 0 0 0 : 0; -1 1 p 1 p 1 : -1; 2 -1 p 2 p 2 : -2; "
+        "2 2 p 2 0 2 : -3; 2 2 0 2 p 1 : -4; 2 2 0 2 p 2 : -5; "
+        "2 2 p 1 p 2 : -6";
+    const std::string triangle =
+        "X 0 0 0 0 0 : 0; X 2 p 2 p 2 : -1; U -1 p 2 p 2 : -2; "
+        "l 2 0 2 0 2 : -3; U 3 p 3 p 2 : -4; L 2 0 2 p 2 : -5; "
+        "U 2 p 1 p 2 : -6";
+    expectInfos([](Api v) { return P::lag2[int(v)]; }, whole);
+    expectInfos([](Api v) { return P::widen[int(v)]; }, whole);
+    expectInfos([](Api v) { return P::lat2[int(v)]; }, triangle);
+    expectInfos([](Api v) { return P::widenTr[int(v)]; }, triangle);
 }
 
 // ---- the device flag and failed allocations --------------------------------------------------
