@@ -14,13 +14,15 @@ namespace {
 using namespace kernel_tests;
 using namespace blas_test;
 
+#define ZULI_REF_LASCL(l) [](auto... args) { LAPACK_##l##lascl(args...); }
 template <typename T>
 int refLascl(char type, int kl, int ku, Real<T> cfrom, Real<T> cto, int m, int n, T* a, int lda) {
     int info = 0;
-    pick<T>(LAPACK_slascl_base, LAPACK_dlascl_base, LAPACK_clascl_base, LAPACK_zlascl_base)(
-        &type, &kl, &ku, &cfrom, &cto, &m, &n, a, &lda, &info, 1);
+    pick<T>(ZULI_REF_LASCL(s), ZULI_REF_LASCL(d), ZULI_REF_LASCL(c), ZULI_REF_LASCL(z))(
+        &type, &kl, &ku, &cfrom, &cto, &m, &n, a, &lda, &info);
     return info;
 }
+#undef ZULI_REF_LASCL
 
 // Narrowing (double to single) and widening routines of one real/complex pair, indexed by Api.
 #define ZULI_PAIR(name, fn) \
