@@ -30,34 +30,36 @@ __global__ void MARK_LINES_k(uint64_t rows, uint64_t cols, bool alongColumns, in
 }
 
 void mark(MapKind kind, uint32_t rows, uint32_t cols, int* hits) {
-    const uint64_t r = rows, c = cols;
     switch (kind) {
         case MapKind::Map1D: {
             cudalib::Map1D map(rows * cols);
             map.setBlockSize(32);
-            cudalib::launch(MARK_1D_k<cudalib::Map1D>, map.grid(), map.block(), 0, r * c, hits);
+            cudalib::launch(MARK_1D_k<cudalib::Map1D>, map.grid(), map.block(), 0,
+                            uint64_t(rows) * cols, hits);
             break;
         }
         case MapKind::Static1D64: {
             cudalib::StaticMap1D<64> map(rows * cols);
-            cudalib::launch(MARK_1D_k<decltype(map)>, map.grid(), map.block(), 0, r * c, hits);
+            cudalib::launch(MARK_1D_k<decltype(map)>, map.grid(), map.block(), 0,
+                            uint64_t(rows) * cols, hits);
             break;
         }
         case MapKind::Map2D: {
             cudalib::Map2D map(rows, cols);
-            cudalib::launch(MARK_2D_k<cudalib::Map2D>, map.grid(), map.block(), 0, r, c, hits);
+            cudalib::launch(MARK_2D_k<cudalib::Map2D>, map.grid(), map.block(), 0, uint64_t(rows),
+                            uint64_t(cols), hits);
             break;
         }
         case MapKind::ColumnWise: {
             cudalib::StaticColumnWiseMap<256> map(rows, cols);
-            cudalib::launch(MARK_LINES_k<decltype(map)>, map.grid(), map.block(), 0, r, c, true,
-                            hits);
+            cudalib::launch(MARK_LINES_k<decltype(map)>, map.grid(), map.block(), 0, uint64_t(rows),
+                            uint64_t(cols), true, hits);
             break;
         }
         case MapKind::RowWise: {
             cudalib::StaticRowWiseMap<256> map(rows, cols);
-            cudalib::launch(MARK_LINES_k<decltype(map)>, map.grid(), map.block(), 0, r, c, false,
-                            hits);
+            cudalib::launch(MARK_LINES_k<decltype(map)>, map.grid(), map.block(), 0, uint64_t(rows),
+                            uint64_t(cols), false, hits);
             break;
         }
     }
