@@ -334,14 +334,18 @@ TYPED_TEST(BlasOps, TrmvAndTrsv) {
 // ---- rank-one updates and level 1 ---------------------------------------------------------------
 
 // ger for real data, geru (into A) and gerc (into A2) for complex data; then axpy into y, swap x
-// and y, copy y into z (laid out like x), scal z by T and (complex data) by a real factor.
+// and y, copy y into z (laid out like x), scal z by T and (complex data) by a real factor, and
+// rotate x and y with a real sine and (complex data) a complex one s: x' = c x + s y,
+// y' = c y - conj(s) x.
 TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
     using T = TypeParam;
     using R = Real<T>;
     const int m = 5, n = 4, lda = m + 1;
-    const R real = -3.0;
+    const R real = -3.0, c = 0.6, realSine = 0.8;
+    const T s = scalar<T>(0.48, -0.64);
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
+        const int inc = std::abs(incx);
         expectLikeHost<T>(
             {randomVector<T>(span(m, incx), 30), randomVector<T>(span(m, incy), 31),
              randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33),
@@ -352,79 +356,47 @@ TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
                 const auto a = cu(&kAlpha<T>);
                 EXPECT_OK(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
                     h, m, n, a, d[0], incx, d[1], incy, d[2], lda));
-                if constexpr (isComplex<T>) {
-                    EXPECT_OK(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2)(
-                        h, m, n, a, d[0], incx, d[1], incy, d[3], lda));
-                }
                 EXPECT_OK(CUBLAS(T, axpy)(h, m, a, d[0], incx, d[1], incy));
                 EXPECT_OK(CUBLAS(T, swap)(h, m, d[0], incx, d[1], incy));
                 EXPECT_OK(CUBLAS(T, copy)(h, m, d[1], incy, d[4], incx));
-                EXPECT_OK(CUBLAS(T, scal)(h, m, a, d[4], std::abs(incx)));
+                EXPECT_OK(CUBLAS(T, scal)(h, m, a, d[4], inc));
+                EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
+                    h, m, d[0], incx, d[1], incy, &c, &realSine));
                 if constexpr (isComplex<T>) {
-                    EXPECT_OK(choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, m, &real, d[4],
-                                                                                std::abs(incx)));
+                    EXPECT_OK(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2)(
+                        h, m, n, a, d[0], incx, d[1], incy, d[3], lda));
+                    EXPECT_OK(
+                        choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, m, &real, d[4], inc));
+                    EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(h, m, d[0], incx, d[1],
+                                                                            incy, &c, cu(&s)));
                 }
             },
             [&](auto p) {
                 const auto a = blasScalar(kAlpha<T>);
+                const auto rotate = [&](T sine, T conjSine) {
+                    for (int i = 0; i < m; ++i) {
+                        T& x = p[0][at(i, m, incx)];
+                        T& y = p[1][at(i, m, incy)];
+                        const T x0 = x;
+                        x = c * x0 + sine * y;
+                        y = c * y - conjSine * x0;
+                    }
+                };
                 choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru)(
                     CblasColMajor, m, n, a, p[0], incx, p[1], incy, p[2], lda);
+                std::invoke(CBLAS(T, axpy), m, a, p[0], incx, p[1], incy);
+                std::invoke(CBLAS(T, swap), m, p[0], incx, p[1], incy);
+                std::invoke(CBLAS(T, copy), m, p[1], incy, p[4], incx);
+                for (int i = 0; i < m; ++i)
+                    p[4][at(i, m, inc)] *= kAlpha<T> * (isComplex<T> ? real : R(1));
+                rotate(T(realSine), T(realSine));
                 if constexpr (isComplex<T>) {
                     choose<T>(0, 0, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, a, p[0], incx,
                                                               p[1], incy, p[3], lda);
+                    rotate(s, std::conj(s));
                 }
-                CBLAS(T, axpy)(m, a, p[0], incx, p[1], incy);
-                CBLAS(T, swap)(m, p[0], incx, p[1], incy);
-                CBLAS(T, copy)(m, p[1], incy, p[4], incx);
-                for (int i = 0; i < m; ++i)
-                    p[4][at(i, m, std::abs(incx))] *= kAlpha<T> * (isComplex<T> ? real : R(1));
             });
     }
-}
-
-// rot with a real sine for every precision and, for complex data, with a complex sine s:
-// x' = c x + s y, y' = c y - conj(s) x.
-TYPED_TEST(BlasOps, RotWithRealAndComplexSine) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const int n = 6;
-    const R c = 0.6;
-    for (bool complexSine : {false, true})
-        for (auto [incx, incy] : kIncs) {
-            if (complexSine && !isComplex<T>) continue;
-            SCOPED_TRACE(testing::Message()
-                         << "complex sine " << complexSine << " incs " << incx << "," << incy);
-            const T s = complexSine ? scalar<T>(0.48, -0.64) : T(0.8);
-            expectLikeHost<T>(
-                {randomVector<T>(span(n, incx), 40), randomVector<T>(span(n, incy), 41)},
-                tolerance<T>(1),
-                [&](auto d) {
-                    const auto h = this->handle;
-                    const R realS = std::real(s);
-                    if constexpr (isComplex<T>) {
-                        if (complexSine) {
-                            EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(
-                                h, n, d[0], incx, d[1], incy, &c, cu(&s)));
-                            return;
-                        }
-                    }
-                    EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2,
-                                        cublasZdrot_v2)(h, n, d[0], incx, d[1], incy, &c, &realS));
-                },
-                [&](auto p) {
-                    for (int i = 0; i < n; ++i) {
-                        T& x = p[0][at(i, n, incx)];
-                        T& y = p[1][at(i, n, incy)];
-                        const T x0 = x;
-                        x = c * x0 + s * y;
-                        if constexpr (isComplex<T>) {
-                            y = c * y - std::conj(s) * x0;
-                        } else {
-                            y = c * y - s * x0;
-                        }
-                    }
-                });
-        }
 }
 
 // dot (dotu, dotc), nrm2, asum and iamax into host memory; n <= 0 and, for the one-vector
