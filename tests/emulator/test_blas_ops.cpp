@@ -43,23 +43,81 @@ template <typename T>
 class BlasOps : public BlasTest {};
 TYPED_TEST_SUITE(BlasOps, Precisions);
 
-// Runs `device` on device copies of the operands (as the toolkit's pointers) and `host` on the
-// operands themselves, then compares every operand whole.
-template <typename T, typename Device, typename Host>
-void expectLikeHost(std::vector<std::vector<T>> operands, double tol, Device device, Host host) {
-    std::vector<std::unique_ptr<DeviceArray<T>>> arrays;
-    std::vector<typename Info<T>::Cuda*> d;
-    std::vector<T*> h;
-    for (auto& op : operands) {
-        arrays.push_back(std::make_unique<DeviceArray<T>>(op));
-        d.push_back(cu(arrays.back()->get()));
-        h.push_back(op.data());
+// An operand of a mirrored call, by its position among the test's operands.
+struct Operand {
+    size_t index;
+};
+constexpr Operand A{0}, B{1}, C{2}, D{3}, E{4};
+// A scalar of a mirrored call: cuBLAS reads it through its address (host pointer mode), CBLAS
+// takes its value (complex ones by address).
+template <typename S>
+struct Value {
+    S value;
+};
+
+// Host and device copies of a test's operands, on which calls are mirrored: the cuBLAS function
+// gets the handle, the device operands and the scalars' addresses; the CBLAS function gets the
+// column-major order (not for level 1), the host operands, the scalars' values and its own enums.
+// check() compares every operand whole.
+template <typename T>
+class Mirror {
+  public:
+    Mirror(cublasHandle_t handle, std::vector<std::vector<T>> operands)
+        : handle_(handle), host_(std::move(operands)) {
+        for (const auto& o : host_) device_.push_back(std::make_unique<DeviceArray<T>>(o));
     }
-    device(d);
-    host(h);
-    for (size_t i = 0; i < operands.size(); ++i)
-        EXPECT_TRUE(near(operands[i], arrays[i]->read(), tol)) << "operand " << i;
-}
+    template <typename F, typename... Args>
+    void device(F cublas, const Args&... args) {
+        EXPECT_OK(cublas(handle_, onDevice(args)...));
+    }
+    template <typename F, typename... Args>
+    void host(F cblas, const Args&... args) {
+        cblas(CblasColMajor, onHost(args)...);
+    }
+    template <typename F, typename G, typename... Args>
+    void both(F cublas, G cblas, const Args&... args) {
+        device(cublas, args...);
+        host(cblas, args...);
+    }
+    template <typename F, typename G, typename... Args>
+    void level1(F cublas, G cblas, const Args&... args) {
+        device(cublas, args...);
+        cblas(onHost(args)...);
+    }
+    T* operator[](Operand o) { return host_[o.index].data(); }
+    void check(double tol) {
+        for (size_t i = 0; i < host_.size(); ++i)
+            EXPECT_TRUE(near(host_[i], device_[i]->read(), tol)) << "operand " << i;
+    }
+
+  private:
+    auto onDevice(Operand o) { return cu(device_[o.index]->get()); }
+    template <typename S>
+    auto onDevice(const Value<S>& s) {
+        return cu(&s.value);
+    }
+    template <typename X>
+    X onDevice(X x) {
+        return x;
+    }
+    T* onHost(Operand o) { return (*this)[o]; }
+    template <typename S>
+    auto onHost(const Value<S>& s) {
+        return blasScalar(s.value);
+    }
+    template <typename X>
+    auto onHost(X x) {
+        if constexpr (std::is_enum_v<X> && !std::is_same_v<X, CBLAS_TRANSPOSE>) {
+            return toCblas(x);
+        } else {
+            return x;
+        }
+    }
+
+    cublasHandle_t handle_;
+    std::vector<std::vector<T>> host_;
+    std::vector<std::unique_ptr<DeviceArray<T>>> device_;
+};
 
 // An output operand: random, or all NaN when beta == 0 (then it must not be read). The host
 // reference, which may read it, gets zeros in the `rows` x `cols` part it writes instead.
@@ -94,21 +152,13 @@ TYPED_TEST(BlasOps, Gemm) {
         const auto [k, ta, tb, beta] = c;
         const int rowsA = ta == CUBLAS_OP_N ? m : k, rowsB = tb == CUBLAS_OP_N ? k : n;
         const int lda = rowsA + 2, ldb = rowsB + 1;
-        expectLikeHost<T>(
-            {randomVector<T>(size_t(lda) * (m + k - rowsA), 1),
-             randomVector<T>(size_t(ldb) * (k + n - rowsB), 2),
-             output<T>(size_t(ldc) * n, 3, beta)},
-            tolerance<T>(k + 1),
-            [&](auto d) {
-                EXPECT_OK(CUBLAS(T, gemm)(this->handle, ta, tb, m, n, k, cu(&kAlpha<T>), d[0], lda,
-                                          d[1], ldb, cu(&beta), d[2], ldc));
-            },
-            [&](auto p) {
-                clearIfUnread(beta, p[2], m, n, ldc);
-                std::invoke(CBLAS(T, gemm), CblasColMajor, toCblas(ta), toCblas(tb), m, n, k,
-                            blasScalar(kAlpha<T>), p[0], lda, p[1], ldb, blasScalar(beta), p[2],
-                            ldc);
-            });
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * (m + k - rowsA), 1),
+                                        randomVector<T>(size_t(ldb) * (k + n - rowsB), 2),
+                                        output<T>(size_t(ldc) * n, 3, beta)});
+        clearIfUnread(beta, mirror[C], m, n, ldc);
+        mirror.both(CUBLAS(T, gemm), CBLAS(T, gemm), ta, tb, m, n, k, Value{kAlpha<T>}, A, lda, B,
+                    ldb, Value{beta}, C, ldc);
+        mirror.check(tolerance<T>(k + 1));
     }
 }
 
@@ -121,23 +171,15 @@ TYPED_TEST(BlasOps, SymmAndHemm) {
         SCOPED_TRACE(testing::PrintToString(c));
         const auto [herm, side, uplo] = c;
         const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
-        const auto op =
+        Mirror<T> mirror(this->handle,
+                         {randomVector<T>(size_t(lda) * ka, 4), randomVector<T>(size_t(ldb) * n, 5),
+                          randomVector<T>(size_t(ldc) * n, 6)});
+        mirror.both(
             herm ? choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasChemm_v2, cublasZhemm_v2)
-                 : CUBLAS(T, symm);
-        const auto ref =
-            herm ? choose<T>(cblas_ssymm, cblas_dsymm, cblas_chemm, cblas_zhemm) : CBLAS(T, symm);
-        expectLikeHost<T>(
-            {randomVector<T>(size_t(lda) * ka, 4), randomVector<T>(size_t(ldb) * n, 5),
-             randomVector<T>(size_t(ldc) * n, 6)},
-            tolerance<T>(ka),
-            [&](auto d) {
-                EXPECT_OK(op(this->handle, side, uplo, m, n, cu(&kAlpha<T>), d[0], lda, d[1], ldb,
-                             cu(&kBeta<T>), d[2], ldc));
-            },
-            [&](auto p) {
-                ref(CblasColMajor, toCblas(side), toCblas(uplo), m, n, blasScalar(kAlpha<T>), p[0],
-                    lda, p[1], ldb, blasScalar(kBeta<T>), p[2], ldc);
-            });
+                 : CUBLAS(T, symm),
+            herm ? choose<T>(cblas_ssymm, cblas_dsymm, cblas_chemm, cblas_zhemm) : CBLAS(T, symm),
+            side, uplo, m, n, Value{kAlpha<T>}, A, lda, B, ldb, Value{kBeta<T>}, C, ldc);
+        mirror.check(tolerance<T>(ka));
     }
 }
 
@@ -146,122 +188,71 @@ TYPED_TEST(BlasOps, SymmAndHemm) {
 TYPED_TEST(BlasOps, RankKUpdates) {
     using T = TypeParam;
     const int n = 5, k = 3, ldc = n + 2;
-    const Real<T> ralpha = 0.75, rbeta = -1.5;
-    const auto a = cu(&kAlpha<T>), b = cu(&kBeta<T>);
-    const auto ha = blasScalar(kAlpha<T>), hb = blasScalar(kBeta<T>);
+    const Value<T> alpha{kAlpha<T>}, beta{kBeta<T>};
+    const Value<Real<T>> ralpha{0.75}, rbeta{-1.5};
     for (const auto& c : every(kUplos, kOps)) {
         SCOPED_TRACE(testing::PrintToString(c));
         const auto [uplo, trans] = c;
         const int rows = trans == CUBLAS_OP_N ? n : k, lda = rows + 1, ldb = rows + 3;
-        const bool symmetric = !isComplex<T> || trans != CUBLAS_OP_C;
-        const bool hermitian = isComplex<T> && trans != CUBLAS_OP_T;
-        const auto cuplo = toCblas(uplo);
-        const auto ctrans = toCblas(trans);
-        expectLikeHost<T>(
-            {randomVector<T>(size_t(lda) * (n + k - rows), 7),
-             randomVector<T>(size_t(ldb) * (n + k - rows), 8), randomVector<T>(size_t(ldc) * n, 9)},
-            tolerance<T>(4 * k),
-            [&](auto d) {
-                const auto h = this->handle;
-                if (symmetric) {
-                    EXPECT_OK(CUBLAS(T, syrk)(h, uplo, trans, n, k, a, d[0], lda, b, d[2], ldc));
-                    EXPECT_OK(CUBLAS(T, syr2k)(h, uplo, trans, n, k, a, d[0], lda, d[1], ldb, b,
-                                               d[2], ldc));
-                }
-                if constexpr (isComplex<T>) {
-                    if (!hermitian) return;
-                    EXPECT_OK(choose<T>(0, 0, cublasCherk_v2, cublasZherk_v2)(
-                        h, uplo, trans, n, k, &ralpha, d[0], lda, &rbeta, d[2], ldc));
-                    EXPECT_OK(choose<T>(0, 0, cublasCher2k_v2, cublasZher2k_v2)(
-                        h, uplo, trans, n, k, a, d[0], lda, d[1], ldb, &rbeta, d[2], ldc));
-                }
-            },
-            [&](auto p) {
-                if (symmetric) {
-                    std::invoke(CBLAS(T, syrk), CblasColMajor, cuplo, ctrans, n, k, ha, p[0], lda,
-                                hb, p[2], ldc);
-                    std::invoke(CBLAS(T, syr2k), CblasColMajor, cuplo, ctrans, n, k, ha, p[0], lda,
-                                p[1], ldb, hb, p[2], ldc);
-                }
-                if constexpr (isComplex<T>) {
-                    if (!hermitian) return;
-                    choose<T>(0, 0, cblas_cherk, cblas_zherk)(CblasColMajor, cuplo, ctrans, n, k,
-                                                              ralpha, p[0], lda, rbeta, p[2], ldc);
-                    choose<T>(0, 0, cblas_cher2k, cblas_zher2k)(CblasColMajor, cuplo, ctrans, n, k,
-                                                                ha, p[0], lda, p[1], ldb, rbeta,
-                                                                p[2], ldc);
-                }
-            });
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * (n + k - rows), 7),
+                                        randomVector<T>(size_t(ldb) * (n + k - rows), 8),
+                                        randomVector<T>(size_t(ldc) * n, 9)});
+        if (!isComplex<T> || trans != CUBLAS_OP_C) {
+            mirror.both(CUBLAS(T, syrk), CBLAS(T, syrk), uplo, trans, n, k, alpha, A, lda, beta, C,
+                        ldc);
+            mirror.both(CUBLAS(T, syr2k), CBLAS(T, syr2k), uplo, trans, n, k, alpha, A, lda, B, ldb,
+                        beta, C, ldc);
+        }
+        if constexpr (isComplex<T>) {
+            if (trans != CUBLAS_OP_T) {
+                mirror.both(choose<T>(0, 0, cublasCherk_v2, cublasZherk_v2),
+                            choose<T>(0, 0, cblas_cherk, cblas_zherk), uplo, trans, n, k, ralpha, A,
+                            lda, rbeta, C, ldc);
+                mirror.both(choose<T>(0, 0, cublasCher2k_v2, cublasZher2k_v2),
+                            choose<T>(0, 0, cblas_cher2k, cblas_zher2k), uplo, trans, n, k, alpha,
+                            A, lda, B, ldb, rbeta, C, ldc);
+            }
+        }
+        mirror.check(tolerance<T>(4 * k));
     }
 }
 
-// Per variant: trsm solves in B; trmm multiplies B into C out of place (B must stay as it was);
-// trmm given B as C multiplies in place.
+// Per variant, each on its own operands (so that the results of one cannot undo another's):
+// trsm solves in B; trmm multiplies D into C out of place (D must stay as it was) and E in place.
 TYPED_TEST(BlasOps, TrsmAndTrmm) {
     using T = TypeParam;
     const int m = 5, n = 4, ldb = m + 2, ldc = m + 3;
+    const Value<T> alpha{kAlpha<T>};
     for (const auto& c : every(kSides, kUplos, kOps, kDiags)) {
         SCOPED_TRACE(testing::PrintToString(c));
         const auto [side, uplo, trans, diag] = c;
         const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
-        const auto a = cu(&kAlpha<T>);
-        const auto args = std::tuple(CblasColMajor, toCblas(side), toCblas(uplo), toCblas(trans),
-                                     toCblas(diag), m, n, blasScalar(kAlpha<T>));
-        expectLikeHost<T>(
+        Mirror<T> mirror(
+            this->handle,
             {dominantMatrix<T>(ka, lda, 13), randomVector<T>(size_t(ldb) * n, 14),
-             randomVector<T>(size_t(ldc) * n, 15)},
-            tolerance<T>(4 * ka),
-            [&](auto d) {
-                const auto h = this->handle;
-                EXPECT_OK(
-                    CUBLAS(T, trsm)(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1], ldb));
-                EXPECT_OK(CUBLAS(T, trmm)(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1], ldb,
-                                          d[2], ldc));
-                EXPECT_OK(CUBLAS(T, trmm)(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1], ldb,
-                                          d[1], ldb));
-            },
-            [&](auto p) {
-                const auto on = [&](T* x, int ld) { return std::tuple(p[0], lda, x, ld); };
-                std::apply(CBLAS(T, trsm), std::tuple_cat(args, on(p[1], ldb)));
-                for (int j = 0; j < n; ++j)
-                    for (int i = 0; i < m; ++i) p[2][i + j * ldc] = p[1][i + j * ldb];
-                std::apply(CBLAS(T, trmm), std::tuple_cat(args, on(p[2], ldc)));
-                std::apply(CBLAS(T, trmm), std::tuple_cat(args, on(p[1], ldb)));
-            });
+             randomVector<T>(size_t(ldc) * n, 15), randomVector<T>(size_t(ldb) * n, 16),
+             randomVector<T>(size_t(ldb) * n, 17)});
+        mirror.both(CUBLAS(T, trsm), CBLAS(T, trsm), side, uplo, trans, diag, m, n, alpha, A, lda,
+                    B, ldb);
+        mirror.device(CUBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, D, ldb, C,
+                      ldc);
+        mirror.device(CUBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, E, ldb, E,
+                      ldb);
+        for (int j = 0; j < n; ++j)
+            for (int i = 0; i < m; ++i) mirror[C][i + j * ldc] = mirror[D][i + j * ldb];
+        mirror.host(CBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, C, ldc);
+        mirror.host(CBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, E, ldb);
+        mirror.check(tolerance<T>(4 * ka));
     }
 }
 
 // ---- level 2 ------------------------------------------------------------------------------------
 
-TYPED_TEST(BlasOps, Gemv) {
-    using T = TypeParam;
-    const int m = 6, n = 5, lda = m + 2;
-    for (const auto& c : every(kOps, kIncs, std::vector{kBeta<T>, T(0)})) {
-        SCOPED_TRACE(testing::PrintToString(c));
-        const auto [trans, incs, beta] = c;
-        const auto [incx, incy] = incs;
-        const int lenX = trans == CUBLAS_OP_N ? n : m, lenY = m + n - lenX;
-        expectLikeHost<T>(
-            {randomVector<T>(size_t(lda) * n, 20), randomVector<T>(span(lenX, incx), 21),
-             output<T>(span(lenY, incy), 22, beta)},
-            tolerance<T>(m),
-            [&](auto d) {
-                EXPECT_OK(CUBLAS(T, gemv)(this->handle, trans, m, n, cu(&kAlpha<T>), d[0], lda,
-                                          d[1], incx, cu(&beta), d[2], incy));
-            },
-            [&](auto p) {
-                clearIfUnread(beta, p[2], lenY, 1, 0, incy);
-                std::invoke(CBLAS(T, gemv), CblasColMajor, toCblas(trans), m, n,
-                            blasScalar(kAlpha<T>), p[0], lda, p[1], incx, blasScalar(beta), p[2],
-                            incy);
-            });
-    }
-}
-
 // The n x n matrix a symmetric (Hermitian: conjugate mirror, real diagonal) operation sees in the
 // `uplo` triangle of a.
 template <typename T>
-std::vector<T> completed(std::vector<T> a, int n, int lda, cublasFillMode_t uplo, bool herm) {
+std::vector<T> completed(const T* a0, int n, int lda, cublasFillMode_t uplo, bool herm) {
+    std::vector<T> a(a0, a0 + size_t(lda) * n);
     for (int j = 0; j < n; ++j)
         for (int i = 0; i <= j; ++i) {
             T& upper = a[i + size_t(j) * lda];
@@ -276,33 +267,39 @@ std::vector<T> completed(std::vector<T> a, int n, int lda, cublasFillMode_t uplo
     return a;
 }
 
-// symv for every precision, hemv for the complex ones, against gemv on the completed matrix.
-TYPED_TEST(BlasOps, SymvAndHemv) {
+// gemv with every transpose and increment; symv (every precision) and hemv (complex) in both
+// triangles against gemv on the completed matrix. beta == 0 leaves y unread.
+TYPED_TEST(BlasOps, GemvSymvHemv) {
     using T = TypeParam;
-    const int n = 6, lda = n + 1;
-    const auto hermitian = isComplex<T> ? std::vector{false, true} : std::vector{false};
-    for (const auto& c : every(hermitian, kUplos, kIncs, std::vector{kBeta<T>, T(0)})) {
-        SCOPED_TRACE(testing::PrintToString(c));
-        const auto [herm, uplo, incs, beta] = c;
+    const int m = 6, n = 5, lda = m + 2;
+    const Value<T> alpha{kAlpha<T>};
+    const auto kinds = isComplex<T> ? std::vector{0, 1, 2} : std::vector{0, 1};  // ge, sy, he
+    for (const auto& c : every(kinds, kOps, kUplos, kIncs, std::vector{kBeta<T>, T(0)})) {
+        const auto [kind, trans, uplo, incs, beta] = c;
         const auto [incx, incy] = incs;
-        const auto A = randomVector<T>(size_t(lda) * n, 23);
-        const auto full = completed(A, n, lda, uplo, herm);
-        const auto op =
-            herm ? choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2, cublasZhemv_v2)
-                 : CUBLAS(T, symv);
-        expectLikeHost<T>(
-            {A, randomVector<T>(span(n, incx), 24), output<T>(span(n, incy), 25, beta)},
-            tolerance<T>(n),
-            [&](auto d) {
-                EXPECT_OK(op(this->handle, uplo, n, cu(&kAlpha<T>), d[0], lda, d[1], incx,
-                             cu(&beta), d[2], incy));
-            },
-            [&](auto p) {
-                clearIfUnread(beta, p[2], n, 1, 0, incy);
-                std::invoke(CBLAS(T, gemv), CblasColMajor, CblasNoTrans, n, n,
-                            blasScalar(kAlpha<T>), full.data(), lda, p[1], incx, blasScalar(beta),
-                            p[2], incy);
-            });
+        // The general matrix has no triangle; the symmetric ones have no transpose.
+        if (kind == 0 ? uplo != CUBLAS_FILL_MODE_LOWER : trans != CUBLAS_OP_N) continue;
+        SCOPED_TRACE(testing::PrintToString(c));
+        const int rows = kind == 0 ? m : n;
+        const int lenX = trans == CUBLAS_OP_N ? n : rows, lenY = rows + n - lenX;
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * n, 20),
+                                        randomVector<T>(span(lenX, incx), 21),
+                                        output<T>(span(lenY, incy), 22, beta)});
+        const auto full = kind == 0 ? std::vector<T>(mirror[A], mirror[A] + size_t(lda) * n)
+                                    : completed(mirror[A], n, lda, uplo, kind == 2);
+        if (kind == 0) {
+            mirror.device(CUBLAS(T, gemv), trans, m, n, alpha, A, lda, B, incx, Value{beta}, C,
+                          incy);
+        } else {
+            mirror.device(kind == 2 ? choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2,
+                                                cublasZhemv_v2)
+                                    : CUBLAS(T, symv),
+                          uplo, n, alpha, A, lda, B, incx, Value{beta}, C, incy);
+        }
+        clearIfUnread(beta, mirror[C], lenY, 1, 0, incy);
+        mirror.host(CBLAS(T, gemv), trans, rows, n, alpha, full.data(), lda, B, incx, Value{beta},
+                    C, incy);
+        mirror.check(tolerance<T>(m));
     }
 }
 
@@ -313,21 +310,12 @@ TYPED_TEST(BlasOps, TrmvAndTrsv) {
     for (const auto& c : every(kUplos, kOps, kDiags, std::vector{1, -2})) {
         SCOPED_TRACE(testing::PrintToString(c));
         const auto [uplo, trans, diag, incx] = c;
-        const auto args =
-            std::tuple(CblasColMajor, toCblas(uplo), toCblas(trans), toCblas(diag), n);
-        expectLikeHost<T>(
-            {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
-             randomVector<T>(span(n, incx), 30)},
-            tolerance<T>(n),
-            [&](auto d) {
-                const auto h = this->handle;
-                EXPECT_OK(CUBLAS(T, trmv)(h, uplo, trans, diag, n, d[0], lda, d[1], incx));
-                EXPECT_OK(CUBLAS(T, trsv)(h, uplo, trans, diag, n, d[0], lda, d[2], incx));
-            },
-            [&](auto p) {
-                std::apply(CBLAS(T, trmv), std::tuple_cat(args, std::tuple(p[0], lda, p[1], incx)));
-                std::apply(CBLAS(T, trsv), std::tuple_cat(args, std::tuple(p[0], lda, p[2], incx)));
-            });
+        Mirror<T> mirror(this->handle,
+                         {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
+                          randomVector<T>(span(n, incx), 30)});
+        mirror.both(CUBLAS(T, trmv), CBLAS(T, trmv), uplo, trans, diag, n, A, lda, B, incx);
+        mirror.both(CUBLAS(T, trsv), CBLAS(T, trsv), uplo, trans, diag, n, A, lda, C, incx);
+        mirror.check(tolerance<T>(n));
     }
 }
 
@@ -341,61 +329,48 @@ TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
     using T = TypeParam;
     using R = Real<T>;
     const int m = 5, n = 4, lda = m + 1;
+    const Value<T> alpha{kAlpha<T>};
     const R real = -3.0, c = 0.6, realSine = 0.8;
     const T s = scalar<T>(0.48, -0.64);
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
         const int inc = std::abs(incx);
-        expectLikeHost<T>(
+        Mirror<T> mirror(
+            this->handle,
             {randomVector<T>(span(m, incx), 30), randomVector<T>(span(m, incy), 31),
              randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33),
-             randomVector<T>(span(m, incx), 35)},
-            tolerance<T>(1),
-            [&](auto d) {
-                const auto h = this->handle;
-                const auto a = cu(&kAlpha<T>);
-                EXPECT_OK(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
-                    h, m, n, a, d[0], incx, d[1], incy, d[2], lda));
-                EXPECT_OK(CUBLAS(T, axpy)(h, m, a, d[0], incx, d[1], incy));
-                EXPECT_OK(CUBLAS(T, swap)(h, m, d[0], incx, d[1], incy));
-                EXPECT_OK(CUBLAS(T, copy)(h, m, d[1], incy, d[4], incx));
-                EXPECT_OK(CUBLAS(T, scal)(h, m, a, d[4], inc));
-                EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
-                    h, m, d[0], incx, d[1], incy, &c, &realSine));
-                if constexpr (isComplex<T>) {
-                    EXPECT_OK(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2)(
-                        h, m, n, a, d[0], incx, d[1], incy, d[3], lda));
-                    EXPECT_OK(
-                        choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, m, &real, d[4], inc));
-                    EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(h, m, d[0], incx, d[1],
-                                                                            incy, &c, cu(&s)));
-                }
-            },
-            [&](auto p) {
-                const auto a = blasScalar(kAlpha<T>);
-                const auto rotate = [&](T sine, T conjSine) {
-                    for (int i = 0; i < m; ++i) {
-                        T& x = p[0][at(i, m, incx)];
-                        T& y = p[1][at(i, m, incy)];
-                        const T x0 = x;
-                        x = c * x0 + sine * y;
-                        y = c * y - conjSine * x0;
-                    }
-                };
-                choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru)(
-                    CblasColMajor, m, n, a, p[0], incx, p[1], incy, p[2], lda);
-                std::invoke(CBLAS(T, axpy), m, a, p[0], incx, p[1], incy);
-                std::invoke(CBLAS(T, swap), m, p[0], incx, p[1], incy);
-                std::invoke(CBLAS(T, copy), m, p[1], incy, p[4], incx);
-                for (int i = 0; i < m; ++i)
-                    p[4][at(i, m, inc)] *= kAlpha<T> * (isComplex<T> ? real : R(1));
-                rotate(T(realSine), T(realSine));
-                if constexpr (isComplex<T>) {
-                    choose<T>(0, 0, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, a, p[0], incx,
-                                                              p[1], incy, p[3], lda);
-                    rotate(s, std::conj(s));
-                }
-            });
+             randomVector<T>(span(m, incx), 35)});
+        const auto [x, y, z] = std::tuple(A, B, E);
+        const auto rotate = [&](T sine, T conjSine) {
+            for (int i = 0; i < m; ++i) {
+                T& xi = mirror[x][at(i, m, incx)];
+                T& yi = mirror[y][at(i, m, incy)];
+                const T x0 = xi;
+                xi = c * x0 + sine * yi;
+                yi = c * yi - conjSine * x0;
+            }
+        };
+        mirror.both(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2),
+                    choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru), m, n, alpha, x,
+                    incx, y, incy, C, lda);
+        mirror.level1(CUBLAS(T, axpy), CBLAS(T, axpy), m, alpha, x, incx, y, incy);
+        mirror.level1(CUBLAS(T, swap), CBLAS(T, swap), m, x, incx, y, incy);
+        mirror.level1(CUBLAS(T, copy), CBLAS(T, copy), m, y, incy, z, incx);
+        mirror.level1(CUBLAS(T, scal), CBLAS(T, scal), m, alpha, z, inc);
+        mirror.device(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2), m, x,
+                      incx, y, incy, Value{c}, Value{realSine});
+        rotate(T(realSine), T(realSine));
+        if constexpr (isComplex<T>) {
+            mirror.both(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2),
+                        choose<T>(0, 0, cblas_cgerc, cblas_zgerc), m, n, alpha, x, incx, y, incy, D,
+                        lda);
+            mirror.level1(choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2),
+                          choose<T>(0, 0, cblas_csscal, cblas_zdscal), m, Value{real}, z, inc);
+            mirror.device(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2), m, x, incx, y, incy,
+                          Value{c}, Value{s});
+            rotate(s, std::conj(s));
+        }
+        mirror.check(tolerance<T>(1));
     }
 }
 
