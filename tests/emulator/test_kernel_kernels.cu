@@ -221,9 +221,8 @@ TEST_F(KernelExecution, BlockReductionThroughTheLaunchPath) {
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
 }
 
-// In reporting mode a divergent barrier is one violation per grid and the sticky launch failure,
-// and the grid still runs to its end; a barrier outside any kernel is a violation too. In strict
-// mode it aborts.
+// In reporting mode a divergent barrier is one violation per grid (of two blocks) and the sticky
+// launch failure; a barrier outside any kernel is a violation too. In strict mode it aborts.
 TEST_F(KernelExecution, DivergentBarriersAreReported) {
     const std::pair<int, unsigned> kindsAndThreads[] = {{0, 1024}, {1, 4}, {2, 8}};
     for (auto [kind, threads] : kindsAndThreads) {
@@ -243,8 +242,8 @@ TEST_F(KernelExecution, DivergentBarriersAreReported) {
                  "divergent __syncthreads");
 }
 
-// The kernels' complex square root and modulus against the standard library: exact halves,
-// branch cuts, both ends of the exponent range (subnormal results allow one unit of spacing).
+// The kernels' complex square root and modulus against the standard library: the branch cut and
+// signed zeros, both ends of the exponent range (subnormal results allow one unit of spacing).
 TEST_F(KernelExecution, ComplexSquareRootAndModulus) {
     const double big = 1e300, tiny = 1e-310;
     const std::vector<zuli::Complex<double>> z = {
