@@ -4,6 +4,7 @@
 // is compared whole, inputs included.
 #include "test_blas_support.h"
 
+#include <functional>
 #include <memory>
 
 namespace blastest {
@@ -23,245 +24,235 @@ const T kBeta = scalar<T>(-0.75, 0.25);
 
 #define EXPECT_OK(call) EXPECT_EQ((call), CUBLAS_STATUS_SUCCESS)
 
+// Every combination of one value of each list, as tuples.
+template <typename List>
+auto every(const List& list) {
+    std::vector<std::tuple<std::decay_t<decltype(*std::begin(list))>>> out;
+    for (const auto& x : list) out.emplace_back(x);
+    return out;
+}
+template <typename List, typename... Rest>
+auto every(const List& list, const Rest&... rest) {
+    std::vector<decltype(std::tuple_cat(every(list)[0], every(rest...)[0]))> out;
+    for (const auto& x : every(list))
+        for (const auto& r : every(rest...)) out.push_back(std::tuple_cat(x, r));
+    return out;
+}
+
 template <typename T>
 class BlasOps : public BlasTest {};
 TYPED_TEST_SUITE(BlasOps, Precisions);
 
-// Runs `device` on device copies of the operands (as the toolkit's pointers) and `host` on the
-// operands themselves, then compares every operand whole.
-template <typename T, typename Device, typename Host>
-void expectLikeHost(std::vector<std::vector<T>> operands, double tol, Device device, Host host) {
-    std::vector<std::unique_ptr<DeviceArray<T>>> arrays;
-    std::vector<typename Info<T>::Cuda*> d;
-    std::vector<T*> h;
-    for (auto& op : operands) {
-        arrays.push_back(std::make_unique<DeviceArray<T>>(op));
-        d.push_back(cu(arrays.back()->get()));
-        h.push_back(op.data());
-    }
-    device(d);
-    host(h);
-    for (size_t i = 0; i < operands.size(); ++i) {
-        EXPECT_TRUE(near(operands[i], arrays[i]->read(), tol)) << "operand " << i;
-    }
-}
+// An operand of a mirrored call, by its position among the test's operands.
+struct Operand {
+    size_t index;
+};
+constexpr Operand A{0}, B{1}, C{2}, D{3}, E{4};
+// A scalar of a mirrored call: cuBLAS reads it through its address (host pointer mode), CBLAS
+// takes its value (complex ones by address).
+template <typename S>
+struct Value {
+    S value;
+};
 
-// An output operand: random, or all NaN when beta == 0 (then it must not be read).
+// Host and device copies of a test's operands, on which calls are mirrored: the cuBLAS function
+// gets the handle, the device operands and the scalars' addresses; the CBLAS function gets the
+// column-major order (not for level 1), the host operands, the scalars' values and its own enums.
+// check() compares every operand whole.
+template <typename T>
+class Mirror {
+  public:
+    Mirror(cublasHandle_t handle, std::vector<std::vector<T>> operands)
+        : handle_(handle), host_(std::move(operands)) {
+        for (const auto& o : host_) device_.push_back(std::make_unique<DeviceArray<T>>(o));
+    }
+    template <typename F, typename... Args>
+    void device(F cublas, const Args&... args) {
+        EXPECT_OK(cublas(handle_, onDevice(args)...));
+    }
+    template <typename F, typename... Args>
+    void host(F cblas, const Args&... args) {
+        cblas(CblasColMajor, onHost(args)...);
+    }
+    template <typename F, typename G, typename... Args>
+    void both(F cublas, G cblas, const Args&... args) {
+        device(cublas, args...);
+        host(cblas, args...);
+    }
+    template <typename F, typename G, typename... Args>
+    void level1(F cublas, G cblas, const Args&... args) {
+        device(cublas, args...);
+        cblas(onHost(args)...);
+    }
+    T* operator[](Operand o) { return host_[o.index].data(); }
+    void check(double tol) {
+        for (size_t i = 0; i < host_.size(); ++i)
+            EXPECT_TRUE(near(host_[i], device_[i]->read(), tol)) << "operand " << i;
+    }
+
+  private:
+    auto onDevice(Operand o) { return cu(device_[o.index]->get()); }
+    template <typename S>
+    auto onDevice(const Value<S>& s) {
+        return cu(&s.value);
+    }
+    template <typename X>
+    X onDevice(X x) {
+        return x;
+    }
+    T* onHost(Operand o) { return (*this)[o]; }
+    template <typename S>
+    auto onHost(const Value<S>& s) {
+        return blasScalar(s.value);
+    }
+    template <typename X>
+    auto onHost(X x) {
+        if constexpr (std::is_enum_v<X> && !std::is_same_v<X, CBLAS_TRANSPOSE>) {
+            return toCblas(x);
+        } else {
+            return x;
+        }
+    }
+
+    cublasHandle_t handle_;
+    std::vector<std::vector<T>> host_;
+    std::vector<std::unique_ptr<DeviceArray<T>>> device_;
+};
+
+// An output operand: random, or all NaN when beta == 0 (then it must not be read). The host
+// reference, which may read it, gets zeros in the `rows` x `cols` part it writes instead.
 template <typename T>
 std::vector<T> output(size_t n, unsigned seed, T beta) {
     if (beta != T(0)) return randomVector<T>(n, seed);
     return std::vector<T>(n, T(std::numeric_limits<Real<T>>::quiet_NaN()));
 }
+template <typename T>
+void clearIfUnread(T beta, T* c, int rows, int cols, int ld, int inc = 1) {
+    for (int j = 0; beta == T(0) && j < cols; ++j)
+        for (int i = 0; i < rows; ++i) c[at(i, rows, inc) + size_t(j) * ld] = T(0);
+}
+
+// A column-major n x n matrix of random entries with a dominant diagonal (well conditioned as a
+// triangular matrix), leading dimension ld.
+template <typename T>
+std::vector<T> dominantMatrix(int n, int ld, unsigned seed) {
+    std::vector<T> a = randomVector<T>(size_t(ld) * n, seed);
+    for (int i = 0; i < n; ++i) a[i + size_t(i) * ld] += T(Real<T>(n + 2));
+    return a;
+}
 
 // ---- level 3 ------------------------------------------------------------------------------------
 
-TYPED_TEST(BlasOps, GemmEveryTransposePairAndZeroBeta) {
+// Every transpose pair, beta zero or not, and an empty inner dimension (C scaled by beta).
+TYPED_TEST(BlasOps, Gemm) {
     using T = TypeParam;
-    const auto h = this->handle;
-    const int m = 7, n = 5, k = 6, ldc = m + 3;
-    for (auto ta : kOps)
-        for (auto tb : kOps)
-            for (T beta : {kBeta<T>, T(0)}) {
-                SCOPED_TRACE(testing::Message()
-                             << "transa " << ta << " transb " << tb << " beta " << beta);
-                const int rowsA = ta == CUBLAS_OP_N ? m : k, rowsB = tb == CUBLAS_OP_N ? k : n;
-                const int lda = rowsA + 2, ldb = rowsB + 1;
-                expectLikeHost<T>(
-                    {randomVector<T>(size_t(lda) * (m + k - rowsA), 1),
-                     randomVector<T>(size_t(ldb) * (k + n - rowsB), 2),
-                     output<T>(size_t(ldc) * n, 3, beta)},
-                    tolerance<T>(k),
-                    [&](auto d) {
-                        EXPECT_OK(choose<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2,
-                                            cublasZgemm_v2)(h, ta, tb, m, n, k, cu(&kAlpha<T>),
-                                                            d[0], lda, d[1], ldb, cu(&beta), d[2],
-                                                            ldc));
-                    },
-                    [&](auto p) {
-                        for (int j = 0; beta == T(0) && j < n; ++j)
-                            for (int i = 0; i < m; ++i) p[2][i + j * ldc] = T(0);
-                        choose<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
-                            CblasColMajor, toCblas(ta), toCblas(tb), m, n, k, blasScalar(kAlpha<T>),
-                            p[0], lda, p[1], ldb, blasScalar(beta), p[2], ldc);
-                    });
-            }
+    const int m = 7, n = 5, ldc = m + 3;
+    for (const auto& c : every(std::vector{6, 0}, kOps, kOps, std::vector{kBeta<T>, T(0)})) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [k, ta, tb, beta] = c;
+        const int rowsA = ta == CUBLAS_OP_N ? m : k, rowsB = tb == CUBLAS_OP_N ? k : n;
+        const int lda = rowsA + 2, ldb = rowsB + 1;
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * (m + k - rowsA), 1),
+                                        randomVector<T>(size_t(ldb) * (k + n - rowsB), 2),
+                                        output<T>(size_t(ldc) * n, 3, beta)});
+        clearIfUnread(beta, mirror[C], m, n, ldc);
+        mirror.both(CUBLAS(T, gemm), CBLAS(T, gemm), ta, tb, m, n, k, Value{kAlpha<T>}, A, lda, B,
+                    ldb, Value{beta}, C, ldc);
+        mirror.check(tolerance<T>(k + 1));
+    }
 }
 
 // symm for every precision, hemm for the complex ones: both sides, both triangles.
-TYPED_TEST(BlasOps, SymmAndHemmBothSidesAndTriangles) {
+TYPED_TEST(BlasOps, SymmAndHemm) {
     using T = TypeParam;
-    const auto h = this->handle;
     const int m = 6, n = 4, ldb = m + 2, ldc = m + 1;
-    for (bool herm : {false, true})
-        for (auto side : kSides)
-            for (auto uplo : kUplos) {
-                if (herm && !isComplex<T>) continue;
-                SCOPED_TRACE(testing::Message()
-                             << "hermitian " << herm << " side " << side << " uplo " << uplo);
-                const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
-                const auto op =
-                    herm
-                        ? choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasChemm_v2, cublasZhemm_v2)
-                        : choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasCsymm_v2, cublasZsymm_v2);
-                const auto ref =
-                    herm ? choose<T>(cblas_ssymm, cblas_dsymm, cblas_chemm, cblas_zhemm)
-                         : choose<T>(cblas_ssymm, cblas_dsymm, cblas_csymm, cblas_zsymm);
-                expectLikeHost<T>(
-                    {randomVector<T>(size_t(lda) * ka, 4), randomVector<T>(size_t(ldb) * n, 5),
-                     randomVector<T>(size_t(ldc) * n, 6)},
-                    tolerance<T>(ka),
-                    [&](auto d) {
-                        EXPECT_OK(op(h, side, uplo, m, n, cu(&kAlpha<T>), d[0], lda, d[1], ldb,
-                                     cu(&kBeta<T>), d[2], ldc));
-                    },
-                    [&](auto p) {
-                        ref(CblasColMajor, toCblas(side), toCblas(uplo), m, n,
-                            blasScalar(kAlpha<T>), p[0], lda, p[1], ldb, blasScalar(kBeta<T>), p[2],
-                            ldc);
-                    });
-            }
+    const auto hermitian = isComplex<T> ? std::vector{false, true} : std::vector{false};
+    for (const auto& c : every(hermitian, kSides, kUplos)) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [herm, side, uplo] = c;
+        const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
+        Mirror<T> mirror(this->handle,
+                         {randomVector<T>(size_t(lda) * ka, 4), randomVector<T>(size_t(ldb) * n, 5),
+                          randomVector<T>(size_t(ldc) * n, 6)});
+        mirror.both(
+            herm ? choose<T>(cublasSsymm_v2, cublasDsymm_v2, cublasChemm_v2, cublasZhemm_v2)
+                 : CUBLAS(T, symm),
+            herm ? choose<T>(cblas_ssymm, cblas_dsymm, cblas_chemm, cblas_zhemm) : CBLAS(T, symm),
+            side, uplo, m, n, Value{kAlpha<T>}, A, lda, B, ldb, Value{kBeta<T>}, C, ldc);
+        mirror.check(tolerance<T>(ka));
+    }
 }
 
 // syrk then syr2k on one C, and for complex data herk then her2k: complex symmetric updates take
 // no conjugate transpose, Hermitian ones no plain transpose, real ones read C as T.
-TYPED_TEST(BlasOps, RankKUpdatesEveryTriangleAndTranspose) {
+TYPED_TEST(BlasOps, RankKUpdates) {
     using T = TypeParam;
-    using R = Real<T>;
-    const auto h = this->handle;
     const int n = 5, k = 3, ldc = n + 2;
-    const R ralpha = 0.75, rbeta = -1.5;
-    for (auto uplo : kUplos)
-        for (auto trans : kOps) {
-            SCOPED_TRACE(testing::Message() << "uplo " << uplo << " trans " << trans);
-            const int rows = trans == CUBLAS_OP_N ? n : k, lda = rows + 1, ldb = rows + 3;
-            const bool symmetric = !isComplex<T> || trans != CUBLAS_OP_C;
-            const bool hermitian = isComplex<T> && trans != CUBLAS_OP_T;
-            const auto cuplo = toCblas(uplo);
-            const auto ctrans = toCblas(trans);
-            expectLikeHost<T>(
-                {randomVector<T>(size_t(lda) * (n + k - rows), 7),
-                 randomVector<T>(size_t(ldb) * (n + k - rows), 8),
-                 randomVector<T>(size_t(ldc) * n, 9)},
-                tolerance<T>(4 * k),
-                [&](auto d) {
-                    if (symmetric) {
-                        EXPECT_OK(choose<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCsyrk_v2,
-                                            cublasZsyrk_v2)(h, uplo, trans, n, k, cu(&kAlpha<T>),
-                                                            d[0], lda, cu(&kBeta<T>), d[2], ldc));
-                        EXPECT_OK(choose<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2,
-                                            cublasZsyr2k_v2)(h, uplo, trans, n, k, cu(&kAlpha<T>),
-                                                             d[0], lda, d[1], ldb, cu(&kBeta<T>),
-                                                             d[2], ldc));
-                    }
-                    if constexpr (isComplex<T>) {
-                        if (!hermitian) return;
-                        EXPECT_OK(choose<T>(0, 0, cublasCherk_v2, cublasZherk_v2)(
-                            h, uplo, trans, n, k, &ralpha, d[0], lda, &rbeta, d[2], ldc));
-                        EXPECT_OK(choose<T>(0, 0, cublasCher2k_v2, cublasZher2k_v2)(
-                            h, uplo, trans, n, k, cu(&kAlpha<T>), d[0], lda, d[1], ldb, &rbeta,
-                            d[2], ldc));
-                    }
-                },
-                [&](auto p) {
-                    if (symmetric) {
-                        choose<T>(cblas_ssyrk, cblas_dsyrk, cblas_csyrk, cblas_zsyrk)(
-                            CblasColMajor, cuplo, ctrans, n, k, blasScalar(kAlpha<T>), p[0], lda,
-                            blasScalar(kBeta<T>), p[2], ldc);
-                        choose<T>(cblas_ssyr2k, cblas_dsyr2k, cblas_csyr2k, cblas_zsyr2k)(
-                            CblasColMajor, cuplo, ctrans, n, k, blasScalar(kAlpha<T>), p[0], lda,
-                            p[1], ldb, blasScalar(kBeta<T>), p[2], ldc);
-                    }
-                    if constexpr (isComplex<T>) {
-                        if (!hermitian) return;
-                        choose<T>(0, 0, cblas_cherk, cblas_zherk)(CblasColMajor, cuplo, ctrans, n,
-                                                                  k, ralpha, p[0], lda, rbeta, p[2],
-                                                                  ldc);
-                        choose<T>(0, 0, cblas_cher2k, cblas_zher2k)(CblasColMajor, cuplo, ctrans, n,
-                                                                    k, &kAlpha<T>, p[0], lda, p[1],
-                                                                    ldb, rbeta, p[2], ldc);
-                    }
-                });
+    const Value<T> alpha{kAlpha<T>}, beta{kBeta<T>};
+    const Value<Real<T>> ralpha{0.75}, rbeta{-1.5};
+    for (const auto& c : every(kUplos, kOps)) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [uplo, trans] = c;
+        const int rows = trans == CUBLAS_OP_N ? n : k, lda = rows + 1, ldb = rows + 3;
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * (n + k - rows), 7),
+                                        randomVector<T>(size_t(ldb) * (n + k - rows), 8),
+                                        randomVector<T>(size_t(ldc) * n, 9)});
+        if (!isComplex<T> || trans != CUBLAS_OP_C) {
+            mirror.both(CUBLAS(T, syrk), CBLAS(T, syrk), uplo, trans, n, k, alpha, A, lda, beta, C,
+                        ldc);
+            mirror.both(CUBLAS(T, syr2k), CBLAS(T, syr2k), uplo, trans, n, k, alpha, A, lda, B, ldb,
+                        beta, C, ldc);
         }
+        if constexpr (isComplex<T>) {
+            if (trans != CUBLAS_OP_T) {
+                mirror.both(choose<T>(0, 0, cublasCherk_v2, cublasZherk_v2),
+                            choose<T>(0, 0, cblas_cherk, cblas_zherk), uplo, trans, n, k, ralpha, A,
+                            lda, rbeta, C, ldc);
+                mirror.both(choose<T>(0, 0, cublasCher2k_v2, cublasZher2k_v2),
+                            choose<T>(0, 0, cblas_cher2k, cblas_zher2k), uplo, trans, n, k, alpha,
+                            A, lda, B, ldb, rbeta, C, ldc);
+            }
+        }
+        mirror.check(tolerance<T>(4 * k));
+    }
 }
 
-// Per variant: trsm solves in B; trmm multiplies B into C out of place (B must stay as it was);
-// trmm given B as C multiplies in place.
-TYPED_TEST(BlasOps, TrsmAndTrmmEveryVariant) {
+// Per variant, each on its own operands (so that the results of one cannot undo another's):
+// trsm solves in B; trmm multiplies D into C out of place (D must stay as it was) and E in place.
+TYPED_TEST(BlasOps, TrsmAndTrmm) {
     using T = TypeParam;
-    const auto h = this->handle;
     const int m = 5, n = 4, ldb = m + 2, ldc = m + 3;
-    const auto trmm = choose<T>(cublasStrmm_v2, cublasDtrmm_v2, cublasCtrmm_v2, cublasZtrmm_v2);
-    const auto trmmRef = choose<T>(cblas_strmm, cblas_dtrmm, cblas_ctrmm, cblas_ztrmm);
-    for (auto side : kSides)
-        for (auto uplo : kUplos)
-            for (auto trans : kOps)
-                for (auto diag : kDiags) {
-                    SCOPED_TRACE(testing::Message() << "side " << side << " uplo " << uplo
-                                                    << " trans " << trans << " diag " << diag);
-                    const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
-                    const auto a = cu(&kAlpha<T>);
-                    const auto blasArgs =
-                        std::tuple(CblasColMajor, toCblas(side), toCblas(uplo), toCblas(trans),
-                                   toCblas(diag), m, n, blasScalar(kAlpha<T>));
-                    expectLikeHost<T>(
-                        {dominantMatrix<T>(ka, lda, 13), randomVector<T>(size_t(ldb) * n, 14),
-                         randomVector<T>(size_t(ldc) * n, 15)},
-                        tolerance<T>(4 * ka),
-                        [&](auto d) {
-                            EXPECT_OK(choose<T>(cublasStrsm_v2, cublasDtrsm_v2, cublasCtrsm_v2,
-                                                cublasZtrsm_v2)(h, side, uplo, trans, diag, m, n, a,
-                                                                d[0], lda, d[1], ldb));
-                            EXPECT_OK(trmm(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1],
-                                           ldb, d[2], ldc));
-                            EXPECT_OK(trmm(h, side, uplo, trans, diag, m, n, a, d[0], lda, d[1],
-                                           ldb, d[1], ldb));
-                        },
-                        [&](auto p) {
-                            std::apply(
-                                choose<T>(cblas_strsm, cblas_dtrsm, cblas_ctrsm, cblas_ztrsm),
-                                std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[1], ldb)));
-                            for (int j = 0; j < n; ++j)
-                                for (int i = 0; i < m; ++i) p[2][i + j * ldc] = p[1][i + j * ldb];
-                            std::apply(trmmRef,
-                                       std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[2], ldc)));
-                            std::apply(trmmRef,
-                                       std::tuple_cat(blasArgs, std::tuple(p[0], lda, p[1], ldb)));
-                        });
-                }
+    const Value<T> alpha{kAlpha<T>};
+    for (const auto& c : every(kSides, kUplos, kOps, kDiags)) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [side, uplo, trans, diag] = c;
+        const int ka = side == CUBLAS_SIDE_LEFT ? m : n, lda = ka + 1;
+        Mirror<T> mirror(
+            this->handle,
+            {dominantMatrix<T>(ka, lda, 13), randomVector<T>(size_t(ldb) * n, 14),
+             randomVector<T>(size_t(ldc) * n, 15), randomVector<T>(size_t(ldb) * n, 16),
+             randomVector<T>(size_t(ldb) * n, 17)});
+        mirror.both(CUBLAS(T, trsm), CBLAS(T, trsm), side, uplo, trans, diag, m, n, alpha, A, lda,
+                    B, ldb);
+        mirror.device(CUBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, D, ldb, C,
+                      ldc);
+        mirror.device(CUBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, E, ldb, E,
+                      ldb);
+        for (int j = 0; j < n; ++j)
+            for (int i = 0; i < m; ++i) mirror[C][i + j * ldc] = mirror[D][i + j * ldb];
+        mirror.host(CBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, C, ldc);
+        mirror.host(CBLAS(T, trmm), side, uplo, trans, diag, m, n, alpha, A, lda, E, ldb);
+        mirror.check(tolerance<T>(4 * ka));
+    }
 }
 
 // ---- level 2 ------------------------------------------------------------------------------------
 
-TYPED_TEST(BlasOps, GemvEveryTransposeAndIncrement) {
-    using T = TypeParam;
-    const auto h = this->handle;
-    const int m = 6, n = 5, lda = m + 2;
-    for (auto trans : kOps)
-        for (auto [incx, incy] : kIncs) {
-            SCOPED_TRACE(testing::Message()
-                         << "trans " << trans << " incs " << incx << "," << incy);
-            const int lenX = trans == CUBLAS_OP_N ? n : m, lenY = m + n - lenX;
-            expectLikeHost<T>(
-                {randomVector<T>(size_t(lda) * n, 20), randomVector<T>(span(lenX, incx), 21),
-                 randomVector<T>(span(lenY, incy), 22)},
-                tolerance<T>(m),
-                [&](auto d) {
-                    EXPECT_OK(choose<T>(cublasSgemv_v2, cublasDgemv_v2, cublasCgemv_v2,
-                                        cublasZgemv_v2)(h, trans, m, n, cu(&kAlpha<T>), d[0], lda,
-                                                        d[1], incx, cu(&kBeta<T>), d[2], incy));
-                },
-                [&](auto p) {
-                    choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
-                        CblasColMajor, toCblas(trans), m, n, blasScalar(kAlpha<T>), p[0], lda, p[1],
-                        incx, blasScalar(kBeta<T>), p[2], incy);
-                });
-        }
-}
-
 // The n x n matrix a symmetric (Hermitian: conjugate mirror, real diagonal) operation sees in the
 // `uplo` triangle of a.
 template <typename T>
-std::vector<T> completed(std::vector<T> a, int n, int lda, cublasFillMode_t uplo, bool herm) {
+std::vector<T> completed(const T* a0, int n, int lda, cublasFillMode_t uplo, bool herm) {
+    std::vector<T> a(a0, a0 + size_t(lda) * n);
     for (int j = 0; j < n; ++j)
         for (int i = 0; i <= j; ++i) {
             T& upper = a[i + size_t(j) * lda];
@@ -276,206 +267,111 @@ std::vector<T> completed(std::vector<T> a, int n, int lda, cublasFillMode_t uplo
     return a;
 }
 
-// symv for every precision (a plain loop for complex data, which CBLAS lacks), hemv for the
-// complex ones, against gemv on the completed matrix. beta == 0 leaves y unread.
-TYPED_TEST(BlasOps, SymvAndHemvBothTrianglesIncrementsAndZeroBeta) {
+// gemv with every transpose and increment; symv (every precision) and hemv (complex) in both
+// triangles against gemv on the completed matrix. beta == 0 leaves y unread.
+TYPED_TEST(BlasOps, GemvSymvHemv) {
     using T = TypeParam;
-    const auto h = this->handle;
-    const int n = 6, lda = n + 1;
-    for (bool herm : {false, true})
-        for (auto uplo : kUplos)
-            for (auto [incx, incy] : kIncs)
-                for (T beta : {kBeta<T>, T(0)}) {
-                    if (herm && !isComplex<T>) continue;
-                    SCOPED_TRACE(testing::Message()
-                                 << "hermitian " << herm << " uplo " << uplo << " incs " << incx
-                                 << "," << incy << " beta " << beta);
-                    const auto A = randomVector<T>(size_t(lda) * n, 23);
-                    const auto full = completed(A, n, lda, uplo, herm);
-                    const auto op = herm ? choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2,
-                                                     cublasZhemv_v2)
-                                         : choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasCsymv_v2,
-                                                     cublasZsymv_v2);
-                    expectLikeHost<T>(
-                        {A, randomVector<T>(span(n, incx), 24), output<T>(span(n, incy), 25, beta)},
-                        tolerance<T>(n),
-                        [&](auto d) {
-                            EXPECT_OK(op(h, uplo, n, cu(&kAlpha<T>), d[0], lda, d[1], incx,
-                                         cu(&beta), d[2], incy));
-                        },
-                        [&](auto p) {
-                            for (int i = 0; beta == T(0) && i < n; ++i) p[2][at(i, n, incy)] = 0;
-                            choose<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
-                                CblasColMajor, CblasNoTrans, n, n, blasScalar(kAlpha<T>),
-                                full.data(), lda, p[1], incx, blasScalar(beta), p[2], incy);
-                        });
-                }
+    const int m = 6, n = 5, lda = m + 2;
+    const Value<T> alpha{kAlpha<T>};
+    const auto kinds = isComplex<T> ? std::vector{0, 1, 2} : std::vector{0, 1};  // ge, sy, he
+    for (const auto& c : every(kinds, kOps, kUplos, kIncs, std::vector{kBeta<T>, T(0)})) {
+        const auto [kind, trans, uplo, incs, beta] = c;
+        const auto [incx, incy] = incs;
+        // The general matrix has no triangle; the symmetric ones have no transpose.
+        if (kind == 0 ? uplo != CUBLAS_FILL_MODE_LOWER : trans != CUBLAS_OP_N) continue;
+        SCOPED_TRACE(testing::PrintToString(c));
+        const int rows = kind == 0 ? m : n;
+        const int lenX = trans == CUBLAS_OP_N ? n : rows, lenY = rows + n - lenX;
+        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * n, 20),
+                                        randomVector<T>(span(lenX, incx), 21),
+                                        output<T>(span(lenY, incy), 22, beta)});
+        const auto full = kind == 0 ? std::vector<T>(mirror[A], mirror[A] + size_t(lda) * n)
+                                    : completed(mirror[A], n, lda, uplo, kind == 2);
+        if (kind == 0) {
+            mirror.device(CUBLAS(T, gemv), trans, m, n, alpha, A, lda, B, incx, Value{beta}, C,
+                          incy);
+        } else {
+            mirror.device(kind == 2 ? choose<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2,
+                                                cublasZhemv_v2)
+                                    : CUBLAS(T, symv),
+                          uplo, n, alpha, A, lda, B, incx, Value{beta}, C, incy);
+        }
+        clearIfUnread(beta, mirror[C], lenY, 1, 0, incy);
+        mirror.host(CBLAS(T, gemv), trans, rows, n, alpha, full.data(), lda, B, incx, Value{beta},
+                    C, incy);
+        mirror.check(tolerance<T>(m));
+    }
 }
 
 // trmv on x and trsv on x2 for every variant.
-TYPED_TEST(BlasOps, TrmvAndTrsvEveryVariant) {
+TYPED_TEST(BlasOps, TrmvAndTrsv) {
     using T = TypeParam;
-    const auto h = this->handle;
     const int n = 6, lda = n + 2;
-    for (auto uplo : kUplos)
-        for (auto trans : kOps)
-            for (auto diag : kDiags)
-                for (int incx : {1, -2}) {
-                    SCOPED_TRACE(testing::Message() << "uplo " << uplo << " trans " << trans
-                                                    << " diag " << diag << " incx " << incx);
-                    const auto args =
-                        std::tuple(CblasColMajor, toCblas(uplo), toCblas(trans), toCblas(diag), n);
-                    expectLikeHost<T>(
-                        {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
-                         randomVector<T>(span(n, incx), 30)},
-                        tolerance<T>(n),
-                        [&](auto d) {
-                            EXPECT_OK(choose<T>(cublasStrmv_v2, cublasDtrmv_v2, cublasCtrmv_v2,
-                                                cublasZtrmv_v2)(h, uplo, trans, diag, n, d[0], lda,
-                                                                d[1], incx));
-                            EXPECT_OK(choose<T>(cublasStrsv_v2, cublasDtrsv_v2, cublasCtrsv_v2,
-                                                cublasZtrsv_v2)(h, uplo, trans, diag, n, d[0], lda,
-                                                                d[2], incx));
-                        },
-                        [&](auto p) {
-                            std::apply(
-                                choose<T>(cblas_strmv, cblas_dtrmv, cblas_ctrmv, cblas_ztrmv),
-                                std::tuple_cat(args, std::tuple(p[0], lda, p[1], incx)));
-                            std::apply(
-                                choose<T>(cblas_strsv, cblas_dtrsv, cblas_ctrsv, cblas_ztrsv),
-                                std::tuple_cat(args, std::tuple(p[0], lda, p[2], incx)));
-                        });
-                }
+    for (const auto& c : every(kUplos, kOps, kDiags, std::vector{1, -2})) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [uplo, trans, diag, incx] = c;
+        Mirror<T> mirror(this->handle,
+                         {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
+                          randomVector<T>(span(n, incx), 30)});
+        mirror.both(CUBLAS(T, trmv), CBLAS(T, trmv), uplo, trans, diag, n, A, lda, B, incx);
+        mirror.both(CUBLAS(T, trsv), CBLAS(T, trsv), uplo, trans, diag, n, A, lda, C, incx);
+        mirror.check(tolerance<T>(n));
+    }
 }
 
-// ger for real data, geru (into A) and gerc (into A2) for complex data.
-TYPED_TEST(BlasOps, RankOneUpdates) {
+// ---- rank-one updates and level 1 ---------------------------------------------------------------
+
+// ger for real data, geru (into A) and gerc (into A2) for complex data; then axpy into y, swap x
+// and y, copy y into z (laid out like x), scal z by T and (complex data) by a real factor, and
+// rotate x and y with a real sine and (complex data) a complex one s: x' = c x + s y,
+// y' = c y - conj(s) x.
+TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
     using T = TypeParam;
-    const auto h = this->handle;
+    using R = Real<T>;
     const int m = 5, n = 4, lda = m + 1;
+    const Value<T> alpha{kAlpha<T>};
+    const R real = -3.0, c = 0.6, realSine = 0.8;
+    const T s = scalar<T>(0.48, -0.64);
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        expectLikeHost<T>(
-            {randomVector<T>(span(m, incx), 30), randomVector<T>(span(n, incy), 31),
-             randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33)},
-            tolerance<T>(1),
-            [&](auto d) {
-                EXPECT_OK(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
-                    h, m, n, cu(&kAlpha<T>), d[0], incx, d[1], incy, d[2], lda));
-                if constexpr (isComplex<T>) {
-                    EXPECT_OK(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2)(
-                        h, m, n, cu(&kAlpha<T>), d[0], incx, d[1], incy, d[3], lda));
-                }
-            },
-            [&](auto p) {
-                choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru)(
-                    CblasColMajor, m, n, blasScalar(kAlpha<T>), p[0], incx, p[1], incy, p[2], lda);
-                if constexpr (isComplex<T>) {
-                    choose<T>(0, 0, cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &kAlpha<T>, p[0],
-                                                              incx, p[1], incy, p[3], lda);
-                }
-            });
-    }
-}
-
-// ---- level 1 ------------------------------------------------------------------------------------
-
-// axpy into y, swap x and y, copy y into z (laid out like x).
-TYPED_TEST(BlasOps, AxpySwapCopyWithEveryIncrement) {
-    using T = TypeParam;
-    const auto h = this->handle;
-    const int n = 7;
-    for (auto [incx, incy] : kIncs) {
-        SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        expectLikeHost<T>(
-            {randomVector<T>(span(n, incx), 33), randomVector<T>(span(n, incy), 34),
-             randomVector<T>(span(n, incx), 35)},
-            tolerance<T>(1),
-            [&](auto d) {
-                EXPECT_OK(choose<T>(cublasSaxpy_v2, cublasDaxpy_v2, cublasCaxpy_v2, cublasZaxpy_v2)(
-                    h, n, cu(&kAlpha<T>), d[0], incx, d[1], incy));
-                EXPECT_OK(choose<T>(cublasSswap_v2, cublasDswap_v2, cublasCswap_v2, cublasZswap_v2)(
-                    h, n, d[0], incx, d[1], incy));
-                EXPECT_OK(choose<T>(cublasScopy_v2, cublasDcopy_v2, cublasCcopy_v2, cublasZcopy_v2)(
-                    h, n, d[1], incy, d[2], incx));
-            },
-            [&](auto p) {
-                choose<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(
-                    n, blasScalar(kAlpha<T>), p[0], incx, p[1], incy);
-                choose<T>(cblas_sswap, cblas_dswap, cblas_cswap, cblas_zswap)(n, p[0], incx, p[1],
-                                                                              incy);
-                choose<T>(cblas_scopy, cblas_dcopy, cblas_ccopy, cblas_zcopy)(n, p[1], incy, p[2],
-                                                                              incx);
-            });
-    }
-}
-
-// scal by the data's own type, then (complex data) by a real factor.
-TYPED_TEST(BlasOps, ScalByOwnTypeAndByReal) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const auto h = this->handle;
-    const int n = 6;
-    const R real = -3.0;
-    for (int incx : {1, 3}) {
-        expectLikeHost<T>(
-            {randomVector<T>(span(n, incx), 35)}, tolerance<T>(1),
-            [&](auto d) {
-                EXPECT_OK(choose<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(
-                    h, n, cu(&kAlpha<T>), d[0], incx));
-                if constexpr (isComplex<T>) {
-                    EXPECT_OK(
-                        choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, n, &real, d[0], incx));
-                }
-            },
-            [&](auto p) {
-                for (int i = 0; i < n; ++i)
-                    p[0][at(i, n, incx)] *= kAlpha<T> * (isComplex<T> ? real : R(1));
-            });
-    }
-}
-
-// rot with a real sine for every precision and, for complex data, with a complex sine s:
-// x' = c x + s y, y' = c y - conj(s) x.
-TYPED_TEST(BlasOps, RotWithRealAndComplexSine) {
-    using T = TypeParam;
-    using R = Real<T>;
-    const auto h = this->handle;
-    const int n = 6;
-    const R c = 0.6;
-    for (bool complexSine : {false, true})
-        for (auto [incx, incy] : kIncs) {
-            if (complexSine && !isComplex<T>) continue;
-            SCOPED_TRACE(testing::Message()
-                         << "complex sine " << complexSine << " incs " << incx << "," << incy);
-            const T s = complexSine ? scalar<T>(0.48, -0.64) : T(0.8);
-            T conjS = s;
-            if constexpr (isComplex<T>) conjS = std::conj(s);
-            expectLikeHost<T>(
-                {randomVector<T>(span(n, incx), 40), randomVector<T>(span(n, incy), 41)},
-                tolerance<T>(1),
-                [&](auto d) {
-                    if constexpr (isComplex<T>) {
-                        if (complexSine) {
-                            EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(
-                                h, n, d[0], incx, d[1], incy, &c, cu(&s)));
-                            return;
-                        }
-                    }
-                    const R realS = std::real(s);
-                    EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2,
-                                        cublasZdrot_v2)(h, n, d[0], incx, d[1], incy, &c, &realS));
-                },
-                [&](auto p) {
-                    for (int i = 0; i < n; ++i) {
-                        T& x = p[0][at(i, n, incx)];
-                        T& y = p[1][at(i, n, incy)];
-                        const T x0 = x;
-                        x = c * x0 + s * y;
-                        y = c * y - conjS * x0;
-                    }
-                });
+        const int inc = std::abs(incx);
+        Mirror<T> mirror(
+            this->handle,
+            {randomVector<T>(span(m, incx), 30), randomVector<T>(span(m, incy), 31),
+             randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33),
+             randomVector<T>(span(m, incx), 35)});
+        const auto [x, y, z] = std::tuple(A, B, E);
+        const auto rotate = [&](T sine, T conjSine) {
+            for (int i = 0; i < m; ++i) {
+                T& xi = mirror[x][at(i, m, incx)];
+                T& yi = mirror[y][at(i, m, incy)];
+                const T x0 = xi;
+                xi = c * x0 + sine * yi;
+                yi = c * yi - conjSine * x0;
+            }
+        };
+        mirror.both(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2),
+                    choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru), m, n, alpha, x,
+                    incx, y, incy, C, lda);
+        mirror.level1(CUBLAS(T, axpy), CBLAS(T, axpy), m, alpha, x, incx, y, incy);
+        mirror.level1(CUBLAS(T, swap), CBLAS(T, swap), m, x, incx, y, incy);
+        mirror.level1(CUBLAS(T, copy), CBLAS(T, copy), m, y, incy, z, incx);
+        mirror.level1(CUBLAS(T, scal), CBLAS(T, scal), m, alpha, z, inc);
+        mirror.device(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2), m, x,
+                      incx, y, incy, Value{c}, Value{realSine});
+        rotate(T(realSine), T(realSine));
+        if constexpr (isComplex<T>) {
+            mirror.both(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2),
+                        choose<T>(0, 0, cblas_cgerc, cblas_zgerc), m, n, alpha, x, incx, y, incy, D,
+                        lda);
+            mirror.level1(choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2),
+                          choose<T>(0, 0, cblas_csscal, cblas_zdscal), m, Value{real}, z, inc);
+            mirror.device(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2), m, x, incx, y, incy,
+                          Value{c}, Value{s});
+            rotate(s, std::conj(s));
         }
+        mirror.check(tolerance<T>(1));
+    }
 }
 
 // dot (dotu, dotc), nrm2, asum and iamax into host memory; n <= 0 and, for the one-vector
@@ -484,6 +380,10 @@ TYPED_TEST(BlasOps, Reductions) {
     using T = TypeParam;
     using R = Real<T>;
     const auto h = this->handle;
+    const auto nrm2 = choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2);
+    const auto asum = choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2);
+    const auto amax = choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2);
+    const auto dotu = choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2);
     const int n = 9;
     for (auto [incx, incy] : kIncs) {
         SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
@@ -492,52 +392,42 @@ TYPED_TEST(BlasOps, Reductions) {
         const int inc1 = std::abs(incx);
         x[at(4, n, inc1)] = scalar<T>(-5.0, 4.0);
         x[at(6, n, inc1)] = scalar<T>(4.0, -5.0);
-        T dotu = T(0), dotc = T(0);
+        T expectU = T(0), expectC = T(0), dot = T(99);
         double squares = 0, sumAbs = 0;
         for (int i = 0; i < n; ++i) {
             const T xi = x[at(i, n, incx)], yi = y[at(i, n, incy)];
-            dotu += xi * yi;
-            if constexpr (isComplex<T>) dotc += std::conj(xi) * yi;
+            expectU += xi * yi;
+            if constexpr (isComplex<T>) expectC += std::conj(xi) * yi;
             squares += std::norm(xi);
             sumAbs += std::abs(std::real(xi)) + std::abs(std::imag(xi));
         }
         DeviceArray<T> dx(x), dy(y);
-        T dot = T(99);
         R nrm = -1, sum = -1;
         int index = -1;
-        EXPECT_OK(choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
-            h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
-        EXPECT_TRUE(near<T>({dotu}, {dot}, tolerance<T>(n)));
+        EXPECT_OK(dotu(h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
+        EXPECT_TRUE(near<T>({expectU}, {dot}, tolerance<T>(n)));
         if constexpr (isComplex<T>) {
             EXPECT_OK(choose<T>(0, 0, cublasCdotc_v2, cublasZdotc_v2)(
                 h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
-            EXPECT_TRUE(near<T>({dotc}, {dot}, tolerance<T>(n)));
+            EXPECT_TRUE(near<T>({expectC}, {dot}, tolerance<T>(n)));
         }
-        EXPECT_OK(choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
-            h, n, cu(dx.get()), inc1, &nrm));
-        EXPECT_OK(choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
-            h, n, cu(dx.get()), inc1, &sum));
-        EXPECT_OK(choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
-            h, n, cu(dx.get()), inc1, &index));
+        EXPECT_OK(nrm2(h, n, cu(dx.get()), inc1, &nrm));
+        EXPECT_OK(asum(h, n, cu(dx.get()), inc1, &sum));
+        EXPECT_OK(amax(h, n, cu(dx.get()), inc1, &index));
         EXPECT_NEAR(nrm, std::sqrt(squares), tolerance<T>(n) * std::sqrt(squares));
         EXPECT_NEAR(sum, sumAbs, tolerance<T>(n) * sumAbs);
         EXPECT_EQ(index, 5);  // 1-based
     }
     DeviceArray<T> dx(randomVector<T>(4, 39));
-    constexpr std::pair<int, int> kEmpty[] = {{0, 1}, {-1, 1}, {4, 0}, {4, -1}};
-    for (auto [n, incx] : kEmpty) {
+    for (auto [n, incx] : {std::pair(0, 1), std::pair(-1, 1), std::pair(4, 0), std::pair(4, -1)}) {
         SCOPED_TRACE(testing::Message() << "n " << n << " incx " << incx);
         R nrm = -1, sum = -1;
         int index = -1;
         T dot = T(5);
-        EXPECT_OK(choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
-            h, n, cu(dx.get()), incx, &nrm));
-        EXPECT_OK(choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
-            h, n, cu(dx.get()), incx, &sum));
-        EXPECT_OK(choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
-            h, n, cu(dx.get()), incx, &index));
-        EXPECT_OK(choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
-            h, std::min(n, 0), cu(dx.get()), 1, cu(dx.get()), 1, cu(&dot)));
+        EXPECT_OK(nrm2(h, n, cu(dx.get()), incx, &nrm));
+        EXPECT_OK(asum(h, n, cu(dx.get()), incx, &sum));
+        EXPECT_OK(amax(h, n, cu(dx.get()), incx, &index));
+        EXPECT_OK(dotu(h, std::min(n, 0), cu(dx.get()), 1, cu(dx.get()), 1, cu(&dot)));
         EXPECT_EQ(std::tuple(nrm, sum, index, dot), std::tuple(R(0), R(0), 0, T(0)));
     }
 }

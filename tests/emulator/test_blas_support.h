@@ -2,12 +2,10 @@
 // random data, comparison, and a fixture with a fresh emulator and a handle.
 #pragma once
 
+#include "emu_test_support.h"
+
 #include <cblas.h>
 #include <cublas_api.h>
-#include <cuda_runtime_api.h>
-#include <gtest/gtest.h>
-
-#include "zuli_emu.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +18,7 @@
 
 namespace blastest {
 
+using namespace emutest;
 using cfloat = std::complex<float>;
 using cdouble = std::complex<double>;
 using Precisions = ::testing::Types<float, double, cfloat, cdouble>;
@@ -42,20 +41,20 @@ using Real = typename Info<T>::Real;
 template <typename T>
 constexpr bool isComplex = Info<T>::index >= 2;
 
-// The function of precision T among (S, D, C, Z).
+// The function of precision T among (S, D, C, Z); CUBLAS and CBLAS pick a regularly named one.
 template <typename T, typename... F>
 auto choose(F... f) {
     return std::get<Info<T>::index>(std::tuple<F...>(f...));
 }
+#define CUBLAS(T, name) \
+    choose<T>(cublasS##name##_v2, cublasD##name##_v2, cublasC##name##_v2, cublasZ##name##_v2)
+#define CBLAS(T, name) choose<T>(cblas_s##name, cblas_d##name, cblas_c##name, cblas_z##name)
 
 // Our element pointers as the toolkit's types.
 template <typename T>
 auto cu(T* p) {
-    return reinterpret_cast<typename Info<T>::Cuda*>(p);
-}
-template <typename T>
-auto cu(const T* p) {
-    return reinterpret_cast<const typename Info<T>::Cuda*>(p);
+    using C = typename Info<std::remove_const_t<T>>::Cuda;
+    return reinterpret_cast<std::conditional_t<std::is_const_v<T>, const C*, C*>>(p);
 }
 
 // A scalar as CBLAS takes it: real ones by value, complex ones by address.
@@ -78,7 +77,6 @@ T scalar(double re, double im) {
     }
 }
 
-// The CBLAS enums for cuBLAS ones.
 inline CBLAS_TRANSPOSE toCblas(cublasOperation_t op) {
     return op == CUBLAS_OP_N ? CblasNoTrans : op == CUBLAS_OP_T ? CblasTrans : CblasConjTrans;
 }
@@ -110,15 +108,6 @@ std::vector<T> randomVector(size_t n, unsigned seed) {
     return v;
 }
 
-// A column-major n x n matrix of random entries with a dominant diagonal (well conditioned as a
-// triangular matrix), leading dimension ld.
-template <typename T>
-std::vector<T> dominantMatrix(int n, int ld, unsigned seed) {
-    std::vector<T> a = randomVector<T>(size_t(ld) * n, seed);
-    for (int i = 0; i < n; ++i) a[i + size_t(i) * ld] += T(Real<T>(n + 2));
-    return a;
-}
-
 // Tolerance for results of O(size) operations on O(1) data.
 template <typename T>
 double tolerance(double size) {
@@ -132,15 +121,13 @@ template <typename T>
                                 double tol) {
     if (expected.size() != actual.size()) return ::testing::AssertionFailure() << "size differs";
     double scale = 1.0;
-    for (const T& x : expected) {
+    for (const T& x : expected)
         if (!std::isnan(std::abs(x))) scale = std::max(scale, double(std::abs(x)));
-    }
     for (size_t i = 0; i < expected.size(); ++i) {
         if (std::isnan(std::abs(expected[i])) && std::isnan(std::abs(actual[i]))) continue;
-        if (!(std::abs(expected[i] - actual[i]) <= tol * scale)) {
+        if (!(std::abs(expected[i] - actual[i]) <= tol * scale))
             return ::testing::AssertionFailure()
                    << "element " << i << ": expected " << expected[i] << ", got " << actual[i];
-        }
     }
     return ::testing::AssertionSuccess();
 }
@@ -149,53 +136,49 @@ template <typename T>
 template <typename T>
 class DeviceArray {
   public:
-    explicit DeviceArray(const std::vector<T>& host) : size_(host.size()) {
-        EXPECT_EQ(cudaMalloc(reinterpret_cast<void**>(&ptr_), size_ * sizeof(T)), cudaSuccess);
+    explicit DeviceArray(const std::vector<T>& host)
+        : size_(host.size()), ptr_(deviceAlloc<T>(size_)) {
         write(host);
     }
     explicit DeviceArray(size_t n) : DeviceArray(std::vector<T>(n)) {}
     DeviceArray(const DeviceArray&) = delete;
     DeviceArray& operator=(const DeviceArray&) = delete;
-    // Pending work (a deferred upload, an unsynchronised call) must finish before the free.
+    // Pending work (an unsynchronised call) must finish before the free.
     ~DeviceArray() {
         cudaDeviceSynchronize();
         cudaFree(ptr_);
     }
-
     T* get() const { return ptr_; }
 
-    // Synchronous copy back (ordered after the legacy default stream's work).
+    // A synchronous copy back, ordered after the legacy default stream's work.
     std::vector<T> read() const {
         std::vector<T> host(size_);
-        EXPECT_EQ(cudaMemcpy(host.data(), ptr_, size_ * sizeof(T), cudaMemcpyDeviceToHost),
-                  cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(host.data(), ptr_, size_ * sizeof(T), cudaMemcpyDeviceToHost), 0);
         return host;
     }
-    // Uploads through the legacy default stream and waits for it: the data is in place on
-    // return, work pending on other streams is left alone.
+    // Through the legacy default stream, waited for: in place on return, other streams' work
+    // left pending.
     void write(const std::vector<T>& host) {
-        EXPECT_EQ(cudaMemcpy(ptr_, host.data(), size_ * sizeof(T), cudaMemcpyHostToDevice),
-                  cudaSuccess);
+        EXPECT_EQ(cudaMemcpy(ptr_, host.data(), size_ * sizeof(T), cudaMemcpyHostToDevice), 0);
         EXPECT_EQ(cudaStreamSynchronize(cudaStreamLegacy), cudaSuccess);
     }
 
   private:
-    T* ptr_ = nullptr;
     size_t size_;
+    T* ptr_;
 };
 
-// A fresh emulator (default, lazy adversarial schedule, strict) and a handle on device 0.
-class BlasTest : public ::testing::Test {
+// A fresh emulator and a handle on device 0.
+class BlasTest : public EmuTest {
   protected:
     void SetUp() override {
-        zuliEmuReset();
+        EmuTest::SetUp();
         ASSERT_EQ(cublasCreate_v2(&handle), CUBLAS_STATUS_SUCCESS);
     }
     void TearDown() override {
         cublasDestroy_v2(handle);
-        zuliEmuReset();
+        EmuTest::TearDown();
     }
-
     cublasHandle_t handle = nullptr;
 };
 

@@ -1,137 +1,107 @@
-// Tests of the emulated GPU's streams, events and scheduler: deferred work, the legacy default
-// stream's ordering, events, copy semantics of pageable and page-locked memory, queries, seeded
+// The emulated GPU's streams, events and scheduler: deferred work, the legacy default stream's
+// ordering, events, copy semantics of pageable and page-locked memory, queries, the seeded
 // order, failing work and many host threads.
-#include <cuda_runtime.h>
-#include <gtest/gtest.h>
+#include "emu_test_support.h"
 
-#include "emu.h"
-#include "zuli_emu.h"
+#include <cuda_runtime.h>
 
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <set>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
+namespace emutest {
 namespace {
 
-class StreamTest : public ::testing::Test {
+class StreamTest : public EmuTest {
   protected:
-    // These tests are about the deferred schedule itself: pin it whatever the environment says.
-    void SetUp() override {
-        zuliEmuReset();
-        zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_ADVERSARIAL, 0x5eed);
+    // Reads one float through a stream of its own that orders against no other: only work that
+    // has already run is visible.
+    void TearDown() override {
+        if (side_) cudaStreamDestroy(side_), cudaFreeHost(out_);
+        EmuTest::TearDown();
     }
-    void TearDown() override { zuliEmuReset(); }
+    float readAround(const float* d) {
+        if (!side_) {
+            side_ = newStream(cudaStreamNonBlocking);
+            out_ = pinnedAlloc(1, -1.0f);
+        }
+        EXPECT_EQ(cudaMemcpyAsync(out_, d, sizeof(float), cudaMemcpyDeviceToHost, side_), 0);
+        EXPECT_EQ(cudaStreamSynchronize(side_), cudaSuccess);
+        return *out_;
+    }
 
-    cudaStream_t stream(unsigned flags) {
-        cudaStream_t s = nullptr;
-        EXPECT_EQ(cudaStreamCreateWithFlags(&s, flags), cudaSuccess);
-        return s;
-    }
-    float* deviceFloats(size_t n) {
-        float* d = nullptr;
-        EXPECT_EQ(cudaMalloc(&d, n * sizeof(float)), cudaSuccess);
-        return d;
-    }
-    float* pinnedFloats(size_t n, float value) {
-        float* h = nullptr;
-        EXPECT_EQ(cudaMallocHost(&h, n * sizeof(float)), cudaSuccess);
-        for (size_t i = 0; i < n; ++i) h[i] = value;
-        return h;
-    }
-    // Reads one float of device memory with a synchronous copy on the legacy stream.
-    float readLegacy(const float* d) {
-        float x = 0;
-        EXPECT_EQ(cudaMemcpy(&x, d, sizeof x, cudaMemcpyDeviceToHost), cudaSuccess);
-        return x;
-    }
+  private:
+    cudaStream_t side_ = nullptr;
+    float* out_ = nullptr;
 };
 
+// Work runs only when waited for, and then only what the wait needs. Legacy-stream work waits for
+// earlier work of blocking streams (per-thread default streams included), not of non-blocking
+// ones; blocking-stream work waits for earlier legacy work.
 TEST_F(StreamTest, LegacyStreamOrdersAgainstBlockingStreamsOnly) {
-    cudaStream_t blocking = stream(cudaStreamDefault);
-    cudaStream_t nonBlocking = stream(cudaStreamNonBlocking);
-    float* h = pinnedFloats(1, 2.0f);
-    float* a = deviceFloats(1);
-    float* b = deviceFloats(1);
-    ASSERT_EQ(cudaMemcpyAsync(a, h, sizeof(float), cudaMemcpyHostToDevice, blocking), cudaSuccess);
-    ASSERT_EQ(cudaMemcpyAsync(b, h, sizeof(float), cudaMemcpyHostToDevice, nonBlocking),
-              cudaSuccess);
-    EXPECT_EQ(readLegacy(a), 2.0f) << "legacy work waits for earlier blocking-stream work";
-    EXPECT_TRUE(std::isnan(readLegacy(b))) << "but not for non-blocking streams: stale data";
-    ASSERT_EQ(cudaStreamSynchronize(nonBlocking), cudaSuccess);
-    EXPECT_EQ(readLegacy(b), 2.0f);
+    cudaStream_t blocking = newStream(cudaStreamDefault);
+    cudaStream_t nonBlocking = newStream(cudaStreamNonBlocking);
+    Probes p;
+    p.on(nonBlocking, 'n'), p.on(blocking, 'b'), p.on(nonBlocking, 'N');
+    EXPECT_EQ(p.log, "");
+    ASSERT_EQ(emu::waitStream(nonBlocking), cudaSuccess);
+    EXPECT_EQ(p.log, "nN");
+    std::thread([&] { p.on(cudaStreamPerThread, 'o'); }).join();
+    p.on(cudaStreamPerThread, 't'), p.on(nonBlocking, 'm');
+    ASSERT_EQ(cudaStreamSynchronize(cudaStreamPerThread), cudaSuccess);
+    EXPECT_EQ(p.log, "nNt") << "each host thread has its own per-thread stream";
+    p.on(nullptr, 'L');
+    ASSERT_EQ(cudaStreamSynchronize(cudaStreamLegacy), cudaSuccess);
+    EXPECT_TRUE(p.log == "nNtboL" || p.log == "nNtobL") << p.log;
 
-    // The other direction: blocking-stream work waits for earlier legacy work.
-    float* c = deviceFloats(1);
-    float* e = deviceFloats(1);
-    ASSERT_EQ(cudaMemsetAsync(c, 0, sizeof(float), nullptr), cudaSuccess);
-    ASSERT_EQ(cudaMemsetAsync(e, 0, sizeof(float), nullptr), cudaSuccess);
-    float* outBlocking = pinnedFloats(1, -1.0f);
-    float* outNonBlocking = pinnedFloats(1, -1.0f);
-    cudaMemcpyAsync(outNonBlocking, e, sizeof(float), cudaMemcpyDeviceToHost, nonBlocking);
-    cudaMemcpyAsync(outBlocking, c, sizeof(float), cudaMemcpyDeviceToHost, blocking);
+    p.log.clear();
+    p.on(nullptr, 'l'), p.on(nonBlocking, 'x');
     ASSERT_EQ(cudaStreamSynchronize(nonBlocking), cudaSuccess);
+    EXPECT_EQ(p.log, "mx");
+    p.on(blocking, 'c');
     ASSERT_EQ(cudaStreamSynchronize(blocking), cudaSuccess);
-    EXPECT_EQ(*outBlocking, 0.0f);
-    EXPECT_TRUE(std::isnan(*outNonBlocking)) << "the memset on the legacy stream had not run";
-
-    cudaDeviceSynchronize();
-    for (void* p : {a, b, c, e}) cudaFree(p);
-    for (float* p : {h, outBlocking, outNonBlocking}) cudaFreeHost(p);
-    cudaStreamDestroy(blocking);
-    cudaStreamDestroy(nonBlocking);
+    EXPECT_EQ(p.log, "mxlc");
+    cudaStreamDestroy(blocking), cudaStreamDestroy(nonBlocking);
 }
 
 TEST_F(StreamTest, EventWaitOrdersTwoStreams) {
     for (bool wait : {false, true}) {
-        cudaStream_t producer = stream(cudaStreamNonBlocking);
-        cudaStream_t consumer = stream(cudaStreamNonBlocking);
+        cudaStream_t producer = newStream(cudaStreamNonBlocking);
+        cudaStream_t consumer = newStream(cudaStreamNonBlocking);
         cudaEvent_t done;
         ASSERT_EQ(cudaEventCreateWithFlags(&done, cudaEventDisableTiming), cudaSuccess);
-        float* h = pinnedFloats(1, 7.0f);
-        float* out = pinnedFloats(1, 0.0f);
-        float* d = deviceFloats(1);
-        float* d2 = deviceFloats(1);
-        cudaMemcpyAsync(d, h, sizeof(float), cudaMemcpyHostToDevice, producer);
+        Probes p;
+        p.on(producer, 'p');
         ASSERT_EQ(cudaEventRecord(done, producer), cudaSuccess);
-        if (wait) {
-            ASSERT_EQ(cudaStreamWaitEvent(consumer, done, 0), cudaSuccess);
-        }
-        cudaMemcpyAsync(d2, d, sizeof(float), cudaMemcpyDeviceToDevice, consumer);
-        cudaMemcpyAsync(out, d2, sizeof(float), cudaMemcpyDeviceToHost, consumer);
+        EXPECT_EQ(wait ? cudaStreamWaitEvent(consumer, done, 0) : cudaSuccess, cudaSuccess);
+        p.on(consumer, 'c');
         ASSERT_EQ(cudaStreamSynchronize(consumer), cudaSuccess);
-        if (wait) {
-            EXPECT_EQ(*out, 7.0f);
-        } else {
-            EXPECT_TRUE(std::isnan(*out));
-        }
+        EXPECT_EQ(p.log, wait ? "pc" : "c");
         cudaDeviceSynchronize();
-        cudaEventDestroy(done);
-        cudaFree(d), cudaFree(d2), cudaFreeHost(h), cudaFreeHost(out);
-        cudaStreamDestroy(producer), cudaStreamDestroy(consumer);
+        cudaEventDestroy(done), cudaStreamDestroy(producer), cudaStreamDestroy(consumer);
     }
 }
 
-TEST_F(StreamTest, AsyncCopiesFromPinnedMemoryAreDeferredFromPageableStaged) {
-    cudaStream_t s = stream(cudaStreamNonBlocking);
-    float* pinned = pinnedFloats(1, 1.0f);
-    std::vector<float> pageable(1, 1.0f);
-    float* fromPinned = deviceFloats(1);
-    float* fromPageable = deviceFloats(1);
+// Async copies of page-locked host memory read or write it when they run; a pageable source is
+// staged at the call (the device write still waits for the stream); a pageable destination is
+// complete on return, after the stream's earlier work.
+TEST_F(StreamTest, AsyncCopiesDeferPageLockedMemoryAndStagePageableMemory) {
+    cudaStream_t s = newStream(cudaStreamNonBlocking);
+    float* pinned = pinnedAlloc(1, 1.0f);
+    float pageable = 1.0f;
+    float *fromPinned = deviceAlloc(1), *fromPageable = deviceAlloc(1);
     cudaMemcpyAsync(fromPinned, pinned, sizeof(float), cudaMemcpyHostToDevice, s);
-    cudaMemcpyAsync(fromPageable, pageable.data(), sizeof(float), cudaMemcpyHostToDevice, s);
-    *pinned = 2.0f;
-    pageable[0] = 2.0f;
+    cudaMemcpyAsync(fromPageable, &pageable, sizeof(float), cudaMemcpyHostToDevice, s);
+    *pinned = 2.0f, pageable = 2.0f;
+    EXPECT_TRUE(std::isnan(readAround(fromPageable)));
     ASSERT_EQ(cudaStreamSynchronize(s), cudaSuccess);
-    EXPECT_EQ(readLegacy(fromPinned), 2.0f) << "the pinned buffer is read when the copy runs";
-    EXPECT_EQ(readLegacy(fromPageable), 1.0f) << "the pageable buffer was staged at the call";
+    EXPECT_EQ(readDevice(fromPinned), 2.0f);
+    EXPECT_EQ(readDevice(fromPageable), 1.0f);
 
-    // D2H: into pinned memory deferred, into pageable memory complete on return.
     cudaMemsetAsync(fromPinned, 0, sizeof(float), s);
     float pageableOut = -1.0f;
     *pinned = -1.0f;
@@ -140,245 +110,181 @@ TEST_F(StreamTest, AsyncCopiesFromPinnedMemoryAreDeferredFromPageableStaged) {
     cudaMemcpyAsync(&pageableOut, fromPinned, sizeof(float), cudaMemcpyDeviceToHost, s);
     EXPECT_EQ(pageableOut, 0.0f);
     EXPECT_EQ(*pinned, 0.0f) << "earlier work of the stream ran first";
-
-    cudaFree(fromPinned), cudaFree(fromPageable), cudaFreeHost(pinned);
-    cudaStreamDestroy(s);
+    cudaFree(fromPinned), cudaFree(fromPageable), cudaFreeHost(pinned), cudaStreamDestroy(s);
 }
 
+// Synchronous copies synchronise with the host no more than the runtime documents: a pageable
+// H2D copy returns once staged (the device write is legacy work), D2D copies and memsets do not
+// wait, D2H and H2H copies complete before returning, after earlier legacy and blocking work.
 TEST_F(StreamTest, SynchronousCopiesFollowTheRuntimesHostSynchronisation) {
-    // Reads go through a non-blocking stream, which does not order against the legacy stream:
-    // only work that completed before the call returned is visible there.
-    cudaStream_t s = stream(cudaStreamNonBlocking);
-    float* d = deviceFloats(1);
-    float* d2 = deviceFloats(1);
-    float* out = pinnedFloats(1, -1.0f);
-    auto readNonBlocking = [&](float* p) {
-        cudaMemcpyAsync(out, p, sizeof(float), cudaMemcpyDeviceToHost, s);
-        cudaStreamSynchronize(s);
-        return *out;
-    };
-    // Pageable H2D returns once staged; the device write is legacy-stream work.
-    float one = 1.0f;
+    float *d = deviceAlloc(1), *d2 = deviceAlloc(1);
+    float one = 1.0f, copied = 0.0f;
     ASSERT_EQ(cudaMemcpy(d, &one, sizeof one, cudaMemcpyHostToDevice), cudaSuccess);
-    EXPECT_TRUE(std::isnan(readNonBlocking(d)));
+    EXPECT_TRUE(std::isnan(readAround(d)));
     cudaDeviceSynchronize();
-    // D2D and memset have no host synchronisation either.
     ASSERT_EQ(cudaMemcpy(d2, d, sizeof(float), cudaMemcpyDeviceToDevice), cudaSuccess);
-    EXPECT_TRUE(std::isnan(readNonBlocking(d2)));
+    EXPECT_TRUE(std::isnan(readAround(d2)));
     ASSERT_EQ(cudaMemset(d, 0, sizeof(float)), cudaSuccess);
-    EXPECT_EQ(readNonBlocking(d), 1.0f);
-    // D2H completes before returning, after the legacy work before it.
-    EXPECT_EQ(readLegacy(d2), 1.0f);
-    EXPECT_EQ(readLegacy(d), 0.0f);
-    // A synchronous copy waits for earlier blocking-stream work (legacy-stream ordering).
-    cudaStream_t blocking = stream(cudaStreamDefault);
-    ASSERT_EQ(cudaMemsetAsync(d, 0, sizeof(float), blocking), cudaSuccess);
-    float two = 2.0f;
-    ASSERT_EQ(cudaMemcpy(d2, &two, sizeof two, cudaMemcpyHostToDevice), cudaSuccess);
-    ASSERT_EQ(cudaMemcpy(d2, d, sizeof(float), cudaMemcpyDeviceToDevice), cudaSuccess);
-    EXPECT_EQ(readLegacy(d2), 0.0f);
-    cudaDeviceSynchronize();
-    cudaFree(d), cudaFree(d2), cudaFreeHost(out);
-    cudaStreamDestroy(s), cudaStreamDestroy(blocking);
+    EXPECT_EQ(readAround(d), 1.0f);
+    EXPECT_EQ(readDevice(d2), 1.0f);
+    EXPECT_EQ(readDevice(d), 0.0f);
+    ASSERT_EQ(cudaMemcpy(&copied, &one, sizeof one, cudaMemcpyHostToHost), cudaSuccess);
+    EXPECT_EQ(copied, 1.0f);
+    cudaStream_t blocking = newStream(cudaStreamDefault);
+    float* two = pinnedAlloc(1, 2.0f);
+    ASSERT_EQ(cudaMemcpyAsync(d, two, sizeof(float), cudaMemcpyHostToDevice, blocking), 0);
+    EXPECT_EQ(readDevice(d), 2.0f);
+    cudaFree(d), cudaFree(d2), cudaFreeHost(two), cudaStreamDestroy(blocking);
 }
 
+// A query of pending work answers NotReady once (a status, not an error), then runs the work.
 TEST_F(StreamTest, QueryReportsNotReadyOnceThenRunsTheWork) {
-    cudaStream_t s = stream(cudaStreamNonBlocking);
-    bool ran = false;
-    ASSERT_EQ(emu::submit(s, "probe", [&] { ran = true; }), cudaSuccess);
+    cudaStream_t s = newStream(cudaStreamNonBlocking);
     cudaEvent_t ev;
     cudaEventCreate(&ev);
+    Probes p;
+    p.on(s, 'a');
     cudaEventRecord(ev, s);
     EXPECT_EQ(cudaStreamQuery(s), cudaErrorNotReady);
     EXPECT_EQ(cudaEventQuery(ev), cudaErrorNotReady);
-    EXPECT_FALSE(ran);
-    EXPECT_EQ(cudaGetLastError(), cudaSuccess) << "not ready is a status, not an error";
+    EXPECT_EQ(p.log, "");
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
     EXPECT_EQ(cudaEventQuery(ev), cudaSuccess);
-    EXPECT_TRUE(ran);
+    EXPECT_EQ(p.log, "a");
     EXPECT_EQ(cudaStreamQuery(s), cudaSuccess);
-
-    // A polling loop terminates.
-    ran = false;
-    emu::submit(s, "probe", [&] { ran = true; });
+    p.on(s, 'b');
     int polls = 0;
     while (cudaStreamQuery(s) == cudaErrorNotReady) ++polls;
     EXPECT_EQ(polls, 1);
-    EXPECT_TRUE(ran);
-    cudaEventDestroy(ev);
-    cudaStreamDestroy(s);
+    EXPECT_EQ(p.log, "ab");
+    cudaEventDestroy(ev), cudaStreamDestroy(s);
 }
 
-TEST_F(StreamTest, LazyScheduleRunsOnlyWhatIsWaitedFor) {
-    cudaStream_t a = stream(cudaStreamNonBlocking);
-    cudaStream_t b = stream(cudaStreamDefault);
-    std::vector<std::string> order;
-    emu::submit(a, "a1", [&] { order.push_back("a1"); });
-    emu::submit(b, "b1", [&] { order.push_back("b1"); });
-    emu::submit(a, "a2", [&] { order.push_back("a2"); });
-    EXPECT_TRUE(order.empty());
-    ASSERT_EQ(emu::waitStream(a), cudaSuccess);
-    EXPECT_EQ(order, (std::vector<std::string>{"a1", "a2"}));
-    // Legacy work waits for the blocking stream b, not for the non-blocking a.
-    emu::submit(a, "a3", [&] { order.push_back("a3"); });
-    emu::submit(nullptr, "legacy", [&] { order.push_back("legacy"); });
-    ASSERT_EQ(cudaStreamSynchronize(cudaStreamLegacy), cudaSuccess);
-    EXPECT_EQ(order, (std::vector<std::string>{"a1", "a2", "b1", "legacy"}));
-    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
-    EXPECT_EQ(order.back(), "a3");
-    cudaStreamDestroy(a), cudaStreamDestroy(b);
-}
-
-TEST_F(StreamTest, EagerScheduleFromTheCallOrTheEnvironmentRunsWorkWhenSubmitted) {
-    zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_EAGER, 1);
-    cudaStream_t s = stream(cudaStreamNonBlocking);
-    float* h = pinnedFloats(1, 3.0f);
-    float* d = deviceFloats(1);
-    cudaMemcpyAsync(d, h, sizeof(float), cudaMemcpyHostToDevice, s);
-    EXPECT_EQ(readLegacy(d), 3.0f);
-    EXPECT_EQ(cudaStreamQuery(s), cudaSuccess);
-    cudaFree(d), cudaFreeHost(h);
-    cudaStreamDestroy(s);
-
-    // The environment chooses the schedule that a reset restores.
+// Under the eager schedule, chosen by the call or by the environment for the reset to restore,
+// work has run when its submission returns.
+TEST_F(StreamTest, EagerScheduleRunsWorkWhenSubmitted) {
     const char* saved = std::getenv("ZULI_EMU_SCHEDULE");
-    std::string savedValue = saved ? saved : "";
-    for (const char* value : {"eager", "adversarial"}) {
-        setenv("ZULI_EMU_SCHEDULE", value, 1);
-        zuliEmuReset();
-        bool ran = false;
-        emu::submit(nullptr, "probe", [&] { ran = true; });
-        EXPECT_EQ(ran, std::string(value) == "eager") << value;
+    const std::string savedValue = saved ? saved : "";
+    for (const char* value : {"", "eager", "adversarial"}) {
+        if (*value) {
+            setenv("ZULI_EMU_SCHEDULE", value, 1);
+            zuliEmuReset();
+        } else {
+            zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_EAGER, 1);
+        }
+        Probes p;
+        p.on(nullptr, 'a');
+        EXPECT_EQ(p.log, std::string(value) == "adversarial" ? "" : "a") << value;
         cudaDeviceSynchronize();
     }
     saved ? setenv("ZULI_EMU_SCHEDULE", savedValue.c_str(), 1) : unsetenv("ZULI_EMU_SCHEDULE");
 }
 
 TEST_F(StreamTest, ReadyWorkOfIndependentStreamsRunsInASeededOrder) {
+    std::vector<cudaStream_t> streams(4);
+    for (auto& s : streams) s = newStream(cudaStreamNonBlocking);
     auto runOnce = [&](unsigned long long seed) {
         zuliEmuSetSchedule(ZULI_EMU_SCHEDULE_ADVERSARIAL, seed);
-        std::vector<cudaStream_t> streams(4);
-        for (auto& s : streams) s = stream(cudaStreamNonBlocking);
-        std::string order;
-        for (int i = 0; i < 4; ++i)
-            emu::submit(streams[i], "probe", [&order, i] { order += char('0' + i); });
+        Probes p;
+        for (int i = 0; i < 4; ++i) p.on(streams[i], char('0' + i));
         cudaDeviceSynchronize();
-        for (auto s : streams) cudaStreamDestroy(s);
-        return order;
+        return p.log;
     };
     std::set<std::string> orders;
     for (unsigned long long seed = 1; seed <= 24; ++seed) {
-        std::string order = runOnce(seed);
+        const std::string order = runOnce(seed);
         EXPECT_EQ(order.size(), 4u);
         EXPECT_EQ(runOnce(seed), order) << "the same seed gives the same order";
         orders.insert(order);
     }
     EXPECT_GE(orders.size(), 3u) << "different seeds must give different orders";
+    for (auto s : streams) cudaStreamDestroy(s);
 }
 
 TEST_F(StreamTest, DestroyedStreamsPendingWorkStillCompletes) {
-    cudaStream_t s = stream(cudaStreamNonBlocking);
-    bool ran = false;
-    emu::submit(s, "probe", [&] { ran = true; });
+    cudaStream_t s = newStream(cudaStreamNonBlocking);
+    Probes p;
+    p.on(s, 'a');
     ASSERT_EQ(cudaStreamDestroy(s), cudaSuccess);
-    EXPECT_FALSE(ran);
+    EXPECT_EQ(p.log, "");
     EXPECT_EQ(cudaStreamSynchronize(s), cudaErrorInvalidResourceHandle);
-    EXPECT_EQ(emu::submit(s, "late", [] {}), cudaErrorInvalidResourceHandle);
+    EXPECT_EQ(p.on(s, 'b'), cudaErrorInvalidResourceHandle);
     EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess);
-    EXPECT_TRUE(ran);
+    EXPECT_EQ(p.log, "a");
 }
 
 TEST_F(StreamTest, StreamAndEventArgumentChecks) {
-    cudaStream_t s = nullptr;
+    cudaStream_t s = newStream(cudaStreamNonBlocking), urgent = nullptr;
     cudaEvent_t e = nullptr;
     unsigned flags = 99;
-    auto bogusStream = reinterpret_cast<cudaStream_t>(0x1234);
-    auto bogusEvent = reinterpret_cast<cudaEvent_t>(0x1234);
-    EXPECT_EQ(cudaStreamCreateWithFlags(&s, 2), cudaErrorInvalidValue);
-    EXPECT_EQ(cudaStreamCreateWithFlags(nullptr, 0), cudaErrorInvalidValue);
-    ASSERT_EQ(cudaStreamCreateWithFlags(&s, cudaStreamNonBlocking), cudaSuccess);
+    int least = 1, greatest = 1, priority = 1;
     ASSERT_EQ(cudaStreamGetFlags(s, &flags), cudaSuccess);
     EXPECT_EQ(flags, unsigned(cudaStreamNonBlocking));
-    int least = 1, greatest = 1, priority = 1;
-    cudaStream_t urgent = nullptr;
     ASSERT_EQ(cudaDeviceGetStreamPriorityRange(&least, &greatest), cudaSuccess);
     ASSERT_EQ(cudaStreamCreateWithPriority(&urgent, 0, -100), cudaSuccess);
     ASSERT_EQ(cudaStreamGetPriority(urgent, &priority), cudaSuccess);
     EXPECT_EQ(priority, greatest) << "a priority beyond the range is clamped";
 
-    struct {
+    auto bogusStream = reinterpret_cast<cudaStream_t>(0x1234);
+    auto bogusEvent = reinterpret_cast<cudaEvent_t>(0x1234);
+    const cudaError_t invalid = cudaErrorInvalidValue, handle = cudaErrorInvalidResourceHandle;
+    const struct {
         const char* what;
         cudaError_t got, expected;
-    } const rows[] = {
-        {"sync bogus stream", cudaStreamSynchronize(bogusStream), cudaErrorInvalidResourceHandle},
-        {"query bogus stream", cudaStreamQuery(bogusStream), cudaErrorInvalidResourceHandle},
-        {"destroy legacy", cudaStreamDestroy(nullptr), cudaErrorInvalidResourceHandle},
-        {"flags bogus stream", cudaStreamGetFlags(bogusStream, &flags),
-         cudaErrorInvalidResourceHandle},
-        {"event bad flags", cudaEventCreateWithFlags(&e, 0x40), cudaErrorInvalidValue},
+    } rows[] = {
+        {"stream bad flags", cudaStreamCreateWithFlags(&s, 2), invalid},
+        {"stream no result", cudaStreamCreateWithFlags(nullptr, 0), invalid},
+        {"sync bogus stream", cudaStreamSynchronize(bogusStream), handle},
+        {"query bogus stream", cudaStreamQuery(bogusStream), handle},
+        {"destroy legacy", cudaStreamDestroy(nullptr), handle},
+        {"flags bogus stream", cudaStreamGetFlags(bogusStream, &flags), handle},
+        {"event bad flags", cudaEventCreateWithFlags(&e, 0x40), invalid},
         {"interprocess needs no timing", cudaEventCreateWithFlags(&e, cudaEventInterprocess),
-         cudaErrorInvalidValue},
-        {"record bogus event", cudaEventRecord(bogusEvent, s), cudaErrorInvalidResourceHandle},
-        {"wait bogus event", cudaStreamWaitEvent(s, bogusEvent, 0), cudaErrorInvalidResourceHandle},
-        {"sync bogus event", cudaEventSynchronize(bogusEvent), cudaErrorInvalidResourceHandle},
-        {"destroy bogus event", cudaEventDestroy(bogusEvent), cudaErrorInvalidResourceHandle},
+         invalid},
+        {"record bogus event", cudaEventRecord(bogusEvent, s), handle},
+        {"wait bogus event", cudaStreamWaitEvent(s, bogusEvent, 0), handle},
+        {"sync bogus event", cudaEventSynchronize(bogusEvent), handle},
+        {"destroy bogus event", cudaEventDestroy(bogusEvent), handle},
     };
     for (const auto& row : rows) EXPECT_EQ(row.got, row.expected) << row.what;
-    cudaGetLastError();
 
-    // Elapsed time needs two recorded, completed, timed events.
-    cudaEvent_t start, stop, untimed;
-    cudaEventCreate(&start), cudaEventCreate(&stop);
+    // Elapsed time needs two recorded, completed, timed events; an event never recorded is
+    // complete.
+    cudaEvent_t start, stop, untimed, fresh;
+    cudaEventCreate(&start), cudaEventCreate(&stop), cudaEventCreate(&fresh);
     cudaEventCreateWithFlags(&untimed, cudaEventDisableTiming);
     float ms = -1;
-    EXPECT_EQ(cudaEventElapsedTime(&ms, start, stop), cudaErrorInvalidResourceHandle);
+    EXPECT_EQ(cudaEventElapsedTime(&ms, start, stop), handle);
     cudaEventRecord(start, s);
-    emu::submit(s, "work", [] {});
-    cudaEventRecord(stop, s);
-    cudaEventRecord(untimed, s);
+    Probes p;
+    p.on(s, 'w');
+    cudaEventRecord(stop, s), cudaEventRecord(untimed, s);
     EXPECT_EQ(cudaEventElapsedTime(&ms, start, stop), cudaErrorNotReady);
     ASSERT_EQ(cudaEventSynchronize(stop), cudaSuccess);
     ASSERT_EQ(cudaEventElapsedTime(&ms, start, stop), cudaSuccess);
     EXPECT_GE(ms, 0.0f);
     cudaEventSynchronize(untimed);
-    EXPECT_EQ(cudaEventElapsedTime(&ms, start, untimed), cudaErrorInvalidResourceHandle);
-    // An event never recorded is complete.
-    cudaEvent_t fresh;
-    cudaEventCreate(&fresh);
+    EXPECT_EQ(cudaEventElapsedTime(&ms, start, untimed), handle);
     EXPECT_EQ(cudaEventQuery(fresh), cudaSuccess);
     EXPECT_EQ(cudaEventSynchronize(fresh), cudaSuccess);
     for (cudaEvent_t ev : {start, stop, untimed, fresh}) cudaEventDestroy(ev);
     cudaStreamDestroy(s), cudaStreamDestroy(urgent);
 }
 
-TEST_F(StreamTest, PerThreadDefaultStreamsAreDistinctAndBlocking) {
-    std::vector<std::string> order;
-    std::thread([&] {
-        emu::submit(cudaStreamPerThread, "other thread", [&] { order.push_back("other"); });
-    }).join();
-    emu::submit(cudaStreamPerThread, "this thread", [&] { order.push_back("this"); });
-    ASSERT_EQ(cudaStreamSynchronize(cudaStreamPerThread), cudaSuccess);
-    EXPECT_EQ(order, (std::vector<std::string>{"this"}));
-    // Legacy work waits for both (they are blocking streams).
-    emu::submit(nullptr, "legacy", [&] { order.push_back("legacy"); });
-    cudaStreamSynchronize(nullptr);
-    EXPECT_EQ(order, (std::vector<std::string>{"this", "other", "legacy"}));
-}
-
+// Each device has its own legacy stream, and failing work poisons only its own device, whichever
+// thread forced it.
 TEST_F(StreamTest, EachDeviceHasItsOwnLegacyStreamAndStickyError) {
     ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
-    cudaStream_t onZero = stream(cudaStreamDefault);
-    std::vector<std::string> order;
-    emu::submit(onZero, "device 0", [&] { order.push_back("device 0"); });
+    cudaStream_t onZero = newStream(cudaStreamDefault);
+    Probes p;
+    p.on(onZero, '0');
     cudaSetDevice(1);
-    EXPECT_EQ(emu::streamDevice(nullptr), 1);
-    EXPECT_EQ(emu::streamDevice(onZero), 0);
-    emu::submit(nullptr, "legacy 1", [&] { order.push_back("legacy 1"); });
+    EXPECT_EQ(emu::streamDevice(nullptr) * 10 + emu::streamDevice(onZero), 10);
+    p.on(nullptr, '1');
     ASSERT_EQ(cudaStreamSynchronize(nullptr), cudaSuccess);
-    EXPECT_EQ(order, (std::vector<std::string>{"legacy 1"}));
     ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
-    EXPECT_EQ(order.size(), 1u) << "device 1's synchronisation leaves device 0 alone";
+    EXPECT_EQ(p.log, "1") << "device 1's synchronisations leave device 0 alone";
 
-    // A failure of work on device 0 poisons device 0 only, whichever thread forced it.
     zuliEmuSetStrict(0);
     emu::submit(onZero, "failing", [] { throw std::runtime_error("boom"); });
     EXPECT_EQ(cudaStreamSynchronize(onZero), cudaErrorLaunchFailure);
@@ -388,49 +294,45 @@ TEST_F(StreamTest, EachDeviceHasItsOwnLegacyStreamAndStickyError) {
     cudaDeviceReset();
 }
 
+// Work that fails aborts in strict mode; in reporting mode it is a sticky launch failure after
+// which the device runs and accepts no more work until it is reset.
 TEST_F(StreamTest, FailingWorkBecomesAStickyLaunchFailure) {
-    cudaStream_t s = stream(cudaStreamNonBlocking);
+    cudaStream_t s = newStream(cudaStreamNonBlocking);
     emu::submit(s, "throwing work", [] { throw std::runtime_error("boom"); });
     EXPECT_DEATH(cudaStreamSynchronize(s), "zuli_emu: throwing work: work failed: boom");
-
     zuliEmuSetStrict(0);
-    bool later = false;
-    emu::submit(s, "later", [&] { later = true; });
+    Probes p;
+    p.on(s, 'a');
     EXPECT_EQ(cudaStreamSynchronize(s), cudaErrorLaunchFailure);
-    EXPECT_FALSE(later) << "a failed context runs no more work";
+    EXPECT_EQ(p.log, "") << "a failed context runs no more work";
     EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
-    EXPECT_EQ(emu::submit(s, "rejected", [] {}), cudaErrorLaunchFailure);
-    EXPECT_EQ(zuliEmuViolationCount(), 1u);
-    // The scheduler is intact after a device reset.
+    EXPECT_EQ(p.on(s, 'b'), cudaErrorLaunchFailure);
+    EXPECT_TRUE(oneViolation("work failed: boom"));
     ASSERT_EQ(cudaDeviceReset(), cudaSuccess);
-    bool ran = false;
-    emu::submit(nullptr, "after", [&] { ran = true; });
+    p.on(nullptr, 'c');
     EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess);
-    EXPECT_TRUE(ran);
+    EXPECT_EQ(p.log, "c");
 }
 
 TEST_F(StreamTest, ManyHostThreadsAllocateCopyAndSynchronise) {
     constexpr int kThreads = 8, kRounds = 40, kCount = 1000;
+    constexpr size_t bytes = kCount * sizeof(float);
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             cudaStream_t s;
-            if (cudaStreamCreateWithFlags(&s, t % 2 ? cudaStreamNonBlocking : 0) != cudaSuccess)
-                ++failures;
+            if (cudaStreamCreateWithFlags(&s, t % 2 ? cudaStreamNonBlocking : 0)) ++failures;
             for (int r = 0; r < kRounds; ++r) {
-                const size_t bytes = kCount * sizeof(float);
                 float *d = nullptr, *h = nullptr;
                 std::vector<float> in(kCount), out(kCount);
                 for (int i = 0; i < kCount; ++i) in[i] = float(t * 100000 + r * 1000 + i);
-                bool ok = cudaMalloc(&d, bytes) == cudaSuccess &&
-                          cudaMallocHost(&h, bytes) == cudaSuccess &&
-                          cudaMemcpyAsync(d, in.data(), bytes, cudaMemcpyHostToDevice, s) == 0 &&
-                          cudaMemcpyAsync(h, d, bytes, cudaMemcpyDeviceToHost, s) == 0 &&
-                          cudaStreamSynchronize(s) == cudaSuccess &&
-                          std::equal(in.begin(), in.end(), h) &&
-                          cudaMemcpy(out.data(), d, bytes, cudaMemcpyDeviceToHost) == 0 &&
-                          out == in && cudaFree(d) == cudaSuccess && cudaFreeHost(h) == 0;
+                bool ok = !cudaMalloc(&d, bytes) && !cudaMallocHost(&h, bytes) &&
+                          !cudaMemcpyAsync(d, in.data(), bytes, cudaMemcpyHostToDevice, s) &&
+                          !cudaMemcpyAsync(h, d, bytes, cudaMemcpyDeviceToHost, s) &&
+                          !cudaStreamSynchronize(s) && std::equal(in.begin(), in.end(), h) &&
+                          !cudaMemcpy(out.data(), d, bytes, cudaMemcpyDeviceToHost) && out == in &&
+                          !cudaFree(d) && !cudaFreeHost(h);
                 if (!ok) ++failures;
             }
             cudaStreamDestroy(s);
@@ -438,10 +340,9 @@ TEST_F(StreamTest, ManyHostThreadsAllocateCopyAndSynchronise) {
     }
     for (auto& th : threads) th.join();
     EXPECT_EQ(failures.load(), 0);
-    zuliEmuCounters c;
-    zuliEmuGetCounters(&c);
-    EXPECT_EQ(c.h2dCopies, unsigned(kThreads * kRounds));
-    EXPECT_EQ(c.liveDeviceBytes, 0u);
+    EXPECT_EQ(counters().h2dCopies, unsigned(kThreads * kRounds));
+    EXPECT_EQ(counters().liveDeviceBytes, 0u);
 }
 
 }  // namespace
+}  // namespace emutest
