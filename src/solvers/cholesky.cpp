@@ -71,7 +71,9 @@ void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
     using R = blas::Real<T>;
     const cudalib::Stream copies(ctx);
     const cudalib::Stream panels(ctx);
-    const PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(nb) * nb, copies);
+    // The diagonal blocks' staging is allocated for the call (page-locked, nb x nb), not drawn
+    // from the pool.
+    const PinnedBuffer<T> staging(size_t(nb) * nb);
     T* block = staging.get();
     const T one(1), minusOne(-1);
     const R realOne(1), realMinusOne(-1);
