@@ -172,7 +172,10 @@ void lauumBlocked(const CallContext& ctx, char uplo, int n, int nb, T* a, int ld
     copies.synchronize();
 }
 
-// The checks potrs and posv share, up to the leading dimension of b.
+
+}  // namespace
+
+// The checks potrs, posv, dsposv and zcposv share, up to the leading dimension of b.
 void choleskySolveArguments(char& uplo, int n, int nrhs, int lda, int ldb) {
     uplo = upperOption(uplo);
     failIf(!isOneOf(uplo, "UL"), 1);
@@ -181,8 +184,6 @@ void choleskySolveArguments(char& uplo, int n, int nrhs, int lda, int ldb) {
     failIf(lda < std::max(1, n), 5);
     failIf(ldb < std::max(1, n), 7);
 }
-
-}  // namespace
 
 // ---- argument checks ----------------------------------------------------------------------------
 

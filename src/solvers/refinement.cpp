@@ -271,12 +271,7 @@ bool mixedGesvArguments(int n, int nrhs, const void* a, int lda, const void* ipi
 //   iter null -10.
 bool mixedPosvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb,
                         const void* x, int ldx, const int* iter) {
-    uplo = upperOption(uplo);
-    failIf(!isOneOf(uplo, "UL"), 1);
-    failIf(n < 0, 2);
-    failIf(nrhs < 0, 3);
-    failIf(lda < std::max(1, n), 5);
-    failIf(ldb < std::max(1, n), 7);
+    choleskySolveArguments(uplo, n, nrhs, lda, ldb);
     failIf(ldx < std::max(1, n), 9);
     if (n == 0 || nrhs == 0) return false;
     failIf(a == nullptr, 4);

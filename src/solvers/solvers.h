@@ -67,6 +67,9 @@ void pbtrf(const CallContext& ctx, char uplo, int n, int kd, T* ab, int ldab);
 // ---- Cholesky: potrf, potrs, posv, potri ------------------------------------------------------
 
 bool potrfArguments(char& uplo, int n, const void* a, int lda);
+// The leading checks of the positive definite solves (uplo, n, nrhs, lda, ldb; numbered as in
+// potrs), before each routine's own empty return and pointer checks.
+void choleskySolveArguments(char& uplo, int n, int nrhs, int lda, int ldb);
 bool potrsArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 bool posvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 bool potriArguments(char& uplo, int n, const void* a, int lda);
