@@ -64,13 +64,15 @@ namespace {
 // Kernel frames are small; sanitizer builds need room for redzones.
 constexpr std::size_t kStackBytes = ZULI_EMU_ASAN ? 256 * 1024 : 64 * 1024;
 
-// Ready: to run in the current phase (or to start); Running: on the CPU now.
-enum class ThreadState : std::uint8_t { Ready, Running, AtBarrier, Finished };
+// Ready: to run in the current phase (or to start); Running: on the CPU now. End marks the slot
+// after the block's last thread, so that a search for the next Ready thread needs no bound.
+enum class ThreadState : std::uint8_t { Ready, End, Running, AtBarrier, Finished };
 
 struct Fiber;
 void fiberMain(void* arg) noexcept;
 
 #if ZULI_EMU_FIBER_ASM
+// A suspended context is its saved stack pointer (the rest is on its stack).
 struct Context {
     void* sp = nullptr;
 };
@@ -91,15 +93,18 @@ inline void handOff(Context& from, Context& to) { swapcontext(&from.uc, &to.uc);
     std::abort();
 }
 
+// A fiber's stack. Its context is not here but in the engine's slot for the fiber (see Slot):
+// a switch then touches one small contiguous array and the target stack, nothing else.
 struct Fiber {
-    Context context;
     char* mapping = nullptr;  // guard page, then the stack
     std::size_t mappingBytes = 0;
     char* stackLow = nullptr;
     std::size_t stackBytes = 0;
-    std::size_t linear = 0;  // the thread of a block this fiber runs
 #if ZULI_EMU_ASAN
     void* fakeStack = nullptr;
+#endif
+#if !ZULI_EMU_FIBER_ASM
+    Context context;  // a ucontext_t points into itself: it must never move
 #endif
 
     // `color` staggers the top of the stack: with every stack starting at the same offset in
@@ -118,7 +123,7 @@ struct Fiber {
         }
         stackLow = mapping + page;
         stackBytes = kStackBytes;
-        initContext(color % 48 * 80);
+        topOffset = color % 48 * 80;
     }
 
     ~Fiber() {
@@ -132,13 +137,12 @@ struct Fiber {
     Fiber(const Fiber&) = delete;
     Fiber& operator=(const Fiber&) = delete;
 
-private:
 #if ZULI_EMU_FIBER_ASM
     // The frame zuli_emu_fiber_switch pops: the control-word slot (-1: none saved, the fiber
     // starts with the floating-point environment of whoever first switches to it), r15, r14,
     // r13 (entry function), r12 (its argument), rbx, rbp (0: the end of the frame-pointer
     // chain), and the address zuli_emu_fiber_entry, which then runs on a 16-byte aligned stack.
-    void initContext(std::size_t topOffset) {
+    Context initialContext() {
         const auto top = reinterpret_cast<std::uintptr_t>(stackLow + stackBytes - topOffset) &
                          ~std::uintptr_t(15);
         auto* frame = reinterpret_cast<std::uint64_t*>(top - 80);
@@ -150,40 +154,55 @@ private:
         frame[5] = 0;                                               // rbx
         frame[6] = 0;                                               // rbp
         frame[7] = reinterpret_cast<std::uint64_t>(&zuli_emu_fiber_entry);
-        context.sp = frame;
+        return Context{frame};
     }
 #else
     static void ucontextEntry(unsigned high, unsigned low) {
         const auto address = (std::uintptr_t(high) << 32) | std::uintptr_t(low);
         fiberMain(reinterpret_cast<void*>(address));
     }
-    void initContext(std::size_t) {
+    void initUcontext() {
         if (getcontext(&context.uc) != 0) {
             fatal("getcontext failed");
         }
         context.uc.uc_stack.ss_sp = stackLow;
-        context.uc.uc_stack.ss_size = stackBytes;
+        context.uc.uc_stack.ss_size = stackBytes - topOffset;
         context.uc.uc_link = nullptr;
         const auto address = reinterpret_cast<std::uintptr_t>(this);
         makecontext(&context.uc, reinterpret_cast<void (*)()>(&ucontextEntry), 2,
                     unsigned(address >> 32), unsigned(address & 0xffffffffu));
     }
 #endif
+
+private:
+    std::size_t topOffset = 0;
+};
+
+// What a switch needs of thread t of the current block, in one array indexed by t: whether it
+// runs in this phase, its threadIdx, and (with the assembly switch) its fiber's saved context.
+// 24 bytes a thread, so a 256-thread block's whole schedule fits in 6 KiB of the L1 cache
+// instead of one heap object per fiber, and a barrier finds the next thread's context at a
+// fixed distance from its own slot (see leave).
+struct Slot {
+#if ZULI_EMU_FIBER_ASM
+    Context context;
+#endif
+    uint3 index{0, 0, 0};
+    ThreadState state = ThreadState::Finished;
 };
 
 // The engine of one host thread.
 //
-// Thread t of a block always runs on fiber pool[t]. Within a phase the fibers hand over to each
-// other directly: a thread that reaches a barrier or finishes switches to the next thread of the
-// block that still has to run in this phase, and the last one switches back to the scheduler.
-// One switch per thread and phase, and the scheduler's stack stays cold.
+// Thread t of a block always runs on fiber pool[t], whose slot is slots[t]. Within a phase the
+// fibers hand over to each other directly: a thread that reaches a barrier or finishes switches
+// to the next thread of the block that still has to run in this phase, and the last one
+// switches back to the scheduler. One switch per thread and phase, and the scheduler's stack
+// stays cold.
 struct Engine {
     std::vector<std::unique_ptr<Fiber>> pool;
-    std::vector<ThreadState> states;  // per thread of the current block
-    std::vector<uint3> indices;       // threadIdx of each linear thread id, for the current grid
+    std::vector<Slot> slots;  // one per fiber and one more; states and indices for the grid
     std::size_t blockThreads = 0;
-    Context scheduler;                // the host stack that runs the blocks
-    Fiber* current = nullptr;         // the fiber running now; null on the scheduler's stack
+    Context scheduler;        // the host stack that runs the blocks
     bool inBlock = false;             // a block is executing (on fibers or as plain calls)
     bool divergent = false;           // a divergent barrier was reported for this grid
     const char* op = "kernel";
@@ -195,26 +214,50 @@ struct Engine {
     bool enteringFromScheduler = false;
 #endif
 
+    // Grows the pool to `count` fibers. A suspended fiber's context is a value (its stack
+    // pointer), so the slots may move while one waits at a barrier (only on the scheduler's
+    // stack: no fiber keeps a pointer to a slot across a switch).
     void ensureFibers(std::size_t count) {
+        if (slots.size() < count + 1) {
+            slots.resize(count + 1);
+        }
         while (pool.size() < count) {
-            pool.push_back(std::make_unique<Fiber>(pool.size()));
-            pool.back()->linear = pool.size() - 1;
+            const std::size_t t = pool.size();
+            pool.push_back(std::make_unique<Fiber>(t));
+#if ZULI_EMU_FIBER_ASM
+            slots[t].context = pool.back()->initialContext();
+#else
+            pool.back()->initUcontext();
+#endif
         }
     }
 
-    // Marks fiber t as the running thread; the caller switches to it next.
-    Fiber* enter(std::size_t t) {
-        Fiber* f = pool[t].get();
-        states[t] = ThreadState::Running;
-        zuli_emu::threadIdx = indices[t];
-        current = f;
-        return f;
+    std::size_t indexOf(const Slot* s) const { return std::size_t(s - slots.data()); }
+
+    Context& context(Slot* s) {
+#if ZULI_EMU_FIBER_ASM
+        return s->context;
+#else
+        return pool[indexOf(s)]->context;
+#endif
     }
 };
 
 // The engine is reached through an initial-exec pointer (one instruction) from every barrier;
 // the thread_local owner destroys it, and its fibers, when the host thread ends.
 __thread Engine* t_engine ZULI_EMU_TLS = nullptr;
+
+// The slot of the thread running on a fiber now (null on the scheduler's stack). A barrier
+// starts from here: the next thread's slot, its context and then its stack are the only
+// dependent loads between one thread's barrier and the next thread's first instruction.
+__thread Slot* t_running ZULI_EMU_TLS = nullptr;
+
+// Marks slot s as the running thread; the caller switches to it next.
+inline void enter(Slot* s) {
+    s->state = ThreadState::Running;
+    zuli_emu::threadIdx = s->index;
+    t_running = s;
+}
 
 Engine& engine() {
     if (t_engine == nullptr) [[unlikely]] {
@@ -245,60 +288,64 @@ inline void arrived([[maybe_unused]] Engine& e, [[maybe_unused]] void* fakeStack
 
 // Scheduler -> thread t; returns when the chain of the phase gives control back.
 void startChain(Engine& e, std::size_t t) {
-    Fiber* f = e.enter(t);
+    Slot* s = &e.slots[t];
+    enter(s);
 #if ZULI_EMU_ASAN
+    Fiber* f = e.pool[t].get();
     void* fake = nullptr;
     e.enteringFromScheduler = true;
     __sanitizer_start_switch_fiber(&fake, f->stackLow, f->stackBytes);
-    switchContext(e.scheduler, f->context);
+    switchContext(e.scheduler, e.context(s));
     __sanitizer_finish_switch_fiber(fake, nullptr, nullptr);
 #else
-    switchContext(e.scheduler, f->context);
+    switchContext(e.scheduler, e.context(s));
 #endif
-    e.current = nullptr;
+    t_running = nullptr;
 }
 
-// Fiber f stops (at a barrier or at its end) and hands over to the next thread of the block
-// still to run in this phase, or to the scheduler. Returns when f is resumed.
-void leave(Engine& e, Fiber* f, ThreadState state) {
-    e.states[f->linear] = state;
-    std::size_t next = f->linear + 1;
-    while (next < e.blockThreads && e.states[next] != ThreadState::Ready) {
+// The running thread stops (at a barrier or at its end) and hands over to the next thread of
+// the block still to run in this phase, or to the scheduler. Returns when it is resumed.
+[[gnu::always_inline]] inline void leave(Engine& e, ThreadState state) {
+    Slot* const self = t_running;
+    self->state = state;
+    Slot* next = self + 1;
+    while (next->state > ThreadState::End) {
         ++next;
     }
-    if (next < e.blockThreads) {
-        Fiber* to = e.enter(next);
+#if ZULI_EMU_ASAN
+    Fiber* f = e.pool[e.indexOf(self)].get();
+#endif
+    if (next->state == ThreadState::Ready) [[likely]] {
+        enter(next);
 #if ZULI_EMU_FIBER_ASM
-        // The thread after `to` most likely runs next: start loading its saved frame now.
-        if (next + 2 < e.blockThreads) {
-            __builtin_prefetch(e.pool[next + 1]->context.sp);
-            __builtin_prefetch(e.pool[next + 2].get());
-        }
+        // The thread after `next` most likely runs after it: start loading its saved frame
+        // (the End slot's context is a fiber's too, or null: prefetching either is harmless).
+        __builtin_prefetch(next[1].context.sp);
 #endif
 #if ZULI_EMU_ASAN
+        Fiber* to = e.pool[e.indexOf(next)].get();
         __sanitizer_start_switch_fiber(&f->fakeStack, to->stackLow, to->stackBytes);
 #endif
-        handOff(f->context, to->context);
+        handOff(e.context(self), e.context(next));
     } else {
-        e.current = nullptr;
+        t_running = nullptr;
 #if ZULI_EMU_ASAN
         __sanitizer_start_switch_fiber(&f->fakeStack, e.schedulerStackBottom,
                                        e.schedulerStackBytes);
 #endif
-        switchContext(f->context, e.scheduler);
+        switchContext(e.context(self), e.scheduler);
     }
 #if ZULI_EMU_ASAN
     arrived(e, f->fakeStack);
 #endif
 }
 
-void fiberMain(void* arg) noexcept {
-    auto* f = static_cast<Fiber*>(arg);
+void fiberMain(void*) noexcept {
     Engine& e = engine();
     arrived(e, nullptr);
     for (;;) {
         e.runThread(e.closure);
-        leave(e, f, ThreadState::Finished);
+        leave(e, ThreadState::Finished);
     }
 }
 
@@ -319,27 +366,33 @@ void reportDivergent(Engine& e, const std::string& what) {
 
 void runBlock(Engine& e) {
     const std::size_t threads = e.blockThreads;
-    e.ensureFibers(1);
-    e.states[0] = ThreadState::Ready;
-    std::fill(e.states.begin() + 1, e.states.end(), ThreadState::Finished);
+    Slot* slots = e.slots.data();
+    slots[0].state = ThreadState::Ready;
+    for (std::size_t t = 1; t < threads; ++t) {
+        slots[t].state = ThreadState::Finished;
+    }
     startChain(e, 0);
 
-    if (e.states[0] == ThreadState::Finished) {
+    if (slots[0].state == ThreadState::Finished) {
         // No barrier on thread 0's path: the others run as plain calls, at host-loop speed.
         void (*const runThread)(void*) = e.runThread;
         void* const closure = e.closure;
         for (std::size_t t = 1; t < threads; ++t) {
-            zuli_emu::threadIdx = e.indices[t];
+            zuli_emu::threadIdx = slots[t].index;
             runThread(closure);
         }
         return;
     }
 
-    // Thread 0 waits at a barrier: every thread gets a fiber, and the block advances phase by
-    // phase until all threads have finished.
+    // Thread 0 waits at a barrier: every thread gets a fiber (the slots were sized for the
+    // block when the grid started), and the block advances phase by phase until all threads
+    // have finished.
     e.ensureFibers(threads);
+    slots = e.slots.data();
     if (threads > 1) {
-        std::fill(e.states.begin() + 1, e.states.end(), ThreadState::Ready);
+        for (std::size_t t = 1; t < threads; ++t) {
+            slots[t].state = ThreadState::Ready;
+        }
         startChain(e, 1);
     }
     for (;;) {
@@ -347,8 +400,8 @@ void runBlock(Engine& e) {
         std::size_t firstWaiting = threads;
         std::size_t firstFinished = threads;
         for (std::size_t t = 0; t < threads; ++t) {
-            if (e.states[t] == ThreadState::AtBarrier) {
-                e.states[t] = ThreadState::Ready;
+            if (slots[t].state == ThreadState::AtBarrier) {
+                slots[t].state = ThreadState::Ready;
                 firstWaiting = waiting++ == 0 ? t : firstWaiting;
             } else if (firstFinished == threads) {
                 firstFinished = t;
@@ -358,9 +411,9 @@ void runBlock(Engine& e) {
             return;
         }
         if (waiting != threads) {
-            reportDivergent(e, threadName(e.indices[firstWaiting], zuli_emu::blockIdx) +
+            reportDivergent(e, threadName(slots[firstWaiting].index, zuli_emu::blockIdx) +
                                    " waits at a barrier that " +
-                                   threadName(e.indices[firstFinished], zuli_emu::blockIdx) +
+                                   threadName(slots[firstFinished].index, zuli_emu::blockIdx) +
                                    " finished without reaching");
         }
         startChain(e, firstWaiting);
@@ -383,12 +436,16 @@ bool runGrid(const char* op, dim3 grid, dim3 block, void (*runThread)(void*), vo
     zuli_emu::blockDim = block;
     const std::size_t threads = std::size_t(block.x) * block.y * block.z;
     e.blockThreads = threads;
-    e.states.assign(threads, ThreadState::Finished);
-    e.indices.resize(threads);
-    for (std::size_t t = 0; t < threads; ++t) {
-        e.indices[t] = uint3{unsigned(t % block.x), unsigned(t / block.x % block.y),
-                             unsigned(t / (std::size_t(block.x) * block.y))};
+    // Thread 0 always runs on a fiber; the others get theirs when the block first waits.
+    e.ensureFibers(1);
+    if (e.slots.size() < threads + 1) {
+        e.slots.resize(threads + 1);
     }
+    for (std::size_t t = 0; t < threads; ++t) {
+        e.slots[t].index = uint3{unsigned(t % block.x), unsigned(t / block.x % block.y),
+                                 unsigned(t / (std::size_t(block.x) * block.y))};
+    }
+    e.slots[threads].state = ThreadState::End;
     for (unsigned z = 0; z < grid.z; ++z) {
         for (unsigned y = 0; y < grid.y; ++y) {
             for (unsigned x = 0; x < grid.x; ++x) {
@@ -411,12 +468,11 @@ std::size_t fiberPoolSize() { return engine().pool.size(); }
 
 namespace zuli_emu {
 
-void syncThreads() {
+namespace {
+
+// __syncthreads where no fiber runs: a thread run as a plain call, or no kernel at all.
+[[gnu::noinline, gnu::cold]] void syncThreadsWithoutFiber() {
     emu::Engine& e = emu::engine();
-    if (emu::Fiber* f = e.current) {
-        emu::leave(e, f, emu::ThreadState::AtBarrier);
-        return;
-    }
     if (e.inBlock) {
         // A plain call: thread 0 of this block already finished without reaching a barrier.
         emu::reportDivergent(e, emu::threadName(threadIdx, blockIdx) +
@@ -424,6 +480,17 @@ void syncThreads() {
         return;
     }
     emu::violation("__syncthreads", nullptr, "called outside a kernel", cudaErrorLaunchFailure);
+}
+
+}  // namespace
+
+// The hot path of every barrier: one load, then straight into the hand-over.
+void syncThreads() {
+    if (emu::t_running != nullptr) [[likely]] {
+        emu::leave(*emu::t_engine, emu::ThreadState::AtBarrier);
+        return;
+    }
+    syncThreadsWithoutFiber();
 }
 
 bool runGridDirect(const char* op, dim3 grid, dim3 block, const GridBody& body) {
