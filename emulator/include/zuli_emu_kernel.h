@@ -68,8 +68,13 @@ extern __thread dim3 blockDim ZULI_EMU_EXPORT ZULI_EMU_TLS;
 extern __thread dim3 gridDim ZULI_EMU_EXPORT ZULI_EMU_TLS;
 inline constexpr int warpSize = 32;
 
-// Barrier of the current block (see __syncthreads).
+// Barrier of the current block (see __syncthreads). Called through the GOT rather than a PLT
+// stub: one indirect jump fewer on the hottest call of kernels with barriers.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+ZULI_EMU_EXPORT __attribute__((noplt)) void syncThreads();
+#else
 ZULI_EMU_EXPORT void syncThreads();
+#endif
 
 // ---- launch interface (implemented in libzuli_emu) ---------------------------------------------
 
