@@ -1,6 +1,9 @@
 // Speed of kernel execution on the emulated GPU, through the full launch path. Prints one line
 // per kernel kind; asserts the minimum rates in optimised builds without sanitizers (debug and
 // sanitizer builds are slower by design and only report).
+//
+// A rate is only meaningful with the machine to itself: ctest runs this test as its own serial
+// entry (emulator.kernel_rates), and the copy found among the parallel suite's tests skips.
 #include "test_kernel_kernels.h"
 
 #include "zuli_emu.h"
@@ -9,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <cstdio>
 #include <functional>
@@ -18,7 +22,8 @@
 namespace {
 
 // Other architectures switch fibers with swapcontext, which is far slower: they only report.
-#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && defined(__x86_64__)
+#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && defined(__x86_64__) && \
+    !defined(ZULI_EMU_FIBER_UCONTEXT)
 constexpr bool kAssertRates = true;
 #else
 constexpr bool kAssertRates = false;
@@ -44,6 +49,9 @@ double threadsPerSecond(double threads, const std::function<void()>& launch) {
 }
 
 TEST(KernelBenchmark, ThreadsPerSecond) {
+    if (std::getenv("ZULI_PARALLEL_TESTS") != nullptr) {
+        GTEST_SKIP() << "measured alone, as emulator.kernel_rates";
+    }
     zuliEmuReset();
     // Unchecked builds measure a smaller grid: they only report, and must not slow the suite.
     const int n = kAssertRates ? 1 << 24 : 1 << 20;
@@ -76,15 +84,12 @@ TEST(KernelBenchmark, ThreadsPerSecond) {
                 plain / 1e6, n, !kAssertRates ? "not checked" : plain >= 100e6 ? "ok" : "failed");
     std::printf("kernel with barriers     %10.1f M threads/s  (%u threads, 9 barriers each)  %s\n",
                 barriers / 1e6, blocks * threads,
-                !kAssertRates ? "not checked" : barriers >= 5e6 ? "ok" : "below the 5 M target");
+                !kAssertRates ? "not checked" : barriers >= 5e6 ? "ok" : "failed");
+    RecordProperty("plain_threads_per_second", std::to_string(plain));
+    RecordProperty("barrier_threads_per_second", std::to_string(barriers));
     if (kAssertRates) {
         EXPECT_GE(plain, 100e6);
-        // Kernels with barriers run at about 5 M threads/s here (4.8 to 5.4 on an idle machine),
-        // just around the 5 M target, so a hard check would fail at random: the rate is reported
-        // (above, and as a test property) until the fiber engine is faster, and a collapse to
-        // well below the target still fails.
-        RecordProperty("barrier_threads_per_second", std::to_string(barriers));
-        EXPECT_GE(barriers, 3e6);
+        EXPECT_GE(barriers, 5e6);
     }
     cudaFree(x);
     cudaFree(y);
