@@ -104,6 +104,17 @@ cublasStatus_t dot(const char* name, cublasHandle_t handle, int n, const T* x, i
     return reduce(call, op, flops<T>(n, n), result, [=] {
         if constexpr (kind == Dot::Real) {
             return pick<T>(cblas_sdot, cblas_ddot, nullptr, nullptr)(n, dx, incx, dy, incy);
+        } else if (incx != 1 || incy != 1) {
+            // The host BLAS's strided complex dot kernels may load one element past the
+            // vector's last, which the guard page after a device allocation turns into a crash
+            // (seen with zdotu and zdotc). A GPU reads the n elements only, and so does this.
+            T value(0);
+            for (int i = 0; i < n; ++i) {
+                const T xi = dx[vectorIndex(i, n, incx)];
+                value +=
+                    (kind == Dot::Conjugated ? std::conj(xi) : xi) * dy[vectorIndex(i, n, incy)];
+            }
+            return value;
         } else {
             T value;
             if constexpr (kind == Dot::Unconjugated) {

@@ -375,7 +375,9 @@ TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
 }
 
 // dot (dotu, dotc), nrm2, asum and iamax into host memory; n <= 0 and, for the one-vector
-// reductions, incx <= 0 give 0.
+// reductions, incx <= 0 give 0. Both an even and an odd length: vectorised host kernels take
+// different paths for them, and a strided one that loads past the last element hits the guard
+// page after the allocation.
 TYPED_TEST(BlasOps, Reductions) {
     using T = TypeParam;
     using R = Real<T>;
@@ -384,9 +386,9 @@ TYPED_TEST(BlasOps, Reductions) {
     const auto asum = choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2);
     const auto amax = choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2);
     const auto dotu = choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2);
-    const int n = 9;
-    for (auto [incx, incy] : kIncs) {
-        SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
+    for (const auto& [n, incs] : every(std::vector{8, 9}, kIncs)) {
+        const auto [incx, incy] = incs;
+        SCOPED_TRACE(testing::Message() << "n " << n << " incs " << incx << "," << incy);
         auto x = randomVector<T>(span(n, incx), 36), y = randomVector<T>(span(n, incy), 37);
         // A known largest element (|Re| + |Im| = 9), and a tie after it that must not win.
         const int inc1 = std::abs(incx);
