@@ -25,6 +25,24 @@
 
 namespace runtime_test {
 
+// Where the tests run. Normally on the emulated GPU, which the tests steer and observe through
+// its control API (device configuration, fault injection, counters). Built with
+// ZULI_TESTS_ON_GPU, the same sources run on a real GPU, where only the results can be checked:
+// zuliEmuReset and zuliEmuResetCounters do nothing there and every other control aborts, so a
+// test or a check that needs them asks kEmulated first (tests/emulator_controls_on_gpu.cpp).
+#ifdef ZULI_TESTS_ON_GPU
+inline constexpr bool kEmulated = false;
+#else
+inline constexpr bool kEmulated = true;
+#endif
+
+// Skips the rest of a test that observes or steers the GPU where the GPU is a real one.
+#define SKIP_ON_A_REAL_GPU()                                                                   \
+    do {                                                                                       \
+        if (!::runtime_test::kEmulated)                                                        \
+            GTEST_SKIP() << "needs the emulated GPU's counters, faults or device settings";    \
+    } while (0)
+
 class RuntimeTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -110,8 +110,8 @@ TYPED_TEST_SUITE(CholeskyTyped, AllPrecisions);
 // device generations and both interfaces; potri on LAPACK's factor against LAPACK's potri.
 TYPED_TEST(CholeskyTyped, PotrfAndPotriMatchLapackAroundTheBlockSize) {
     using T = TypeParam;
-    for (int code : {13, 90}) {
-        this->useCapability(code / 10, code % 10);
+    for (int code : this->generations()) {
+        this->useCapability(code);
         const int nb = zuli::factorBlockSize<T>(code);
         for (int n : {nb, nb + 1, 2 * nb + nb / 2}) {
             const Matrix<T> a = positiveDefinite<T>(n, n + 2, this->rng);
@@ -271,6 +271,7 @@ TEST_F(SolverTest, CholeskyArgumentTables) {
 // left, the caller's host matrix as it was (or the complete result, when the failure came after
 // the copy-out), and the thread's cuBLAS handle back on the null stream.
 TEST_F(SolverTest, BlockedPotrfFailureSweep) {
+    SKIP_ON_A_REAL_GPU();
     const int n = 2 * zuli::factorBlockSize<double>(90) + 3;
     for (char uplo : {'L', 'U'}) {
         for (Api api : kApis) {
@@ -309,6 +310,7 @@ TEST_F(SolverTest, BlockedPotrfFailureSweep) {
 // blocks cross the bus, once each way (n x nb elements in all, within 10 %), and cuBLAS does at
 // least everything but the host's block factorizations.
 TEST_F(SolverTest, DevicePotrfMovesOnlyDiagonalBlocks) {
+    SKIP_ON_A_REAL_GPU();
     const int n = 2048, nb = zuli::factorBlockSize<double>(90);
     Matrix<double> a = positiveDefinite<double>(n, n, rng);
     DeviceArrays dev(Api::Device);

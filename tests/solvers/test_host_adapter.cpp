@@ -52,7 +52,9 @@ TEST(HostAdapterBlocks, MirrorLeadingDimensionAvoidsPartitionMultiples) {
 
 class HostAdapter : public RuntimeTest {
 protected:
+    // Every test here counts copies and allocations or injects faults.
     void SetUp() override {
+        SKIP_ON_A_REAL_GPU();
         RuntimeTest::SetUp();
         ASSERT_EQ(zuliInitialize(), zuliNoError);
         zuliEmuResetCounters();

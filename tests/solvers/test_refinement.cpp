@@ -302,6 +302,7 @@ TEST_F(SolverTest, MixedPrecisionArgumentTables) {
 // both interfaces: the status of the fault, no device memory left behind (the work space
 // included), and host arrays that hold either what they held or the complete result.
 TEST_F(SolverTest, DsgesvFailureSweep) {
+    SKIP_ON_A_REAL_GPU();
     using R = Routine<double, false>;
     const int n = 40;
     Matrix<double> a0(n, n, n + 1, rng);
