@@ -9,8 +9,15 @@ namespace {
 
 using namespace blas_test;
 
+// Every test here counts copies and allocations or injects faults.
 template <typename T>
-using Transfers = BlasTyped<T>;
+class Transfers : public BlasTyped<T> {
+protected:
+    void SetUp() override {
+        SKIP_ON_A_REAL_GPU();
+        BlasTyped<T>::SetUp();
+    }
+};
 TYPED_TEST_SUITE(Transfers, AllPrecisions);
 
 template <typename T>
