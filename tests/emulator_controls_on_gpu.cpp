@@ -32,14 +32,32 @@ extern "C" {
 void zuliEmuReset(void) {}
 void zuliEmuResetCounters(void) {}
 
-int zuliEmuSetComputeCapability(int, int, int) { needsTheEmulator("zuliEmuSetComputeCapability"); }
-void zuliEmuFailDeviceAlloc(int) { needsTheEmulator("zuliEmuFailDeviceAlloc"); }
-void zuliEmuFailPinnedAlloc(int) { needsTheEmulator("zuliEmuFailPinnedAlloc"); }
-void zuliEmuFailBlasCall(const char*, int, int) { needsTheEmulator("zuliEmuFailBlasCall"); }
-void zuliEmuFailCudaCall(const char*, int, int) { needsTheEmulator("zuliEmuFailCudaCall"); }
-int zuliEmuArmedFaults(void) { needsTheEmulator("zuliEmuArmedFaults"); }
-const char* zuliEmuLastFiredFault(void) { needsTheEmulator("zuliEmuLastFiredFault"); }
-void zuliEmuGetCounters(zuliEmuCounters*) { needsTheEmulator("zuliEmuGetCounters"); }
-unsigned long long zuliEmuBlasOpCalls(const char*) { needsTheEmulator("zuliEmuBlasOpCalls"); }
+int zuliEmuSetComputeCapability(int, int, int) {
+    needsTheEmulator("zuliEmuSetComputeCapability");
+}
+void zuliEmuFailDeviceAlloc(int) {
+    needsTheEmulator("zuliEmuFailDeviceAlloc");
+}
+void zuliEmuFailPinnedAlloc(int) {
+    needsTheEmulator("zuliEmuFailPinnedAlloc");
+}
+void zuliEmuFailBlasCall(const char*, int, int) {
+    needsTheEmulator("zuliEmuFailBlasCall");
+}
+void zuliEmuFailCudaCall(const char*, int, int) {
+    needsTheEmulator("zuliEmuFailCudaCall");
+}
+int zuliEmuArmedFaults(void) {
+    needsTheEmulator("zuliEmuArmedFaults");
+}
+const char* zuliEmuLastFiredFault(void) {
+    needsTheEmulator("zuliEmuLastFiredFault");
+}
+void zuliEmuGetCounters(zuliEmuCounters*) {
+    needsTheEmulator("zuliEmuGetCounters");
+}
+unsigned long long zuliEmuBlasOpCalls(const char*) {
+    needsTheEmulator("zuliEmuBlasOpCalls");
+}
 
 }  // extern "C"
