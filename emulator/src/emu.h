@@ -73,6 +73,12 @@ enum class MemKind { Device, Pinned, Pageable };
 // Device; into a live page-locked block, Pinned; anything else, Pageable.
 MemKind classify(const void* p);
 
+// The host side of a copy, [p, p + bytes): Pinned when it starts in a live page-locked block,
+// else Pageable. A range that starts in a page-locked block must also end in it: a transfer that
+// runs past the block would read or write whatever host memory follows, so that is reported as a
+// violation naming `op`, and *fits is set to false.
+MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits);
+
 // Checks that [p, p + bytes) lies inside one live device allocation (bytes == 0 only needs p to lie
 // inside or at the end of one) and returns the corresponding address in the private mapping.
 // On failure reports a violation naming `op` and returns nullptr. A null p with bytes == 0 gives

@@ -245,6 +245,24 @@ bool inDeviceArena(const void* p) {
     return inArena(p);
 }
 
+MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits) {
+    Guard g(lock());
+    *fits = true;
+    auto [start, block] = findPinned(p);
+    if (!block) return MemKind::Pageable;
+    const size_t offset = reinterpret_cast<uintptr_t>(p) - start;
+    if (bytes > block->size - offset) {
+        char what[256];
+        std::snprintf(what, sizeof what,
+                      "host extent of %zu bytes at offset %zu overruns the page-locked block of "
+                      "%zu bytes by %zu bytes",
+                      bytes, offset, block->size, bytes - (block->size - offset));
+        violation(op, p, what, cudaErrorInvalidValue);
+        *fits = false;
+    }
+    return MemKind::Pinned;
+}
+
 void* deviceRange(const void* p, size_t bytes, const char* op) {
     if (!p && bytes == 0) return nullptr;
     Guard g(lock());

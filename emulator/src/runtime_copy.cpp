@@ -111,9 +111,14 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
         countCopy(CopyDir::D2D, bytes);
         return submit(target, op, run, uses);
     }
+    bool fits = true;
+    const MemKind host = dstDevice == srcDevice ? MemKind::Pageable
+                         : dstDevice ? hostRange(src, extentBytes(shape, false), op, &fits)
+                                     : hostRange(dst, extentBytes(shape, true), op, &fits);
+    if (!fits) return cudaErrorInvalidValue;
     if (dstDevice) {  // host to device
         countCopy(CopyDir::H2D, bytes);
-        if (classify(src) == MemKind::Pinned)
+        if (host == MemKind::Pinned)
             return async ? submit(target, op, run, uses) : submitAndWait(target, op, run, uses);
         if (!async) {
             cudaError_t err = waitStream(target, true);
@@ -129,7 +134,7 @@ cudaError_t copy(const char* op, void* dst, const void* src, const Shape& shape,
     }
     if (srcDevice) {  // device to host
         countCopy(CopyDir::D2H, bytes);
-        if (async && classify(dst) == MemKind::Pinned) return submit(target, op, run, uses);
+        if (async && host == MemKind::Pinned) return submit(target, op, run, uses);
         return submitAndWait(target, op, run, uses);
     }
     countCopy(CopyDir::H2H, bytes);

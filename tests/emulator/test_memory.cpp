@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <vector>
 
 namespace emutest {
@@ -249,6 +250,44 @@ TEST_F(MemoryTest, CopiesCheckDirectionPitchAndExtent) {
               cudaErrorIllegalAddress);
     EXPECT_TRUE(oneViolation("cudaMemcpyAsync: extent of 100 bytes at offset 4000"));
     cudaDeviceReset();
+}
+
+// The host side of a transfer that starts in a page-locked block must end in it, in both
+// directions, 1-D and 2-D, sync and async (the block is page-rounded: an overrun of a few bytes
+// would otherwise go unnoticed). The copy is refused and moves nothing.
+TEST_F(MemoryTest, CopiesCheckThePageLockedExtent) {
+    char* d = deviceAlloc<char>(4096);
+    char* pinned = nullptr;
+    ASSERT_EQ(cudaMallocHost(&pinned, 1000), cudaSuccess);
+    std::memset(pinned, 7, 1000);
+    ASSERT_EQ(cudaMemcpy(d, pinned, 1000, cudaMemcpyHostToDevice), cudaSuccess);
+    ASSERT_EQ(cudaMemcpy(pinned + 500, d, 500, cudaMemcpyDeviceToHost), cudaSuccess);
+    EXPECT_DEATH(cudaMemcpy(d, pinned + 1, 1000, cudaMemcpyHostToDevice),
+                 "cudaMemcpy: host extent of 1000 bytes at offset 1 overruns the page-locked "
+                 "block of 1000 bytes by 1 bytes");
+    const struct {
+        const char* what;
+        std::function<cudaError_t()> copy;
+    } overruns[] = {
+        {"to the device, async",
+         [&] { return cudaMemcpyAsync(d, pinned + 999, 2, cudaMemcpyHostToDevice, nullptr); }},
+        {"to the host", [&] { return cudaMemcpy(pinned + 990, d, 11, cudaMemcpyDeviceToHost); }},
+        {"to the host, 2-D: (height - 1) * pitch + width",
+         [&] { return cudaMemcpy2D(pinned, 300, d, 300, 101, 4, cudaMemcpyDeviceToHost); }},
+        {"kind inferred",
+         [&] { return cudaMemcpyAsync(pinned + 1, d, 1000, cudaMemcpyDefault, nullptr); }},
+    };
+    for (const auto& row : overruns) {
+        zuliEmuReset();  // clears the violations counted so far
+        zuliEmuSetStrict(0);
+        EXPECT_EQ(row.copy(), cudaErrorInvalidValue) << row.what;
+        EXPECT_TRUE(oneViolation("overruns the page-locked block of 1000 bytes")) << row.what;
+        EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidValue) << row.what;
+    }
+    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
+    for (int i = 0; i < 1000; ++i) ASSERT_EQ(pinned[i], 7) << i;
+    cudaFreeHost(pinned);
+    cudaFree(d);
 }
 
 // A 3-D copy into pitched memory, read back densely: row r of slice z is source row 4 z + r.
