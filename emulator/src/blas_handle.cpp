@@ -81,7 +81,7 @@ bool Call::hostReadable(const void* p) {
 }
 
 void* Call::operand(const void* p, size_t bytes) {
-    void* translated = emu::deviceRange(p, bytes, name_);
+    void* translated = emu::deviceRange(p, bytes, name_, state_.device);
     if (!translated && (p || bytes)) {
         failed_ = true;
         return nullptr;
@@ -92,7 +92,8 @@ void* Call::operand(const void* p, size_t bytes) {
 
 void* Call::matrixOperand(const void* p, int64_t rows, int64_t cols, int64_t ld, size_t esize) {
     if (rows <= 0 || cols <= 0) return nullptr;
-    void* translated = emu::deviceMatrix(p, size_t(rows), size_t(cols), size_t(ld), esize, name_);
+    void* translated =
+        emu::deviceMatrix(p, size_t(rows), size_t(cols), size_t(ld), esize, name_, state_.device);
     if (!translated) {
         failed_ = true;
         return nullptr;

@@ -81,14 +81,18 @@ MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits);
 
 // Checks that [p, p + bytes) lies inside one live device allocation (bytes == 0 only needs p to lie
 // inside or at the end of one) and returns the corresponding address in the private mapping.
+// With `device` >= 0 the work runs on that device, whose kernels cannot reach the memory of
+// another device (peer access is not emulated): the allocation must be that device's too.
 // On failure reports a violation naming `op` and returns nullptr. A null p with bytes == 0 gives
 // nullptr without a violation.
-void* deviceRange(const void* p, size_t bytes, const char* op);
+constexpr int kAnyDevice = -1;
+void* deviceRange(const void* p, size_t bytes, const char* op, int device = kAnyDevice);
 
 // The same for a column-major matrix of rows x cols elements of `esize` bytes with leading
 // dimension ld (in elements): the extent checked is (cols - 1) * ld + rows elements.
 // Empty matrices (rows or cols 0) check nothing and return the translated p (or nullptr).
-void* deviceMatrix(const void* p, size_t rows, size_t cols, size_t ld, size_t esize, const char* op);
+void* deviceMatrix(const void* p, size_t rows, size_t cols, size_t ld, size_t esize, const char* op,
+                   int device = kAnyDevice);
 
 // The id of the live device or page-locked allocation that contains p (0 if none). Work records
 // the allocations it uses so that freeing one of them while that work is pending is reported.

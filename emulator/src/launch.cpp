@@ -30,8 +30,7 @@ bool configurationValid(const emu::DeviceLimits& limits, dim3 grid, dim3 block) 
             return false;
         }
     }
-    const unsigned long long threads =
-        static_cast<unsigned long long>(block.x) * block.y * block.z;
+    const unsigned long long threads = static_cast<unsigned long long>(block.x) * block.y * block.z;
     return threads <= static_cast<unsigned long long>(limits.maxThreadsPerBlock);
 }
 
@@ -52,9 +51,9 @@ bool beginLaunch(const char* op, dim3 grid, dim3 block) {
 }
 
 void* translateKernelArg(const void* p, const char* op, std::size_t index) {
-    const std::string what = std::string(op ? op : "kernel launch") + ": kernel argument " +
-                             std::to_string(index + 1);
-    return emu::deviceRange(p, 0, what.c_str());
+    const std::string what =
+        std::string(op ? op : "kernel launch") + ": kernel argument " + std::to_string(index + 1);
+    return emu::deviceRange(p, 0, what.c_str(), emu::currentDevice());
 }
 
 void submitGrid(const char* op, dim3 grid, dim3 block, cudaStream_t stream, GridBody body,

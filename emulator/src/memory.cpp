@@ -263,12 +263,18 @@ MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits) {
     return MemKind::Pinned;
 }
 
-void* deviceRange(const void* p, size_t bytes, const char* op) {
+void* deviceRange(const void* p, size_t bytes, const char* op, int device) {
     if (!p && bytes == 0) return nullptr;
     Guard g(lock());
     auto [start, alloc] = findDevice(p);
     if (!alloc) {
         violation(op, p, p ? describeNonDevice(p) : "null device pointer");
+        return nullptr;
+    }
+    if (device != kAnyDevice && alloc->device != device) {
+        violation(op, p,
+                  "memory of device " + std::to_string(alloc->device) + " used by work on device " +
+                      std::to_string(device) + " (no peer access)");
         return nullptr;
     }
     size_t offset = reinterpret_cast<uintptr_t>(p) - start;
@@ -284,8 +290,8 @@ void* deviceRange(const void* p, size_t bytes, const char* op) {
     return toPrivate(p);
 }
 
-void* deviceMatrix(const void* p, size_t rows, size_t cols, size_t ld, size_t esize,
-                   const char* op) {
+void* deviceMatrix(const void* p, size_t rows, size_t cols, size_t ld, size_t esize, const char* op,
+                   int device) {
     if (rows == 0 || cols == 0) {
         Guard g(lock());
         return p && inArena(p) ? toPrivate(p) : nullptr;
@@ -297,7 +303,7 @@ void* deviceMatrix(const void* p, size_t rows, size_t cols, size_t ld, size_t es
         violation(op, p, "matrix extent does not fit in the address space");
         return nullptr;
     }
-    return deviceRange(p, static_cast<size_t>(bytes), op);
+    return deviceRange(p, static_cast<size_t>(bytes), op, device);
 }
 
 uint64_t allocationOf(const void* p) {

@@ -271,9 +271,9 @@ TEST_F(BlasCalls, ArgumentChecks) {
 
 using BlasCallsDeathTest = BlasCalls;
 
-// Operands that are not device memory of the extent the call touches, scalars and results in
-// the wrong memory for the pointer mode, a handle used on another device or bound to another
-// device's stream.
+// Operands that are not device memory of the extent the call touches or belong to another
+// device, scalars and results in the wrong memory for the pointer mode, a handle used on another
+// device or bound to another device's stream.
 TEST_F(BlasCallsDeathTest, BadOperandsAbortInStrictMode) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
@@ -298,6 +298,14 @@ TEST_F(BlasCallsDeathTest, BadOperandsAbortInStrictMode) {
 
     ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
     EXPECT_DEATH(cublasDscal_v2(h, 4, &one, A.get(), 1), "cublasDscal_v2.*device 1 is current");
+    DeviceArray<double> onDevice1(6);
+    ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
+    EXPECT_DEATH(cublasDaxpy_v2(h, 2, &one, A.get(), 1, onDevice1.get(), 1),
+                 "cublasDaxpy_v2: memory of device 1 used by work on device 0");
+    EXPECT_DEATH(
+        cublasDgemm_v2(h, N, N, 2, 3, 2, &one, A.get(), 2, onDevice1.get(), 2, &one, C.get(), 2),
+        "cublasDgemm_v2: memory of device 1 used by work on device 0");
+    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
     cudaStream_t other = newStream(cudaStreamDefault);
     ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
     ASSERT_EQ(cublasSetStream_v2(h, other), kOk);

@@ -335,16 +335,23 @@ TEST_F(KernelLaunch, FailedLaunchesRunNothingEdgePointersRun) {
     EXPECT_EQ(counters().launches, 1u);
 }
 
-// A pointer argument that is not live device memory aborts in strict mode; in reporting mode it
-// is one violation and the sticky illegal address, and the kernel neither runs nor counts.
+// A pointer argument that is not live device memory of the launching device aborts in strict
+// mode; in reporting mode it is one violation and the sticky illegal address, and the kernel
+// neither runs nor counts.
 TEST_F(KernelLaunch, NonDevicePointerArgumentsAreViolations) {
     int* freed = deviceAlloc<int>(1);
     ASSERT_EQ(cudaFree(freed), cudaSuccess);
     int* pinned = emutest::pinnedAlloc(1, 0);
     int onStack = 0;
     std::vector<int> onHeap(1, 0);
+    ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
+    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+    int* otherDevice = deviceAlloc<int>(1);
+    ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
     EXPECT_DEATH(setFlag(&onStack), "setFlag.*kernel argument 1");
-    for (int* pointer : {&onStack, onHeap.data(), pinned, freed}) {
+    EXPECT_DEATH(setFlag(otherDevice),
+                 "setFlag.*kernel argument 1: memory of device 1 used by work on device 0");
+    for (int* pointer : {&onStack, onHeap.data(), pinned, freed, otherDevice}) {
         reporting();
         setFlag(pointer);
         EXPECT_TRUE(oneViolation("kernel argument 1"));
@@ -355,6 +362,7 @@ TEST_F(KernelLaunch, NonDevicePointerArgumentsAreViolations) {
     EXPECT_EQ(onStack + onHeap[0] + *pinned, 0) << "the kernel ran";
     reset();
     cudaFreeHost(pinned);
+    cudaFree(otherDevice);
 }
 
 TEST_F(KernelLaunch, LaunchIsDeferredUntilTheStreamIsSynchronised) {
