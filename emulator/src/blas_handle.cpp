@@ -267,7 +267,7 @@ const char* cublasGetStatusName(cublasStatus_t status) {
         case CUBLAS_STATUS_LICENSE_ERROR:
             return "CUBLAS_STATUS_LICENSE_ERROR";
     }
-    return "CUBLAS_STATUS_UNKNOWN";
+    return "unrecognized status";
 }
 
 const char* cublasGetStatusString(cublasStatus_t status) {
@@ -279,21 +279,21 @@ const char* cublasGetStatusString(cublasStatus_t status) {
         case CUBLAS_STATUS_ALLOC_FAILED:
             return "the resource allocation failed";
         case CUBLAS_STATUS_INVALID_VALUE:
-            return "an invalid numeric value was used as an argument";
+            return "an unsupported value or parameter was passed to the function";
         case CUBLAS_STATUS_ARCH_MISMATCH:
-            return "an absent device architectural feature is required";
+            return "the function requires an architectural feature absent from the device";
         case CUBLAS_STATUS_MAPPING_ERROR:
             return "an access to GPU memory space failed";
         case CUBLAS_STATUS_EXECUTION_FAILED:
-            return "the GPU program failed to execute";
+            return "the function failed to launch on the GPU";
         case CUBLAS_STATUS_INTERNAL_ERROR:
             return "an internal operation failed";
         case CUBLAS_STATUS_NOT_SUPPORTED:
-            return "the functionality requested is not supported";
+            return "the requested functionality is not supported";
         case CUBLAS_STATUS_LICENSE_ERROR:
-            return "error detected trying to check the license";
+            return "the license check failed";
     }
-    return "unknown error";
+    return "unrecognized status";
 }
 
 }  // extern "C"
