@@ -245,6 +245,20 @@ bool inDeviceArena(const void* p) {
     return inArena(p);
 }
 
+namespace {
+
+// "<extent> of B bytes at offset O overruns the <region> of S bytes by X bytes".
+std::string overrun(const char* extent, size_t bytes, size_t offset, const char* region,
+                    size_t size) {
+    char what[256];
+    std::snprintf(what, sizeof what,
+                  "%s of %zu bytes at offset %zu overruns the %s of %zu bytes by %zu bytes", extent,
+                  bytes, offset, region, size, bytes - (size - offset));
+    return what;
+}
+
+}  // namespace
+
 MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits) {
     Guard g(lock());
     *fits = true;
@@ -252,12 +266,8 @@ MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits) {
     if (!block) return MemKind::Pageable;
     const size_t offset = reinterpret_cast<uintptr_t>(p) - start;
     if (bytes > block->size - offset) {
-        char what[256];
-        std::snprintf(what, sizeof what,
-                      "host extent of %zu bytes at offset %zu overruns the page-locked block of "
-                      "%zu bytes by %zu bytes",
-                      bytes, offset, block->size, bytes - (block->size - offset));
-        violation(op, p, what, cudaErrorInvalidValue);
+        violation(op, p, overrun("host extent", bytes, offset, "page-locked block", block->size),
+                  cudaErrorInvalidValue);
         *fits = false;
     }
     return MemKind::Pinned;
@@ -279,12 +289,7 @@ void* deviceRange(const void* p, size_t bytes, const char* op, int device) {
     }
     size_t offset = reinterpret_cast<uintptr_t>(p) - start;
     if (bytes > alloc->size - offset) {
-        char what[256];
-        std::snprintf(what, sizeof what,
-                      "extent of %zu bytes at offset %zu overruns the device allocation of %zu "
-                      "bytes by %zu bytes",
-                      bytes, offset, alloc->size, bytes - (alloc->size - offset));
-        violation(op, p, what);
+        violation(op, p, overrun("extent", bytes, offset, "device allocation", alloc->size));
         return nullptr;
     }
     return toPrivate(p);
