@@ -194,7 +194,10 @@ void clearStickyError(int device) {
 }
 
 // The calling thread's last error; `clear` resets it (a sticky error keeps being reported).
+// Without a driver or a device the runtime cannot initialise, and says so every time it is
+// asked, before any other call too, as the toolkit's runtime does on a machine without a driver.
 cudaError_t lastError(bool clear) {
+    if (const cudaError_t unusable = modeError(); unusable != cudaSuccess) return unusable;
     resetThreadState();
     cudaError_t e = t_state.lastError;
     if (clear) t_state.lastError = cudaSuccess;

@@ -252,8 +252,7 @@ using emu::setError;
 extern "C" {
 
 cudaError_t cudaGetDeviceCount(int* count) {
-    if (count) *count = 0;
-    EMU_ENTRY("cudaGetDeviceCount");
+    EMU_ENTRY("cudaGetDeviceCount");  // on failure *count is left as it was
     if (!count) return setError(cudaErrorInvalidValue);
     *count = emu::deviceCount();
     return cudaSuccess;

@@ -95,6 +95,8 @@ TEST_F(CoreTest, CurrentDeviceIsPerHostThread) {
     EXPECT_EQ(zuliEmuSetDeviceCount(1), 0);
 }
 
+// Without a device or a driver every call that needs one fails, the count is not written, and
+// the runtime's last error stays the reason, from the start and however often it is read.
 TEST_F(CoreTest, NoDeviceAndNoDriverModes) {
     const struct {
         zuliEmuMode mode;
@@ -113,10 +115,11 @@ TEST_F(CoreTest, NoDeviceAndNoDriverModes) {
         int count = 7, version = -1;
         void* p = nullptr;
         cudaStream_t s;
+        EXPECT_EQ(cudaPeekAtLastError(), row.error) << "before any call";
         EXPECT_EQ(cudaGetDeviceCount(&count), row.error);
-        EXPECT_EQ(count, 0);
+        EXPECT_EQ(count, 7) << "left as it was";
         EXPECT_EQ(cudaGetLastError(), row.error);
-        EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+        EXPECT_EQ(cudaGetLastError(), row.error) << "for good";
         EXPECT_EQ(cudaMalloc(&p, 16), row.error);
         EXPECT_EQ(cudaSetDevice(0), row.error);
         EXPECT_EQ(cudaStreamCreate(&s), row.error);
@@ -156,6 +159,92 @@ TEST_F(CoreTest, ErrorNamesAndStringsAreTheToolkits) {
         EXPECT_STREQ(cublasGetStatusName(s), statusName(status)) << status;
         EXPECT_STREQ(cublasGetStatusString(s), statusText(status)) << status;
     }
+}
+
+// The runtime calls a program makes first, as function pointers: the toolkit's or the emulator's.
+struct Runtime {
+    cudaError_t (*peekAtLastError)();
+    cudaError_t (*getLastError)();
+    cudaError_t (*getDeviceCount)(int*);
+    cudaError_t (*getDevice)(int*);
+    cudaError_t (*setDevice)(int);
+    cudaError_t (*malloc)(void**, size_t);
+    cudaError_t (*free)(void*);
+    cudaError_t (*mallocHost)(void**, size_t);
+    cudaError_t (*deviceSynchronize)();
+    cudaError_t (*streamCreate)(cudaStream_t*);
+    cudaError_t (*memGetInfo)(size_t*, size_t*);
+    cudaError_t (*driverGetVersion)(int*);
+};
+
+// What a program sees when it starts on a machine like this one: every status and every value
+// written back, in order.
+std::vector<long long> firstCalls(const Runtime& r) {
+    std::vector<long long> seen;
+    int count = 7, device = -7;
+    void* p = nullptr;
+    cudaStream_t stream = nullptr;
+    size_t freeBytes = 1, totalBytes = 1;
+    seen.push_back(r.peekAtLastError());
+    seen.push_back(r.getDeviceCount(&count));
+    seen.push_back(count);
+    seen.push_back(r.getLastError());
+    seen.push_back(r.getLastError());
+    seen.push_back(r.getDevice(&device));
+    seen.push_back(device);
+    seen.push_back(r.setDevice(0));
+    seen.push_back(r.malloc(&p, 16));
+    seen.push_back(r.free(nullptr));
+    seen.push_back(r.mallocHost(&p, 16));
+    seen.push_back(r.deviceSynchronize());
+    seen.push_back(r.streamCreate(&stream));
+    seen.push_back(r.memGetInfo(&freeBytes, &totalBytes));
+    seen.push_back(static_cast<long long>(freeBytes + totalBytes));
+    seen.push_back(r.peekAtLastError());
+    return seen;
+}
+
+// On a machine without a GPU driver (as where these tests run), the toolkit's own runtime shows
+// what the emulator's no-driver mode must do; elsewhere there is nothing to compare with.
+TEST_F(CoreTest, NoDriverModeIsTheToolkitsRuntimeWithoutADriver) {
+    void* cudart = dlopen(ZULI_TOOLKIT_CUDART, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(cudart, nullptr) << dlerror();
+    const auto get = [cudart](const char* name) {
+        void* f = dlsym(cudart, name);
+        EXPECT_NE(f, nullptr) << name;
+        return f;
+    };
+    Runtime toolkit;
+    toolkit.driverGetVersion =
+        reinterpret_cast<decltype(toolkit.driverGetVersion)>(get("cudaDriverGetVersion"));
+    int driver = -1;
+    ASSERT_EQ(toolkit.driverGetVersion(&driver), cudaSuccess);
+    if (driver != 0) GTEST_SKIP() << "this machine has a GPU driver (version " << driver << ")";
+    toolkit.peekAtLastError =
+        reinterpret_cast<decltype(toolkit.peekAtLastError)>(get("cudaPeekAtLastError"));
+    toolkit.getLastError =
+        reinterpret_cast<decltype(toolkit.getLastError)>(get("cudaGetLastError"));
+    toolkit.getDeviceCount =
+        reinterpret_cast<decltype(toolkit.getDeviceCount)>(get("cudaGetDeviceCount"));
+    toolkit.getDevice = reinterpret_cast<decltype(toolkit.getDevice)>(get("cudaGetDevice"));
+    toolkit.setDevice = reinterpret_cast<decltype(toolkit.setDevice)>(get("cudaSetDevice"));
+    toolkit.malloc = reinterpret_cast<decltype(toolkit.malloc)>(get("cudaMalloc"));
+    toolkit.free = reinterpret_cast<decltype(toolkit.free)>(get("cudaFree"));
+    toolkit.mallocHost = reinterpret_cast<decltype(toolkit.mallocHost)>(get("cudaMallocHost"));
+    toolkit.deviceSynchronize =
+        reinterpret_cast<decltype(toolkit.deviceSynchronize)>(get("cudaDeviceSynchronize"));
+    toolkit.streamCreate =
+        reinterpret_cast<decltype(toolkit.streamCreate)>(get("cudaStreamCreate"));
+    toolkit.memGetInfo = reinterpret_cast<decltype(toolkit.memGetInfo)>(get("cudaMemGetInfo"));
+    const Runtime emulated{
+        cudaPeekAtLastError,   cudaGetLastError, cudaGetDeviceCount, cudaGetDevice,
+        cudaSetDevice,         cudaMalloc,       cudaFree,           cudaMallocHost,
+        cudaDeviceSynchronize, cudaStreamCreate, cudaMemGetInfo,     cudaDriverGetVersion};
+    zuliEmuSetMode(ZULI_EMU_MODE_NO_DRIVER);
+    EXPECT_EQ(firstCalls(emulated), firstCalls(toolkit));
+    int emulatedDriver = -1;
+    EXPECT_EQ(cudaDriverGetVersion(&emulatedDriver), cudaSuccess);
+    EXPECT_EQ(emulatedDriver, 0);
 }
 
 TEST_F(CoreTest, NonStickyErrorIsClearedStickyErrorPersists) {
