@@ -64,8 +64,9 @@ int zuliEmuSetTotalMemory(int dev, unsigned long long bytes);
 int zuliEmuSetMaxGridSize(int dev, int x, int y, int z);
 int zuliEmuSetAsyncEngineCount(int dev, int count);
 
-/* Versions in the CUDA encoding (1000 * major + 10 * minor); defaults 13000, 13000, 130000
- * (cuBLAS encodes major * 10000 + minor * 100 + patch). */
+/* Versions in the CUDA encoding (1000 * major + 10 * minor); by default those of the toolkit the
+ * emulator was built with: CUDART_VERSION for the runtime and the driver, CUBLAS_VERSION for cuBLAS
+ * (which encodes major * 10000 + minor * 100 + patch). */
 void zuliEmuSetVersions(int runtimeVersion, int driverVersion, int cublasVersion);
 
 typedef enum zuliEmuMode {

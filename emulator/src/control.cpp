@@ -180,9 +180,10 @@ void zuliEmuReset(void) {
     zuliEmuDeviceConfig dflt;
     zuliEmuDefaultDeviceConfig(&dflt);
     cfg.devices.assign(1, dflt);
-    cfg.runtimeVersion = 13000;
-    cfg.driverVersion = 13000;
-    cfg.cublasVersion = 130000;
+    const emu::Config defaults;
+    cfg.runtimeVersion = defaults.runtimeVersion;
+    cfg.driverVersion = defaults.driverVersion;
+    cfg.cublasVersion = defaults.cublasVersion;
     cfg.mode = ZULI_EMU_MODE_NORMAL;
     cfg.strict = true;
     emu::resetSchedule();

@@ -22,11 +22,13 @@ using Guard = std::scoped_lock<std::recursive_mutex>;
 // ---- configuration and mode
 // ----------------------------------------------------------------------
 
+// A fresh emulator reports the versions of the toolkit it is built with (its headers): a runtime
+// and a driver of CUDART_VERSION, and the cuBLAS of CUBLAS_VERSION.
 struct Config {
     std::vector<zuliEmuDeviceConfig> devices;  // size == device count
-    int runtimeVersion = 13000;
-    int driverVersion = 13000;
-    int cublasVersion = 130000;
+    int runtimeVersion = CUDART_VERSION;
+    int driverVersion = CUDART_VERSION;
+    int cublasVersion = CUBLAS_VERSION;
     zuliEmuMode mode = ZULI_EMU_MODE_NORMAL;
     bool strict = true;
 };

@@ -104,9 +104,9 @@ TEST_F(CoreTest, NoDeviceAndNoDriverModes) {
         cudaError_t error;
         int driverVersion;
     } rows[] = {
-        {ZULI_EMU_MODE_NO_DEVICE, 1, cudaErrorNoDevice, 13000},
+        {ZULI_EMU_MODE_NO_DEVICE, 1, cudaErrorNoDevice, CUDART_VERSION},
         {ZULI_EMU_MODE_NO_DRIVER, 1, cudaErrorInsufficientDriver, 0},
-        {ZULI_EMU_MODE_NORMAL, 0, cudaErrorNoDevice, 13000},  // zero configured devices
+        {ZULI_EMU_MODE_NORMAL, 0, cudaErrorNoDevice, CUDART_VERSION},  // zero configured devices
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.mode);
@@ -370,7 +370,7 @@ TEST_F(CoreTest, ResetRestoresDefaultsButKeepsAllocations) {
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
     int version = 0;
     cudaRuntimeGetVersion(&version);
-    EXPECT_EQ(version, 13000);
+    EXPECT_EQ(version, CUDART_VERSION);
     void* e = nullptr;
     EXPECT_EQ(cudaMalloc(&e, 64), cudaSuccess) << "the allocation fault must be disarmed";
     EXPECT_EQ(emu::classify(d), emu::MemKind::Device);
