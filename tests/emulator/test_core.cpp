@@ -7,6 +7,7 @@
 #include <cstring>
 #include <thread>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 namespace emutest {
@@ -138,7 +139,9 @@ template <typename Function>
 Function toolkitFunction(const char* library, const char* name) {
     void* handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
     EXPECT_NE(handle, nullptr) << library << ": " << dlerror();
-    return handle ? reinterpret_cast<Function>(dlsym(handle, name)) : nullptr;
+    void* symbol = handle ? dlsym(handle, name) : nullptr;
+    EXPECT_NE(symbol, nullptr) << name;
+    return reinterpret_cast<Function>(symbol);
 }
 
 TEST_F(CoreTest, ErrorNamesAndStringsAreTheToolkits) {
@@ -207,35 +210,25 @@ std::vector<long long> firstCalls(const Runtime& r) {
 // On a machine without a GPU driver (as where these tests run), the toolkit's own runtime shows
 // what the emulator's no-driver mode must do; elsewhere there is nothing to compare with.
 TEST_F(CoreTest, NoDriverModeIsTheToolkitsRuntimeWithoutADriver) {
-    void* cudart = dlopen(ZULI_TOOLKIT_CUDART, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(cudart, nullptr) << dlerror();
-    const auto get = [cudart](const char* name) {
-        void* f = dlsym(cudart, name);
-        EXPECT_NE(f, nullptr) << name;
-        return f;
+    const auto load = [](auto& function, const char* name) {
+        function =
+            toolkitFunction<std::remove_reference_t<decltype(function)>>(ZULI_TOOLKIT_CUDART, name);
+        return function != nullptr;
     };
     Runtime toolkit;
-    toolkit.driverGetVersion =
-        reinterpret_cast<decltype(toolkit.driverGetVersion)>(get("cudaDriverGetVersion"));
+    ASSERT_TRUE(load(toolkit.driverGetVersion, "cudaDriverGetVersion"));
     int driver = -1;
     ASSERT_EQ(toolkit.driverGetVersion(&driver), cudaSuccess);
     if (driver != 0) GTEST_SKIP() << "this machine has a GPU driver (version " << driver << ")";
-    toolkit.peekAtLastError =
-        reinterpret_cast<decltype(toolkit.peekAtLastError)>(get("cudaPeekAtLastError"));
-    toolkit.getLastError =
-        reinterpret_cast<decltype(toolkit.getLastError)>(get("cudaGetLastError"));
-    toolkit.getDeviceCount =
-        reinterpret_cast<decltype(toolkit.getDeviceCount)>(get("cudaGetDeviceCount"));
-    toolkit.getDevice = reinterpret_cast<decltype(toolkit.getDevice)>(get("cudaGetDevice"));
-    toolkit.setDevice = reinterpret_cast<decltype(toolkit.setDevice)>(get("cudaSetDevice"));
-    toolkit.malloc = reinterpret_cast<decltype(toolkit.malloc)>(get("cudaMalloc"));
-    toolkit.free = reinterpret_cast<decltype(toolkit.free)>(get("cudaFree"));
-    toolkit.mallocHost = reinterpret_cast<decltype(toolkit.mallocHost)>(get("cudaMallocHost"));
-    toolkit.deviceSynchronize =
-        reinterpret_cast<decltype(toolkit.deviceSynchronize)>(get("cudaDeviceSynchronize"));
-    toolkit.streamCreate =
-        reinterpret_cast<decltype(toolkit.streamCreate)>(get("cudaStreamCreate"));
-    toolkit.memGetInfo = reinterpret_cast<decltype(toolkit.memGetInfo)>(get("cudaMemGetInfo"));
+    ASSERT_TRUE(load(toolkit.peekAtLastError, "cudaPeekAtLastError") &&
+                load(toolkit.getLastError, "cudaGetLastError") &&
+                load(toolkit.getDeviceCount, "cudaGetDeviceCount") &&
+                load(toolkit.getDevice, "cudaGetDevice") &&
+                load(toolkit.setDevice, "cudaSetDevice") && load(toolkit.malloc, "cudaMalloc") &&
+                load(toolkit.free, "cudaFree") && load(toolkit.mallocHost, "cudaMallocHost") &&
+                load(toolkit.deviceSynchronize, "cudaDeviceSynchronize") &&
+                load(toolkit.streamCreate, "cudaStreamCreate") &&
+                load(toolkit.memGetInfo, "cudaMemGetInfo"));
     const Runtime emulated{
         cudaPeekAtLastError,   cudaGetLastError, cudaGetDeviceCount, cudaGetDevice,
         cudaSetDevice,         cudaMalloc,       cudaFree,           cudaMallocHost,
