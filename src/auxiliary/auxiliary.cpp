@@ -9,10 +9,10 @@
 
 #include "kernels/auxiliary_kernels.h"
 #include "runtime/arguments.h"
-#include "runtime/frame.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/memory.h"
 #include "runtime/status.h"
-#include "solvers/host_adapter.h"
 
 #include <algorithm>
 #include <bit>
@@ -197,49 +197,61 @@ bool lat2Arguments(char& uplo, int n, const void* source, int ldSource, const vo
     return true;
 }
 
-// ---- device implementations ----------------------------------------------------------------
+// ---- device interface ----------------------------------------------------------------------
 
 template <typename T>
-void lacpy(char uplo, int m, int n, const T* a, int lda, T* b, int ldb) {
+void lacpy(const CallContext&, char uplo, int m, int n, const T* a, int lda, T* b, int ldb) {
     if (!lacpyArguments(uplo, m, n, a, lda, b, ldb)) return;
     launchLacpy(uplo, m, n, a, lda, b, ldb);
 }
 
 template <typename T>
-void laset(char uplo, int m, int n, T alpha, T beta, T* a, int lda) {
+void laset(const CallContext&, char uplo, int m, int n, T alpha, T beta, T* a, int lda) {
     if (!lasetArguments(uplo, m, n, a, lda)) return;
     launchLaset(uplo, m, n, alpha, beta, a, lda);
 }
 
 template <typename T>
-void lascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m, int n, T* a,
-           int lda) {
+void lascl(const CallContext&, char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m,
+           int n, T* a, int lda) {
     if (!lasclArguments(type, kl, ku, cfrom, cto, m, n, a, lda)) return;
     launchLascl(type, kl, ku, cfrom, cto, m, n, a, lda);
 }
 
 template <typename T>
-void geNancheck(int m, int n, const T* a, int lda) {
+void geNancheck(const CallContext&, int m, int n, const T* a, int lda) {
     if (!nancheckArguments(m, n, a, lda)) return;
     DeviceFlag flag;
     launchNancheck(m, n, a, lda, flag.get());
     flag.raiseIfSet();
 }
 
-template <typename T, bool Conjugate>
-void geTranspose(int m, int n, const T* a, int lda, T* b, int ldb) {
+template <typename T>
+void geTranspose(const CallContext&, int m, int n, const T* a, int lda, T* b, int ldb) {
     if (!transposeArguments(m, n, a, lda, b, ldb)) return;
-    launchTranspose<T, Conjugate>(m, n, a, lda, b, ldb);
-}
-
-template <typename T, bool Conjugate>
-void geTransposeInplace(int n, T* a, int lda) {
-    if (!transposeInplaceArguments(n, a, lda)) return;
-    launchTransposeInplace<T, Conjugate>(n, a, lda);
+    launchTranspose<T, false>(m, n, a, lda, b, ldb);
 }
 
 template <typename T>
-void geConjugate(int m, int n, T* a, int lda) {
+void geTransposeConjugate(const CallContext&, int m, int n, const T* a, int lda, T* b, int ldb) {
+    if (!transposeArguments(m, n, a, lda, b, ldb)) return;
+    launchTranspose<T, true>(m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void geTransposeInplace(const CallContext&, int n, T* a, int lda) {
+    if (!transposeInplaceArguments(n, a, lda)) return;
+    launchTransposeInplace<T, false>(n, a, lda);
+}
+
+template <typename T>
+void geTransposeConjugateInplace(const CallContext&, int n, T* a, int lda) {
+    if (!transposeInplaceArguments(n, a, lda)) return;
+    launchTransposeInplace<T, true>(n, a, lda);
+}
+
+template <typename T>
+void geConjugate(const CallContext&, int m, int n, T* a, int lda) {
     if (!conjugateArguments(m, n, a, lda)) return;
     launchConjugate(m, n, a, lda);
 }
@@ -247,13 +259,13 @@ void geConjugate(int m, int n, T* a, int lda) {
 // diag 'D' conjugates the diagonal with the triangle; 'N' leaves the diagonal as it is (the
 // triangle proper only).
 template <typename T>
-void trConjugate(char uplo, char diag, int m, int n, T* a, int lda) {
+void trConjugate(const CallContext&, char uplo, char diag, int m, int n, T* a, int lda) {
     if (!trConjugateArguments(uplo, diag, m, n, a, lda)) return;
     launchConjugateTriangular(uplo == 'U', diag == 'D', m, n, a, lda);
 }
 
 template <typename From, typename To>
-void lag2(int m, int n, const From* a, int lda, To* b, int ldb) {
+void lag2(const CallContext&, int m, int n, const From* a, int lda, To* b, int ldb) {
     if (!lag2Arguments(m, n, a, lda, b, ldb)) return;
     if constexpr (!isNarrowing<From, To>) {
         launchPrecisionConvert(m, n, a, lda, b, ldb, static_cast<int*>(nullptr));
@@ -265,10 +277,11 @@ void lag2(int m, int n, const From* a, int lda, To* b, int ldb) {
 }
 
 template <typename From, typename To>
-void lat2(char uplo, int n, const From* a, int lda, To* b, int ldb) {
+void lat2(const CallContext&, char uplo, int n, const From* a, int lda, To* b, int ldb) {
     if (!lat2Arguments(uplo, n, a, lda, b, ldb)) return;
     if constexpr (!isNarrowing<From, To>) {
-        launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb, static_cast<int*>(nullptr));
+        launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb,
+                                         static_cast<int*>(nullptr));
     } else {
         DeviceFlag flag;
         launchPrecisionConvertTriangular(uplo == 'U', n, a, lda, b, ldb, flag.get());
@@ -276,17 +289,23 @@ void lat2(char uplo, int n, const From* a, int lda, To* b, int ldb) {
     }
 }
 
-// ---- host transpositions -------------------------------------------------------------------
+// ---- host interface ------------------------------------------------------------------------
 
+namespace host {
+
+namespace {
+
+// The transpositions on the host (no device involved): B(j, i) = A(i, j), conjugating by
+// flipping the sign bit of the imaginary part when Conjugate.
 template <typename T, bool Conjugate>
-void hostTranspose(int m, int n, const T* a, int lda, T* b, int ldb) {
+void transposeOnHost(int m, int n, const T* a, int lda, T* b, int ldb) {
     for (int64_t j = 0; j < n; ++j)
         for (int64_t i = 0; i < m; ++i)
             b[j + i * ldb] = hostConjugate<T, Conjugate>(a[i + j * lda]);
 }
 
 template <typename T, bool Conjugate>
-void hostTransposeInplace(int n, T* a, int lda) {
+void transposeInplaceOnHost(int n, T* a, int lda) {
     for (int64_t k = 0; k < n; ++k) {
         for (int64_t i = 0; i < k; ++i) {
             const T upperElement = a[i + k * lda];
@@ -297,326 +316,189 @@ void hostTransposeInplace(int n, T* a, int lda) {
     }
 }
 
-// ---- host routines -------------------------------------------------------------------------
-
-namespace {
-
-// A host routine whose one matrix A (rows x n, leading dimension lda) is read and written on the
-// device by `device(A, ldA)`.
-template <typename T, typename Device>
-CallResult onMirroredMatrix(const CallContext& ctx, int64_t rows, int64_t n, T* a, int lda,
-                            Device device) {
-    HostArrayMirror<T> A(ctx, rows, n, a, lda, MirrorIn | MirrorOut);
-    CallResult r = runDeviceRoutine<T>([&](const CallContext&) { device(A.device(), A.ld()); });
-    return finishHostCall(r, A);
-}
+}  // namespace
 
 template <typename T>
-CallResult hostLacpy(const CallContext& ctx, char uplo, int m, int n, const T* a, int lda, T* b,
-                     int ldb) {
+CallResult lacpy(const CallContext& ctx, char uplo, int m, int n, const T* a, int lda, T* b,
+                 int ldb) {
     if (!lacpyArguments(uplo, m, n, a, lda, b, ldb)) return {};
     HostArrayMirror<T> A(ctx, m, n, a, lda, MirrorIn);
     // Only one triangle may be written: B's other part must come back unchanged.
     HostArrayMirror<T> B(ctx, m, n, b, ldb, MirrorIn | MirrorOut);
-    CallResult r = runDeviceRoutine<T>(
-        [&](const CallContext&) { lacpy<T>(uplo, m, n, A.device(), A.ld(), B.device(), B.ld()); });
-    return finishHostCall(r, B);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            zuli::lacpy<T>(c, uplo, m, n, A.device(), A.ld(), B.device(), B.ld());
+        },
+        B);
 }
 
 template <typename T>
-CallResult hostLaset(const CallContext& ctx, char uplo, int m, int n, T alpha, T beta, T* a,
-                     int lda) {
+CallResult laset(const CallContext& ctx, char uplo, int m, int n, T alpha, T beta, T* a, int lda) {
     if (!lasetArguments(uplo, m, n, a, lda)) return {};
-    return onMirroredMatrix<T>(ctx, m, n, a, lda,
-                               [&](T* d, int ld) { laset<T>(uplo, m, n, alpha, beta, d, ld); });
+    return runOnMirroredMatrix(ctx, m, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::laset<T>(c, uplo, m, n, alpha, beta, d, ld);
+    });
 }
 
 template <typename T>
-CallResult hostLascl(const CallContext& ctx, char type, int kl, int ku, ToRealT<T> cfrom,
-                     ToRealT<T> cto, int m, int n, T* a, int lda) {
+CallResult lascl(const CallContext& ctx, char type, int kl, int ku, ToRealT<T> cfrom,
+                 ToRealT<T> cto, int m, int n, T* a, int lda) {
     if (!lasclArguments(type, kl, ku, cfrom, cto, m, n, a, lda)) return {};
     const int rows = lasclStorageRows(type, kl, ku, m);
-    return onMirroredMatrix<T>(ctx, rows, n, a, lda, [&](T* d, int ld) {
-        lascl<T>(type, kl, ku, cfrom, cto, m, n, d, ld);
+    return runOnMirroredMatrix(ctx, rows, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::lascl<T>(c, type, kl, ku, cfrom, cto, m, n, d, ld);
     });
 }
 
 // The matrix goes to a device buffer of leading dimension max(1, lda); the device routine checks
 // it there.
 template <typename T>
-CallResult hostNancheck(int m, int n, const T* a, int lda) {
+CallResult geNancheck(const CallContext&, int m, int n, const T* a, int lda) {
     if (!nancheckArguments(m, n, a, lda)) return {};
     const int ld = std::max(1, lda);
     cudalib::ManagedMemory<T> copy(size_t(ld) * size_t(n));
     cudalib::checkCuda(cudaMemcpy2D(copy.get(), size_t(ld) * sizeof(T), a, size_t(lda) * sizeof(T),
                                     size_t(m) * sizeof(T), size_t(n), cudaMemcpyHostToDevice));
-    CallResult r =
-        runDeviceRoutine<T>([&](const CallContext&) { geNancheck<T>(m, n, copy.get(), ld); });
-    return finishHostCall(r);
+    return runOnDevice<T>(
+        [&](const CallContext& c) { zuli::geNancheck<T>(c, m, n, copy.get(), ld); });
 }
 
 template <typename T>
-CallResult hostConjugateMatrix(const CallContext& ctx, int m, int n, T* a, int lda) {
+void geTranspose(const CallContext&, int m, int n, const T* a, int lda, T* b, int ldb) {
+    if (transposeArguments(m, n, a, lda, b, ldb)) transposeOnHost<T, false>(m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void geTransposeConjugate(const CallContext&, int m, int n, const T* a, int lda, T* b, int ldb) {
+    if (transposeArguments(m, n, a, lda, b, ldb)) transposeOnHost<T, true>(m, n, a, lda, b, ldb);
+}
+
+template <typename T>
+void geTransposeInplace(const CallContext&, int n, T* a, int lda) {
+    if (transposeInplaceArguments(n, a, lda)) transposeInplaceOnHost<T, false>(n, a, lda);
+}
+
+template <typename T>
+void geTransposeConjugateInplace(const CallContext&, int n, T* a, int lda) {
+    if (transposeInplaceArguments(n, a, lda)) transposeInplaceOnHost<T, true>(n, a, lda);
+}
+
+template <typename T>
+CallResult geConjugate(const CallContext& ctx, int m, int n, T* a, int lda) {
     if (!conjugateArguments(m, n, a, lda)) return {};
-    return onMirroredMatrix<T>(ctx, m, n, a, lda,
-                               [&](T* d, int ld) { geConjugate<T>(m, n, d, ld); });
+    return runOnMirroredMatrix(ctx, m, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::geConjugate<T>(c, m, n, d, ld);
+    });
 }
 
 template <typename T>
-CallResult hostTrConjugate(const CallContext& ctx, char uplo, char diag, int m, int n, T* a,
-                           int lda) {
+CallResult trConjugate(const CallContext& ctx, char uplo, char diag, int m, int n, T* a, int lda) {
     if (!trConjugateArguments(uplo, diag, m, n, a, lda)) return {};
-    return onMirroredMatrix<T>(ctx, m, n, a, lda,
-                               [&](T* d, int ld) { trConjugate<T>(uplo, diag, m, n, d, ld); });
+    return runOnMirroredMatrix(ctx, m, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::trConjugate<T>(c, uplo, diag, m, n, d, ld);
+    });
 }
 
 template <typename From, typename To>
-CallResult hostLag2(const CallContext& ctx, int m, int n, const From* a, int lda, To* b, int ldb) {
+CallResult lag2(const CallContext& ctx, int m, int n, const From* a, int lda, To* b, int ldb) {
     if (!lag2Arguments(m, n, a, lda, b, ldb)) return {};
     HostArrayMirror<From> A(ctx, m, n, a, lda, MirrorIn);
     HostArrayMirror<To> B(ctx, m, n, b, ldb, MirrorOut);
-    CallResult r = runDeviceRoutine<From>(
-        [&](const CallContext&) { lag2<From, To>(m, n, A.device(), A.ld(), B.device(), B.ld()); });
-    return finishHostCall(r, B);
+    return runOnDevice<From>(
+        [&](const CallContext& c) {
+            zuli::lag2<From, To>(c, m, n, A.device(), A.ld(), B.device(), B.ld());
+        },
+        B);
 }
 
 template <typename From, typename To>
-CallResult hostLat2(const CallContext& ctx, char uplo, int n, const From* a, int lda, To* b,
-                    int ldb) {
+CallResult lat2(const CallContext& ctx, char uplo, int n, const From* a, int lda, To* b, int ldb) {
     if (!lat2Arguments(uplo, n, a, lda, b, ldb)) return {};
     HostArrayMirror<From> A(ctx, n, n, a, lda, MirrorIn);
     // One triangle is written: the other must come back unchanged.
     HostArrayMirror<To> B(ctx, n, n, b, ldb, MirrorIn | MirrorOut);
-    CallResult r = runDeviceRoutine<From>([&](const CallContext&) {
-        lat2<From, To>(uplo, n, A.device(), A.ld(), B.device(), B.ld());
-    });
-    return finishHostCall(r, B);
+    return runOnDevice<From>(
+        [&](const CallContext& c) {
+            zuli::lat2<From, To>(c, uplo, n, A.device(), A.ld(), B.device(), B.ld());
+        },
+        B);
 }
 
-}  // namespace
+}  // namespace host
+
+// ---- instantiations, for nested use by other routines ----------------------------------------
+
+#define ZULI_AUX_INSTANCES(T) \
+    template void lacpy<T>(const CallContext&, char, int, int, const T*, int, T*, int);
+ZULI_INSTANTIATE(ZULI_AUX_INSTANCES)
+#undef ZULI_AUX_INSTANCES
+
+template void lag2<double, float>(const CallContext&, int, int, const double*, int, float*, int);
+template void lag2<float, double>(const CallContext&, int, int, const float*, int, double*, int);
+template void lag2<Complex<double>, Complex<float>>(const CallContext&, int, int,
+                                                    const Complex<double>*, int, Complex<float>*,
+                                                    int);
+template void lag2<Complex<float>, Complex<double>>(const CallContext&, int, int,
+                                                    const Complex<float>*, int, Complex<double>*,
+                                                    int);
+template void lat2<double, float>(const CallContext&, char, int, const double*, int, float*, int);
+template void lat2<Complex<double>, Complex<float>>(const CallContext&, char, int,
+                                                    const Complex<double>*, int, Complex<float>*,
+                                                    int);
 
 }  // namespace zuli
 
 // ---- exported entry points -----------------------------------------------------------------
 
-using zuli::CallContext;
-using zuli::CallResult;
-using zuli::fromPublic;
-using zuli::PublicType;
+// zuliSlacpy zuliDlacpy zuliClacpy zuliZlacpy
+// zuliDeviceSlacpy zuliDeviceDlacpy zuliDeviceClacpy zuliDeviceZlacpy
+ZULI_EXPORT(ALL, lacpy, (char uplo, int m, int n, const P* a, int lda, P* b, int ldb),
+            (uplo, m, n, a, lda, b, ldb))
+// zuliSlaset zuliDlaset zuliClaset zuliZlaset
+// zuliDeviceSlaset zuliDeviceDlaset zuliDeviceClaset zuliDeviceZlaset
+ZULI_EXPORT(ALL, laset, (char uplo, int m, int n, P alpha, P beta, P* a, int lda),
+            (uplo, m, n, alpha, beta, a, lda))
+// zuliSlascl zuliDlascl zuliClascl zuliZlascl
+// zuliDeviceSlascl zuliDeviceDlascl zuliDeviceClascl zuliDeviceZlascl
+ZULI_EXPORT(ALL, lascl, (char type, int kl, int ku, R cfrom, R cto, int m, int n, P* a, int lda),
+            (type, kl, ku, cfrom, cto, m, n, a, lda))
+// zuliSgeNancheck zuliDgeNancheck zuliCgeNancheck zuliZgeNancheck
+// zuliDeviceSgeNancheck zuliDeviceDgeNancheck zuliDeviceCgeNancheck zuliDeviceZgeNancheck
+ZULI_EXPORT(ALL, geNancheck, (int m, int n, const P* a, int lda), (m, n, a, lda))
+// zuliSgeTranspose zuliDgeTranspose zuliCgeTranspose zuliZgeTranspose
+// zuliDeviceSgeTranspose zuliDeviceDgeTranspose zuliDeviceCgeTranspose zuliDeviceZgeTranspose
+ZULI_EXPORT(ALL, geTranspose, (int m, int n, const P* a, int lda, P* b, int ldb),
+            (m, n, a, lda, b, ldb))
+// zuliSgeTransposeInplace zuliDgeTransposeInplace zuliCgeTransposeInplace zuliZgeTransposeInplace
+// zuliDeviceSgeTransposeInplace zuliDeviceDgeTransposeInplace zuliDeviceCgeTransposeInplace
+// zuliDeviceZgeTransposeInplace
+ZULI_EXPORT(ALL, geTransposeInplace, (int n, P* a, int lda), (n, a, lda))
+// zuliCgeTransposeConjugate zuliZgeTransposeConjugate
+// zuliDeviceCgeTransposeConjugate zuliDeviceZgeTransposeConjugate
+ZULI_EXPORT(COMPLEX, geTransposeConjugate, (int m, int n, const P* a, int lda, P* b, int ldb),
+            (m, n, a, lda, b, ldb))
+// zuliCgeTransposeConjugateInplace zuliZgeTransposeConjugateInplace
+// zuliDeviceCgeTransposeConjugateInplace zuliDeviceZgeTransposeConjugateInplace
+ZULI_EXPORT(COMPLEX, geTransposeConjugateInplace, (int n, P* a, int lda), (n, a, lda))
+// zuliCgeConjugate zuliZgeConjugate zuliDeviceCgeConjugate zuliDeviceZgeConjugate
+ZULI_EXPORT(COMPLEX, geConjugate, (int m, int n, P* a, int lda), (m, n, a, lda))
+// zuliCtrConjugate zuliZtrConjugate zuliDeviceCtrConjugate zuliDeviceZtrConjugate
+ZULI_EXPORT(COMPLEX, trConjugate, (char uplo, char diag, int m, int n, P* a, int lda),
+            (uplo, diag, m, n, a, lda))
 
-namespace {
-template <typename T>
-T fromPublicValue(const PublicType<T>& v) {
-    T t;
-    static_assert(sizeof(t) == sizeof(v));
-    std::memcpy(&t, &v, sizeof(t));
-    return t;
-}
-}  // namespace
-
-#define ZULI_AUX_ENTRIES(L, T)                                                                     \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##lacpy(                                           \
-        char uplo, int m, int n, const PublicType<T>* a, int lda, PublicType<T>* b, int ldb) {     \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::lacpy<T>(uplo, m, n, fromPublic<T>(a), lda, fromPublic<T>(b), ldb);              \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##lacpy(char uplo, int m, int n, const PublicType<T>* a, \
-                                                  int lda, PublicType<T>* b, int ldb) {            \
-        return zuli::hostRoutine<T>([&](const CallContext& ctx) {                                  \
-            return zuli::hostLacpy<T>(ctx, uplo, m, n, fromPublic<T>(a), lda, fromPublic<T>(b),    \
-                                      ldb);                                                        \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##laset(char uplo, int m, int n,                   \
-                                                        PublicType<T> alpha, PublicType<T> beta,   \
-                                                        PublicType<T>* a, int lda) {               \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::laset<T>(uplo, m, n, fromPublicValue<T>(alpha), fromPublicValue<T>(beta),        \
-                           fromPublic<T>(a), lda);                                                 \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##laset(char uplo, int m, int n, PublicType<T> alpha,    \
-                                                  PublicType<T> beta, PublicType<T>* a, int lda) { \
-        return zuli::hostRoutine<T>([&](const CallContext& ctx) {                                  \
-            return zuli::hostLaset<T>(ctx, uplo, m, n, fromPublicValue<T>(alpha),                  \
-                                      fromPublicValue<T>(beta), fromPublic<T>(a), lda);            \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##lascl(                                           \
-        char type, int kl, int ku, zuli::ToRealT<T> cfrom, zuli::ToRealT<T> cto, int m, int n,     \
-        PublicType<T>* a, int lda) {                                                               \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::lascl<T>(type, kl, ku, cfrom, cto, m, n, fromPublic<T>(a), lda);                 \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##lascl(char type, int kl, int ku,                       \
-                                                  zuli::ToRealT<T> cfrom, zuli::ToRealT<T> cto,    \
-                                                  int m, int n, PublicType<T>* a, int lda) {       \
-        return zuli::hostRoutine<T>([&](const CallContext& ctx) {                                  \
-            return zuli::hostLascl<T>(ctx, type, kl, ku, cfrom, cto, m, n, fromPublic<T>(a), lda); \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geNancheck(int m, int n, const PublicType<T>* a, \
-                                                             int lda) {                            \
-        return zuli::deviceRoutine<T>(                                                             \
-            [&](const CallContext&) { zuli::geNancheck<T>(m, n, fromPublic<T>(a), lda); });        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geNancheck(int m, int n, const PublicType<T>* a,       \
-                                                       int lda) {                                  \
-        return zuli::hostRoutine<T>([&](const CallContext&) {                                      \
-            return zuli::hostNancheck<T>(m, n, fromPublic<T>(a), lda);                             \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geTranspose(                                     \
-        int m, int n, const PublicType<T>* a, int lda, PublicType<T>* b, int ldb) {                \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::geTranspose<T, false>(m, n, fromPublic<T>(a), lda, fromPublic<T>(b), ldb);       \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geTranspose(int m, int n, const PublicType<T>* a,      \
-                                                        int lda, PublicType<T>* b, int ldb) {      \
-        return zuli::hostRoutine<T>([&](const CallContext&) {                                      \
-            if (zuli::transposeArguments(m, n, a, lda, b, ldb))                                    \
-                zuli::hostTranspose<T, false>(m, n, fromPublic<T>(a), lda, fromPublic<T>(b), ldb); \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geTransposeInplace(int n, PublicType<T>* a,      \
-                                                                     int lda) {                    \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::geTransposeInplace<T, false>(n, fromPublic<T>(a), lda);                          \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geTransposeInplace(int n, PublicType<T>* a, int lda) { \
-        return zuli::hostRoutine<T>([&](const CallContext&) {                                      \
-            if (zuli::transposeInplaceArguments(n, a, lda))                                        \
-                zuli::hostTransposeInplace<T, false>(n, fromPublic<T>(a), lda);                    \
-        });                                                                                        \
-    }
-
-#define ZULI_AUX_COMPLEX_ENTRIES(L, T)                                                             \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geTransposeConjugate(                            \
-        int m, int n, const PublicType<T>* a, int lda, PublicType<T>* b, int ldb) {                \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::geTranspose<T, true>(m, n, fromPublic<T>(a), lda, fromPublic<T>(b), ldb);        \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geTransposeConjugate(                                  \
-        int m, int n, const PublicType<T>* a, int lda, PublicType<T>* b, int ldb) {                \
-        return zuli::hostRoutine<T>([&](const CallContext&) {                                      \
-            if (zuli::transposeArguments(m, n, a, lda, b, ldb))                                    \
-                zuli::hostTranspose<T, true>(m, n, fromPublic<T>(a), lda, fromPublic<T>(b), ldb);  \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geTransposeConjugateInplace(                     \
-        int n, PublicType<T>* a, int lda) {                                                        \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::geTransposeInplace<T, true>(n, fromPublic<T>(a), lda);                           \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geTransposeConjugateInplace(int n, PublicType<T>* a,   \
-                                                                        int lda) {                 \
-        return zuli::hostRoutine<T>([&](const CallContext&) {                                      \
-            if (zuli::transposeInplaceArguments(n, a, lda))                                        \
-                zuli::hostTransposeInplace<T, true>(n, fromPublic<T>(a), lda);                     \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##geConjugate(int m, int n, PublicType<T>* a,      \
-                                                              int lda) {                           \
-        return zuli::deviceRoutine<T>(                                                             \
-            [&](const CallContext&) { zuli::geConjugate<T>(m, n, fromPublic<T>(a), lda); });       \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##geConjugate(int m, int n, PublicType<T>* a, int lda) { \
-        return zuli::hostRoutine<T>([&](const CallContext& ctx) {                                  \
-            return zuli::hostConjugateMatrix<T>(ctx, m, n, fromPublic<T>(a), lda);                 \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##trConjugate(char uplo, char diag, int m, int n,  \
-                                                              PublicType<T>* a, int lda) {         \
-        return zuli::deviceRoutine<T>([&](const CallContext&) {                                    \
-            zuli::trConjugate<T>(uplo, diag, m, n, fromPublic<T>(a), lda);                         \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##trConjugate(char uplo, char diag, int m, int n,        \
-                                                        PublicType<T>* a, int lda) {               \
-        return zuli::hostRoutine<T>([&](const CallContext& ctx) {                                  \
-            return zuli::hostTrConjugate<T>(ctx, uplo, diag, m, n, fromPublic<T>(a), lda);         \
-        });                                                                                        \
-    }
-
-// Precision conversions: NAME converts From (the routine's own precision L) to To.
-#define ZULI_AUX_CONVERSION_ENTRIES(L, From, To, GE_NAME, TR_NAME)                                 \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##GE_NAME(int m, int n, const PublicType<From>* a, \
-                                                          int lda, PublicType<To>* b, int ldb) {   \
-        return zuli::deviceRoutine<From>([&](const CallContext&) {                                 \
-            zuli::lag2<From, To>(m, n, fromPublic<From>(a), lda, fromPublic<To>(b), ldb);          \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##GE_NAME(int m, int n, const PublicType<From>* a,       \
-                                                    int lda, PublicType<To>* b, int ldb) {         \
-        return zuli::hostRoutine<From>([&](const CallContext& ctx) {                               \
-            return zuli::hostLag2<From, To>(ctx, m, n, fromPublic<From>(a), lda,                   \
-                                            fromPublic<To>(b), ldb);                               \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuliDevice##L##TR_NAME(                                         \
-        char uplo, int n, const PublicType<From>* a, int lda, PublicType<To>* b, int ldb) {        \
-        return zuli::deviceRoutine<From>([&](const CallContext&) {                                 \
-            zuli::lat2<From, To>(uplo, n, fromPublic<From>(a), lda, fromPublic<To>(b), ldb);       \
-        });                                                                                        \
-    }                                                                                              \
-    extern "C" ZULI_API zuliStatus zuli##L##TR_NAME(char uplo, int n, const PublicType<From>* a,   \
-                                                    int lda, PublicType<To>* b, int ldb) {         \
-        return zuli::hostRoutine<From>([&](const CallContext& ctx) {                               \
-            return zuli::hostLat2<From, To>(ctx, uplo, n, fromPublic<From>(a), lda,                \
-                                            fromPublic<To>(b), ldb);                               \
-        });                                                                                        \
-    }
-
-ZULI_FOR_EACH_PRECISION(ZULI_AUX_ENTRIES)
-ZULI_FOR_EACH_COMPLEX_PRECISION(ZULI_AUX_COMPLEX_ENTRIES)
-ZULI_AUX_CONVERSION_ENTRIES(D, double, float, lag2s, lat2s)
-ZULI_AUX_CONVERSION_ENTRIES(S, float, double, lag2d, lat2d)
-ZULI_AUX_CONVERSION_ENTRIES(Z, zuli::Complex<double>, zuli::Complex<float>, lag2c, lat2c)
-ZULI_AUX_CONVERSION_ENTRIES(C, zuli::Complex<float>, zuli::Complex<double>, lag2z, lat2z)
-
-// ---- instantiations, for nested use by other routines ----------------------------------------
-
-namespace zuli {
-
-#define ZULI_AUX_INSTANTIATE(L, T)                                                     \
-    template void lacpy<T>(char, int, int, const T*, int, T*, int);                    \
-    template void laset<T>(char, int, int, T, T, T*, int);                             \
-    template void lascl<T>(char, int, int, ToRealT<T>, ToRealT<T>, int, int, T*, int); \
-    template void geNancheck<T>(int, int, const T*, int);                              \
-    template void geTranspose<T, false>(int, int, const T*, int, T*, int);             \
-    template void geTransposeInplace<T, false>(int, T*, int);                          \
-    template void hostTranspose<T, false>(int, int, const T*, int, T*, int);           \
-    template void hostTransposeInplace<T, false>(int, T*, int);
-ZULI_FOR_EACH_PRECISION(ZULI_AUX_INSTANTIATE)
-#undef ZULI_AUX_INSTANTIATE
-
-#define ZULI_AUX_INSTANTIATE_COMPLEX(L, T)                                  \
-    template void geTranspose<T, true>(int, int, const T*, int, T*, int);   \
-    template void geTransposeInplace<T, true>(int, T*, int);                \
-    template void hostTranspose<T, true>(int, int, const T*, int, T*, int); \
-    template void hostTransposeInplace<T, true>(int, T*, int);              \
-    template void geConjugate<T>(int, int, T*, int);                        \
-    template void trConjugate<T>(char, char, int, int, T*, int);
-ZULI_FOR_EACH_COMPLEX_PRECISION(ZULI_AUX_INSTANTIATE_COMPLEX)
-#undef ZULI_AUX_INSTANTIATE_COMPLEX
-
-template void lag2<double, float>(int, int, const double*, int, float*, int);
-template void lag2<float, double>(int, int, const float*, int, double*, int);
-template void lag2<Complex<double>, Complex<float>>(int, int, const Complex<double>*, int,
-                                                    Complex<float>*, int);
-template void lag2<Complex<float>, Complex<double>>(int, int, const Complex<float>*, int,
-                                                    Complex<double>*, int);
-template void lat2<double, float>(char, int, const double*, int, float*, int);
-template void lat2<float, double>(char, int, const float*, int, double*, int);
-template void lat2<Complex<double>, Complex<float>>(char, int, const Complex<double>*, int,
-                                                    Complex<float>*, int);
-template void lat2<Complex<float>, Complex<double>>(char, int, const Complex<float>*, int,
-                                                    Complex<double>*, int);
-
-}  // namespace zuli
+// The precision conversions, named after the source precision: lag2s / lat2s take D to S, lag2d
+// / lat2d S to D, lag2c / lat2c Z to C, lag2z / lat2z C to Z.
+#define ZULI_CONVERSION_ROWS(L, GE, TR, TO)                                                        \
+    ZULI_EXPORT_AS(L, L##GE, lag2, (T, TO::T),                                                     \
+                   (int m, int n, const P* a, int lda, TO::P* b, int ldb), (m, n, a, lda, b, ldb)) \
+    ZULI_EXPORT_AS(L, L##TR, lat2, (T, TO::T),                                                     \
+                   (char uplo, int n, const P* a, int lda, TO::P* b, int ldb),                     \
+                   (uplo, n, a, lda, b, ldb))
+// zuliDlag2s zuliDlat2s zuliDeviceDlag2s zuliDeviceDlat2s
+ZULI_CONVERSION_ROWS(D, lag2s, lat2s, S)
+// zuliSlag2d zuliSlat2d zuliDeviceSlag2d zuliDeviceSlat2d
+ZULI_CONVERSION_ROWS(S, lag2d, lat2d, D)
+// zuliZlag2c zuliZlat2c zuliDeviceZlag2c zuliDeviceZlat2c
+ZULI_CONVERSION_ROWS(Z, lag2c, lat2c, C)
+// zuliClag2z zuliClat2z zuliDeviceClag2z zuliDeviceClat2z
+ZULI_CONVERSION_ROWS(C, lag2z, lat2z, Z)

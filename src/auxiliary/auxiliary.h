@@ -1,14 +1,13 @@
-// auxiliary.h - the typed implementations of the exported utility routines, and their argument
-// checks, for code that calls them nested (the exported entry points are in auxiliary.cpp).
+// auxiliary.h - the argument checks of the exported utility routines, and the device bodies that
+// other routines call nested (the routines and their entry points are in auxiliary.cpp).
 //
 // Every check function raises the argument error of the first bad argument (info = -position,
 // counted without the precision letter), upper-cases its letters in place, and returns false
 // when the problem is empty and the routine must return at once without touching anything.
-// The device functions take device pointers, run their checks, and launch on the legacy default
-// stream.
 #pragma once
 
 #include "runtime/complex.h"
+#include "runtime/context.h"
 
 namespace zuli {
 
@@ -31,36 +30,15 @@ bool lat2Arguments(char& uplo, int n, const void* source, int ldSource, const vo
 // 'B'; ku + 1 for 'Q'; 2 kl + ku + 1 for 'Z' (type upper-case).
 int lasclStorageRows(char type, int kl, int ku, int m);
 
+// The device-interface bodies (device pointers) that other routines run nested; the context is
+// that of the calling routine. Their kernels run on the legacy default stream.
 template <typename T>
-void lacpy(char uplo, int m, int n, const T* a, int lda, T* b, int ldb);
-template <typename T>
-void laset(char uplo, int m, int n, T alpha, T beta, T* a, int lda);
-template <typename T>
-void lascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m, int n, T* a,
-           int lda);
-// Raises zuliDataError with info 1 when the m x n matrix holds a NaN.
-template <typename T>
-void geNancheck(int m, int n, const T* a, int lda);
-template <typename T, bool Conjugate>
-void geTranspose(int m, int n, const T* a, int lda, T* b, int ldb);
-template <typename T, bool Conjugate>
-void geTransposeInplace(int n, T* a, int lda);
-template <typename T>
-void geConjugate(int m, int n, T* a, int lda);
-template <typename T>
-void trConjugate(char uplo, char diag, int m, int n, T* a, int lda);
+void lacpy(const CallContext& ctx, char uplo, int m, int n, const T* a, int lda, T* b, int ldb);
 // B = A in the other precision; a narrowing conversion that meets a value beyond the target's
 // range raises zuliDataError with info 1 (B is left as converted).
 template <typename From, typename To>
-void lag2(int m, int n, const From* a, int lda, To* b, int ldb);
+void lag2(const CallContext& ctx, int m, int n, const From* a, int lda, To* b, int ldb);
 template <typename From, typename To>
-void lat2(char uplo, int n, const From* a, int lda, To* b, int ldb);
-
-// The host-side transpositions (no device involved): B(j, i) = A(i, j), conjugating by flipping
-// the sign bit of the imaginary part when Conjugate.
-template <typename T, bool Conjugate>
-void hostTranspose(int m, int n, const T* a, int lda, T* b, int ldb);
-template <typename T, bool Conjugate>
-void hostTransposeInplace(int n, T* a, int lda);
+void lat2(const CallContext& ctx, char uplo, int n, const From* a, int lda, To* b, int ldb);
 
 }  // namespace zuli

@@ -5,75 +5,33 @@
 
 #include "kernels/device_math.cuh"
 #include "kernels/launch.cuh"
+#include "runtime/precision.h"
 #include "kernels/maps/maps.h"
+#include "runtime/matrix.h"
 
 #include <cfloat>
 #include <cstdint>
 
 namespace zuli {
 
-namespace {
-
-// Element (i, j) of a column-major matrix, offset in 64 bits.
-template <typename T>
-ZULI_MAP_DEVICE T& at(T* a, uint64_t i, uint64_t j, int ld) {
-    return a[i + j * uint64_t(ld)];
-}
-template <typename T>
-ZULI_MAP_DEVICE const T& at(const T* a, uint64_t i, uint64_t j, int ld) {
-    return a[i + j * uint64_t(ld)];
-}
-
-// Conjugation that also works for the real types (the identity there).
-template <typename T>
-ZULI_MAP_DEVICE T conjugate(const T& x) {
-    if constexpr (IsComplexV<T>) {
-        return T(x.re, -x.im);
-    } else {
-        return x;
-    }
-}
-
-// A complex element is multiplied by the complex number (factor, 0), as the host LAPACK's
-// complex lascl does: the same values, signed zeros and NaNs included.
-template <typename T>
-ZULI_MAP_DEVICE T scaleBy(const T& x, ToRealT<T> factor) {
-    using R = ToRealT<T>;
-    if constexpr (IsComplexV<T>) {
-        return T(x.re * factor - x.im * R(0), x.re * R(0) + x.im * factor);
-    } else {
-        return x * factor;
-    }
-}
-
-// The launch pattern of this file: nothing for an empty grid, else the map's grid and block on
-// `stream` without dynamic shared memory.
-template <typename Map, typename... Params, typename... Args>
-void launchOver(const Map& map, void (*kernel)(Params...), cudaStream_t stream, Args&&... args) {
-    if (cudalib::emptyGrid(map)) return;
-    cudalib::launch(kernel, map.grid(), map.block(), stream, std::forward<Args>(args)...);
-}
-
-}  // namespace
-
 // ---- lacpy ---------------------------------------------------------------------------------
 
 template <typename Map, typename T>
 __global__ void LACPY_G_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n)) at(B, i, j, ldb) = at(A, i, j, lda);
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(B, ldb, i, j) = *at(A, lda, i, j);
 }
 
 template <typename Map, typename T>
 __global__ void LACPY_L_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n) && i >= j) at(B, i, j, ldb) = at(A, i, j, lda);
+    if (i < uint64_t(m) && j < uint64_t(n) && i >= j) *at(B, ldb, i, j) = *at(A, lda, i, j);
 }
 
 template <typename Map, typename T>
 __global__ void LACPY_U_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n) && i <= j) at(B, i, j, ldb) = at(A, i, j, lda);
+    if (i < uint64_t(m) && j < uint64_t(n) && i <= j) *at(B, ldb, i, j) = *at(A, lda, i, j);
 }
 
 template <typename T>
@@ -81,11 +39,11 @@ void launchLacpy(char uplo, int m, int n, const T* a, int lda, T* b, int ldb, cu
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
     if (uplo == 'L') {
-        launchOver(map, LACPY_L_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
+        cudalib::launchOver(map, LACPY_L_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
     } else if (uplo == 'U') {
-        launchOver(map, LACPY_U_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
+        cudalib::launchOver(map, LACPY_U_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
     } else {
-        launchOver(map, LACPY_G_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
+        cudalib::launchOver(map, LACPY_G_Kernel<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
     }
 }
 
@@ -97,9 +55,9 @@ __global__ void LASET_k(char uplo, int m, int n, T alpha, T beta, T* A, int lda)
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
     if (i == j) {
-        at(A, i, j, lda) = beta;
+        *at(A, lda, i, j) = beta;
     } else if ((uplo == 'U' && i < j) || (uplo == 'L' && i > j) || (uplo != 'U' && uplo != 'L')) {
-        at(A, i, j, lda) = alpha;
+        *at(A, lda, i, j) = alpha;
     }
 }
 
@@ -107,7 +65,7 @@ template <typename T>
 void launchLaset(char uplo, int m, int n, T alpha, T beta, T* a, int lda, cudaStream_t stream) {
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
-    launchOver(map, LASET_k<T>, stream, uplo, m, n, alpha, beta, a, lda);
+    cudalib::launchOver(map, LASET_k<T>, stream, uplo, m, n, alpha, beta, a, lda);
 }
 
 // ---- lascl ---------------------------------------------------------------------------------
@@ -164,26 +122,26 @@ ZULI_MAP_DEVICE T safeScale(T x, R cfrom, R cto) {
 template <typename Map, typename T, typename R>
 __global__ void LASCL_G_Kernel(R cfrom, R cto, uint64_t m, uint64_t n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < m && j < n) at(A, i, j, lda) = safeScale(at(A, i, j, lda), cfrom, cto);
+    if (i < m && j < n) *at(A, lda, i, j) = safeScale(*at(A, lda, i, j), cfrom, cto);
 }
 
 template <typename Map, typename T, typename R>
 __global__ void LASCL_L_Kernel(R cfrom, R cto, uint64_t m, uint64_t n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < m && j < n && i >= j) at(A, i, j, lda) = safeScale(at(A, i, j, lda), cfrom, cto);
+    if (i < m && j < n && i >= j) *at(A, lda, i, j) = safeScale(*at(A, lda, i, j), cfrom, cto);
 }
 
 template <typename Map, typename T, typename R>
 __global__ void LASCL_U_Kernel(R cfrom, R cto, uint64_t m, uint64_t n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < m && j < n && i <= j) at(A, i, j, lda) = safeScale(at(A, i, j, lda), cfrom, cto);
+    if (i < m && j < n && i <= j) *at(A, lda, i, j) = safeScale(*at(A, lda, i, j), cfrom, cto);
 }
 
 // Upper Hessenberg: the upper triangle and the first subdiagonal.
 template <typename Map, typename T, typename R>
 __global__ void LASCL_H_Kernel(R cfrom, R cto, uint64_t m, uint64_t n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < m && j < n && i <= j + 1) at(A, i, j, lda) = safeScale(at(A, i, j, lda), cfrom, cto);
+    if (i < m && j < n && i <= j + 1) *at(A, lda, i, j) = safeScale(*at(A, lda, i, j), cfrom, cto);
 }
 
 // Lower half of a symmetric band matrix: element (i, j), j <= i <= j + kl, at storage row i - j.
@@ -193,7 +151,7 @@ __global__ void LASCL_B_Kernel(uint64_t kl, uint64_t ku, R cfrom, R cto, uint64_
     (void)ku;
     const uint64_t i = Map::row(), j = Map::column();
     if (i < m && j < n && i >= j && i <= j + kl)
-        at(A, i - j, j, lda) = safeScale(at(A, i - j, j, lda), cfrom, cto);
+        *at(A, lda, i - j, j) = safeScale(*at(A, lda, i - j, j), cfrom, cto);
 }
 
 // Upper half of a symmetric band matrix: element (i, j), j - ku <= i <= j, at storage row
@@ -204,7 +162,7 @@ __global__ void LASCL_Q_Kernel(uint64_t kl, uint64_t ku, R cfrom, R cto, uint64_
     (void)kl;
     const uint64_t i = Map::row(), j = Map::column();
     if (i < m && j < n && i <= j && i + ku >= j)
-        at(A, ku + i - j, j, lda) = safeScale(at(A, ku + i - j, j, lda), cfrom, cto);
+        *at(A, lda, ku + i - j, j) = safeScale(*at(A, lda, ku + i - j, j), cfrom, cto);
 }
 
 // General band matrix in the storage of LAPACK's gbtrf (kl extra rows on top): element (i, j),
@@ -215,7 +173,7 @@ __global__ void LASCL_Z_Kernel(uint64_t kl, uint64_t ku, R cfrom, R cto, uint64_
     const uint64_t i = Map::row(), j = Map::column();
     if (i < m && j < n && i + ku >= j && i <= j + kl) {
         const uint64_t s = kl + ku + i - j;
-        at(A, s, j, lda) = safeScale(at(A, s, j, lda), cfrom, cto);
+        *at(A, lda, s, j) = safeScale(*at(A, lda, s, j), cfrom, cto);
     }
 }
 
@@ -231,28 +189,28 @@ void launchLascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, in
     const uint64_t ukl = uint64_t(kl), uku = uint64_t(ku);
     switch (type) {
         case 'G':
-            launchOver(map, LASCL_G_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
+            cudalib::launchOver(map, LASCL_G_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
             break;
         case 'L':
-            launchOver(map, LASCL_L_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
+            cudalib::launchOver(map, LASCL_L_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
             break;
         case 'U':
-            launchOver(map, LASCL_U_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
+            cudalib::launchOver(map, LASCL_U_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
             break;
         case 'H':
-            launchOver(map, LASCL_H_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
+            cudalib::launchOver(map, LASCL_H_Kernel<Map, T, R>, stream, cfrom, cto, um, un, a, lda);
             break;
         case 'B':
-            launchOver(map, LASCL_B_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um, un, a,
-                       lda);
+            cudalib::launchOver(map, LASCL_B_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um,
+                                un, a, lda);
             break;
         case 'Q':
-            launchOver(map, LASCL_Q_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um, un, a,
-                       lda);
+            cudalib::launchOver(map, LASCL_Q_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um,
+                                un, a, lda);
             break;
         case 'Z':
-            launchOver(map, LASCL_Z_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um, un, a,
-                       lda);
+            cudalib::launchOver(map, LASCL_Z_Kernel<Map, T, R>, stream, ukl, uku, cfrom, cto, um,
+                                un, a, lda);
             break;
         default:
             break;  // rejected by the argument checks
@@ -264,14 +222,14 @@ void launchLascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, in
 template <typename Map, typename T>
 __global__ void Nancheck_k(int M, int N, const T* A, int LDA, int* flag) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(M) && j < uint64_t(N) && isnan(at(A, i, j, LDA))) *flag = 1;
+    if (i < uint64_t(M) && j < uint64_t(N) && isnan(*at(A, LDA, i, j))) *flag = 1;
 }
 
 template <typename T>
 void launchNancheck(int m, int n, const T* a, int lda, int* flag, cudaStream_t stream) {
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
-    launchOver(map, Nancheck_k<cudalib::Map2D, T>, stream, m, n, a, lda, flag);
+    cudalib::launchOver(map, Nancheck_k<cudalib::Map2D, T>, stream, m, n, a, lda, flag);
 }
 
 // ---- transposition and conjugation ---------------------------------------------------------
@@ -281,8 +239,8 @@ __global__ void Transpose_k(T* out, int ldout, const T* in, int ldin, int m, int
     using Map = cudalib::Map2D;
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
-    const T x = at(in, i, j, ldin);
-    at(out, j, i, ldout) = Conjugate ? conjugate(x) : x;
+    const T x = *at(in, ldin, i, j);
+    *at(out, ldout, j, i) = Conjugate ? conj(x) : x;
 }
 
 // The thread of (i, j) with i < j swaps the pair; the diagonal threads only conjugate. Each pair
@@ -293,13 +251,13 @@ __global__ void TransposeInplace_k(T* A, int lda, int n) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(n) || j >= uint64_t(n) || i > j) return;
     if (i == j) {
-        if (Conjugate) at(A, i, i, lda) = conjugate(at(A, i, i, lda));
+        if (Conjugate) *at(A, lda, i, i) = conj(*at(A, lda, i, i));
         return;
     }
-    const T upper = at(A, i, j, lda);
-    const T lower = at(A, j, i, lda);
-    at(A, i, j, lda) = Conjugate ? conjugate(lower) : lower;
-    at(A, j, i, lda) = Conjugate ? conjugate(upper) : upper;
+    const T upper = *at(A, lda, i, j);
+    const T lower = *at(A, lda, j, i);
+    *at(A, lda, i, j) = Conjugate ? conj(lower) : lower;
+    *at(A, lda, j, i) = Conjugate ? conj(upper) : upper;
 }
 
 template <typename T, bool Conjugate>
@@ -307,7 +265,7 @@ void launchTranspose(int m, int n, const T* a, int lda, T* b, int ldb, cudaStrea
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
     map.setBlockShape(16, 16);
-    launchOver(map, Transpose_k<T, Conjugate>, stream, b, ldb, a, lda, m, n);
+    cudalib::launchOver(map, Transpose_k<T, Conjugate>, stream, b, ldb, a, lda, m, n);
 }
 
 template <typename T, bool Conjugate>
@@ -315,13 +273,13 @@ void launchTransposeInplace(int n, T* a, int lda, cudaStream_t stream) {
     if (n <= 0) return;
     cudalib::Map2D map(n, n);
     map.setBlockShape(16, 16);
-    launchOver(map, TransposeInplace_k<T, Conjugate>, stream, a, lda, n);
+    cudalib::launchOver(map, TransposeInplace_k<T, Conjugate>, stream, a, lda, n);
 }
 
 template <typename Map, typename T>
 __global__ void ConjugateMatrix_k(int m, int n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n)) at(A, i, j, lda) = conjugate(at(A, i, j, lda));
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(A, lda, i, j) = conj(*at(A, lda, i, j));
 }
 
 template <typename Map, typename T, bool Upper, bool Diagonal>
@@ -329,14 +287,14 @@ __global__ void ConjugateMatrixTriangular_k(int m, int n, T* A, int lda) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
     const bool inside = i == j ? Diagonal : (Upper ? i < j : i > j);
-    if (inside) at(A, i, j, lda) = conjugate(at(A, i, j, lda));
+    if (inside) *at(A, lda, i, j) = conj(*at(A, lda, i, j));
 }
 
 template <typename T>
 void launchConjugate(int m, int n, T* a, int lda, cudaStream_t stream) {
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
-    launchOver(map, ConjugateMatrix_k<cudalib::Map2D, T>, stream, m, n, a, lda);
+    cudalib::launchOver(map, ConjugateMatrix_k<cudalib::Map2D, T>, stream, m, n, a, lda);
 }
 
 template <typename T>
@@ -346,13 +304,17 @@ void launchConjugateTriangular(bool upper, bool includeDiagonal, int m, int n, T
     if (m <= 0 || n <= 0) return;
     Map map(m, n);
     if (upper && includeDiagonal)
-        launchOver(map, ConjugateMatrixTriangular_k<Map, T, true, true>, stream, m, n, a, lda);
+        cudalib::launchOver(map, ConjugateMatrixTriangular_k<Map, T, true, true>, stream, m, n, a,
+                            lda);
     else if (upper)
-        launchOver(map, ConjugateMatrixTriangular_k<Map, T, true, false>, stream, m, n, a, lda);
+        cudalib::launchOver(map, ConjugateMatrixTriangular_k<Map, T, true, false>, stream, m, n, a,
+                            lda);
     else if (includeDiagonal)
-        launchOver(map, ConjugateMatrixTriangular_k<Map, T, false, true>, stream, m, n, a, lda);
+        cudalib::launchOver(map, ConjugateMatrixTriangular_k<Map, T, false, true>, stream, m, n, a,
+                            lda);
     else
-        launchOver(map, ConjugateMatrixTriangular_k<Map, T, false, false>, stream, m, n, a, lda);
+        cudalib::launchOver(map, ConjugateMatrixTriangular_k<Map, T, false, false>, stream, m, n, a,
+                            lda);
 }
 
 // ---- precision conversion ------------------------------------------------------------------
@@ -394,9 +356,9 @@ __global__ void PrecisionConvert_k(int m, int n, const From* A, int lda, To* B, 
                                    int* flag) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
-    const From x = at(A, i, j, lda);
+    const From x = *at(A, lda, i, j);
     if (beyondRange<To>(x)) *flag = 1;
-    at(B, i, j, ldb) = convertElement<To>(x);
+    *at(B, ldb, i, j) = convertElement<To>(x);
 }
 
 template <typename Map, typename From, typename To>
@@ -404,9 +366,9 @@ __global__ void PrecisionConvertTriangular_k(bool upper, int n, const From* A, i
                                              int ldb, int* flag) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(n) || j >= uint64_t(n) || (upper ? i > j : i < j)) return;
-    const From x = at(A, i, j, lda);
+    const From x = *at(A, lda, i, j);
     if (beyondRange<To>(x)) *flag = 1;
-    at(B, i, j, ldb) = convertElement<To>(x);
+    *at(B, ldb, i, j) = convertElement<To>(x);
 }
 
 template <typename From, typename To>
@@ -414,8 +376,8 @@ void launchPrecisionConvert(int m, int n, const From* a, int lda, To* b, int ldb
                             cudaStream_t stream) {
     if (m <= 0 || n <= 0) return;
     cudalib::Map2D map(m, n);
-    launchOver(map, PrecisionConvert_k<cudalib::Map2D, From, To>, stream, m, n, a, lda, b, ldb,
-               flag);
+    cudalib::launchOver(map, PrecisionConvert_k<cudalib::Map2D, From, To>, stream, m, n, a, lda, b,
+                        ldb, flag);
 }
 
 template <typename From, typename To>
@@ -424,8 +386,8 @@ void launchPrecisionConvertTriangular(bool upper, int n, const From* a, int lda,
     using Map = cudalib::TriangularMap2D;
     if (n <= 0) return;
     Map map(n, n);
-    launchOver(map, PrecisionConvertTriangular_k<Map, From, To>, stream, upper, n, a, lda, b, ldb,
-               flag);
+    cudalib::launchOver(map, PrecisionConvertTriangular_k<Map, From, To>, stream, upper, n, a, lda,
+                        b, ldb, flag);
 }
 
 // ---- instantiations ------------------------------------------------------------------------
@@ -438,10 +400,7 @@ void launchPrecisionConvertTriangular(bool upper, int n, const From* a, int lda,
     template void launchNancheck<T>(int, int, const T*, int, int*, cudaStream_t);            \
     template void launchTranspose<T, false>(int, int, const T*, int, T*, int, cudaStream_t); \
     template void launchTransposeInplace<T, false>(int, T*, int, cudaStream_t);
-ZULI_AUX_ALL(float)
-ZULI_AUX_ALL(double)
-ZULI_AUX_ALL(Complex<float>)
-ZULI_AUX_ALL(Complex<double>)
+ZULI_INSTANTIATE(ZULI_AUX_ALL)
 #undef ZULI_AUX_ALL
 
 #define ZULI_AUX_COMPLEX(T)                                                                 \
@@ -449,8 +408,7 @@ ZULI_AUX_ALL(Complex<double>)
     template void launchTransposeInplace<T, true>(int, T*, int, cudaStream_t);              \
     template void launchConjugate<T>(int, int, T*, int, cudaStream_t);                      \
     template void launchConjugateTriangular<T>(bool, bool, int, int, T*, int, cudaStream_t);
-ZULI_AUX_COMPLEX(Complex<float>)
-ZULI_AUX_COMPLEX(Complex<double>)
+ZULI_INSTANTIATE_COMPLEX(ZULI_AUX_COMPLEX)
 #undef ZULI_AUX_COMPLEX
 
 #define ZULI_AUX_CONVERT(From, To)                                                             \

@@ -2,6 +2,7 @@
 #include "kernels/band.h"
 
 #include "kernels/launch.cuh"
+#include "runtime/precision.h"
 #include "kernels/laswp.h"
 #include "kernels/maps/maps.h"
 #include "runtime/complex.h"
@@ -40,17 +41,14 @@ void applyBandRowInterchanges(int n, T* a, int lda, int count, const int* ipiv, 
         const int group = count - first < kSwapsPerLaunch ? count - first : kSwapsPerLaunch;
         BandSwaps s{};
         for (int i = 0; i < group; ++i) s.pivots[i] = ipiv[first + i] - 1;
-        cudalib::launch(GBTRF_SWAP_k<cudalib::Map1D, T>, map.grid(), map.block(), stream, n, a, lda,
-                        group, first, skew, s);
+        cudalib::launchOver(map, GBTRF_SWAP_k<cudalib::Map1D, T>, stream, n, a, lda, group, first,
+                            skew, s);
     }
 }
 
 #define ZULI_BAND_INSTANCES(T) \
     template void applyBandRowInterchanges<T>(int, T*, int, int, const int*, int, cudaStream_t);
-ZULI_BAND_INSTANCES(float)
-ZULI_BAND_INSTANCES(double)
-ZULI_BAND_INSTANCES(Complex<float>)
-ZULI_BAND_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_BAND_INSTANCES)
 #undef ZULI_BAND_INSTANCES
 
 }  // namespace zuli

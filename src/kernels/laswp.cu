@@ -3,7 +3,9 @@
 #include "kernels/laswp.h"
 
 #include "kernels/launch.cuh"
+#include "runtime/precision.h"
 #include "kernels/maps/maps.h"
+#include "runtime/matrix.h"
 #include "runtime/complex.h"
 
 namespace zuli {
@@ -27,7 +29,7 @@ ZULI_MAP_DEVICE void swapElements(T* a, uint64_t p, uint64_t q) {
 // are swapped, i in increasing (Reverse false) or decreasing order.
 template <typename Map, typename T, bool Reverse>
 ZULI_MAP_DEVICE void laswpRows(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
-                          swstruct s) {
+                               swstruct s) {
     const uint64_t k = Map::index();
     if (k >= uint64_t(N)) return;
     const uint64_t column = (uint64_t(batchOffset) + k) * uint64_t(lda);
@@ -42,7 +44,7 @@ ZULI_MAP_DEVICE void laswpRows(int N, int offset, T* A, int lda, int NSwaps, int
 // swapped. Consecutive threads touch consecutive elements of a column.
 template <typename Map, typename T, bool Reverse>
 ZULI_MAP_DEVICE void laswpColumns(int N, int offset, T* A, int lda, int NSwaps, int batchOffset,
-                             swstruct s) {
+                                  swstruct s) {
     const uint64_t k = Map::index();
     if (k >= uint64_t(N)) return;
     const uint64_t row = uint64_t(batchOffset) + k;
@@ -78,7 +80,6 @@ __global__ void LASWPCOL_inv_k(int N, int offset, T* A, int lda, int NSwaps, int
 
 namespace {
 
-
 // Walks interchanges k1..k2 (1-based) in groups of 16, in increasing or decreasing order, and
 // launches `kernel` for each group over the n swept columns (rows) in slices of 10240.
 template <typename T>
@@ -95,8 +96,7 @@ void applyInterchanges(void (*kernel)(int, int, T*, int, int, int, swstruct), bo
         for (int start = 0; start < n; start += kSwapSliceWidth) {
             const int width = n - start < kSwapSliceWidth ? n - start : kSwapSliceWidth;
             cudalib::Map1D map{uint32_t(width)};
-            cudalib::launch(kernel, map.grid(), map.block(), stream, width, first, a, lda, count,
-                            start, s);
+            cudalib::launchOver(map, kernel, stream, width, first, a, lda, count, start, s);
         }
     }
 }
@@ -121,8 +121,7 @@ void applyColumnInterchanges(int n, T* a, int lda, int k1, int k2, const int* ip
 template <typename T>
 void applyColumnInterchangesReverse(int n, T* a, int lda, int k1, int k2, const int* ipiv,
                                     cudaStream_t stream) {
-    applyInterchanges<T>(LASWPCOL_inv_k<cudalib::Map1D, T>, true, n, a, lda, k1, k2, ipiv,
-                         stream);
+    applyInterchanges<T>(LASWPCOL_inv_k<cudalib::Map1D, T>, true, n, a, lda, k1, k2, ipiv, stream);
 }
 
 // One thread per element of the (n - j0) x jb block: the elements below the diagonal move to
@@ -132,8 +131,8 @@ __global__ void GETRI_SPLIT_k(int rows, int jb, T* A, int lda, T* W, int ldw) {
     const uint64_t i = Map::row();
     const uint64_t jj = Map::column();
     if (i >= uint64_t(rows) || jj >= uint64_t(jb) || i <= jj) return;
-    T& element = A[i + jj * uint64_t(lda)];
-    W[i + jj * uint64_t(ldw)] = element;
+    T& element = *at(A, lda, i, jj);
+    *at(W, ldw, i, jj) = element;
     element = T(0);
 }
 
@@ -143,22 +142,19 @@ void launchGetriSplitLower(int n, int j0, int jb, T* a, int lda, T* work, int ld
     const int rows = n - j0;
     if (rows <= 0 || jb <= 0) return;
     cudalib::Map2D map{uint32_t(rows), uint32_t(jb)};
-    cudalib::launch(GETRI_SPLIT_k<cudalib::Map2D, T>, map.grid(), map.block(), stream, rows, jb,
-                    a + j0 + int64_t(j0) * lda, lda, work + j0, ldw);
+    cudalib::launchOver(map, GETRI_SPLIT_k<cudalib::Map2D, T>, stream, rows, jb, at(a, lda, j0, j0),
+                        lda, work + j0, ldw);
 }
 
-#define ZULI_LASWP_INSTANCES(T)                                                                    \
-    template void applyRowInterchanges<T>(int, T*, int, int, int, const int*, cudaStream_t);      \
-    template void applyRowInterchangesReverse<T>(int, T*, int, int, int, const int*,              \
-                                                 cudaStream_t);                                    \
-    template void applyColumnInterchanges<T>(int, T*, int, int, int, const int*, cudaStream_t);   \
-    template void applyColumnInterchangesReverse<T>(int, T*, int, int, int, const int*,           \
-                                                    cudaStream_t);                                 \
+#define ZULI_LASWP_INSTANCES(T)                                                                 \
+    template void applyRowInterchanges<T>(int, T*, int, int, int, const int*, cudaStream_t);    \
+    template void applyRowInterchangesReverse<T>(int, T*, int, int, int, const int*,            \
+                                                 cudaStream_t);                                 \
+    template void applyColumnInterchanges<T>(int, T*, int, int, int, const int*, cudaStream_t); \
+    template void applyColumnInterchangesReverse<T>(int, T*, int, int, int, const int*,         \
+                                                    cudaStream_t);                              \
     template void launchGetriSplitLower<T>(int, int, int, T*, int, T*, int, cudaStream_t);
-ZULI_LASWP_INSTANCES(float)
-ZULI_LASWP_INSTANCES(double)
-ZULI_LASWP_INSTANCES(Complex<float>)
-ZULI_LASWP_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_LASWP_INSTANCES)
 #undef ZULI_LASWP_INSTANCES
 
 }  // namespace zuli

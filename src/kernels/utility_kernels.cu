@@ -4,35 +4,15 @@
 
 #include "kernels/device_math.cuh"
 #include "kernels/launch.cuh"
+#include "runtime/precision.h"
 #include "kernels/maps/maps.h"
+#include "runtime/matrix.h"
 
 #include <cfloat>
 
 namespace zuli {
 
 namespace {
-
-template <typename T>
-ZULI_MAP_DEVICE T& elementAt(T* a, uint64_t i, uint64_t j, int ld) {
-    return a[i + j * uint64_t(ld)];
-}
-
-template <typename T>
-ZULI_MAP_DEVICE T fromInt(int v) {
-    return T(ToRealT<T>(v));
-}
-
-template <typename Map, typename... Params, typename... Args>
-void launchMap(const Map& map, void (*kernel)(Params...), cudaStream_t stream, Args&&... args) {
-    if (cudalib::emptyGrid(map)) return;
-    cudalib::launch(kernel, map.grid(), map.block(), stream, std::forward<Args>(args)...);
-}
-
-// |x| for the norms: the modulus of a complex element.
-template <typename T>
-ZULI_MAP_DEVICE ToRealT<T> magnitude(const T& x) {
-    return abs(x);
-}
 
 // The larger of two partial maxima, a NaN winning (so that a NaN reaches the result).
 template <typename R>
@@ -64,7 +44,7 @@ ZULI_MAP_DEVICE R reduceBlock(R value, R* shared) {
 template <typename Map, int V, typename T>
 __global__ void SetMatrix_k(int M, int N, T* A, int LDA) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(M) && j < uint64_t(N)) elementAt(A, i, j, LDA) = fromInt<T>(V);
+    if (i < uint64_t(M) && j < uint64_t(N)) *at(A, LDA, i, j) = fromInt<T>(V);
 }
 
 template <typename Map, int V, typename T>
@@ -83,25 +63,25 @@ __global__ void SetTriangularMatrix_k(bool upper, bool includeDiagonal, int m, i
                                       T value) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
-    if (i == j ? includeDiagonal : (upper ? i < j : i > j)) elementAt(A, i, j, lda) = value;
+    if (i == j ? includeDiagonal : (upper ? i < j : i > j)) *at(A, lda, i, j) = value;
 }
 
 template <typename T>
 void launchSetMatrix(int value, int m, int n, T* a, int lda, cudaStream_t stream) {
     cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
     if (value == 0)
-        launchMap(map, SetMatrix_k<cudalib::Map2D, 0, T>, stream, m, n, a, lda);
+        cudalib::launchOver(map, SetMatrix_k<cudalib::Map2D, 0, T>, stream, m, n, a, lda);
     else
-        launchMap(map, SetMatrix_k<cudalib::Map2D, 1, T>, stream, m, n, a, lda);
+        cudalib::launchOver(map, SetMatrix_k<cudalib::Map2D, 1, T>, stream, m, n, a, lda);
 }
 
 template <typename T>
 void launchSetVector(int value, int n, T* x, int incx, cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
     if (value == 0)
-        launchMap(map, SetVector_k<cudalib::Map1D, 0, T>, stream, n, x, incx);
+        cudalib::launchOver(map, SetVector_k<cudalib::Map1D, 0, T>, stream, n, x, incx);
     else
-        launchMap(map, SetVector_k<cudalib::Map1D, 1, T>, stream, n, x, incx);
+        cudalib::launchOver(map, SetVector_k<cudalib::Map1D, 1, T>, stream, n, x, incx);
 }
 
 template <typename T>
@@ -117,8 +97,8 @@ void launchSetTriangularMatrix(bool upper, bool includeDiagonal, int m, int n, T
                                T value, cudaStream_t stream) {
     using Map = cudalib::TriangularMap2D;
     Map map(m > 0 ? m : 0, n > 0 ? n : 0);
-    launchMap(map, SetTriangularMatrix_k<Map, T>, stream, upper, includeDiagonal, m, n, a, lda,
-              value);
+    cudalib::launchOver(map, SetTriangularMatrix_k<Map, T>, stream, upper, includeDiagonal, m, n, a,
+                        lda, value);
 }
 
 // ---- scaling and copies --------------------------------------------------------------------
@@ -134,7 +114,7 @@ __global__ void Scale_k(int n, const T* alpha, T* x, int incx) {
 template <typename Map, typename T>
 __global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n)) elementAt(B, i, j, ldb) = A[i + j * uint64_t(lda)];
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(B, ldb, i, j) = *at(A, lda, i, j);
 }
 
 template <typename Map, typename T>
@@ -151,8 +131,7 @@ __global__ void CopySingle_k(const T* a, T* b) {
 template <typename Map, typename R>
 __global__ void CopyRealToComplex_k(int m, int n, const R* A, int lda, Complex<R>* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n))
-        elementAt(B, i, j, ldb) = Complex<R>(A[i + j * uint64_t(lda)], R(0));
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(B, ldb, i, j) = Complex<R>(*at(A, lda, i, j), R(0));
 }
 
 template <typename Map, typename R>
@@ -164,7 +143,7 @@ __global__ void CopyVectorRealToComplex_k(int n, const R* x, int incx, Complex<R
 template <typename Map, typename R>
 __global__ void CopyComplexToReal_k(int m, int n, const Complex<R>* A, int lda, R* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
-    if (i < uint64_t(m) && j < uint64_t(n)) elementAt(B, i, j, ldb) = A[i + j * uint64_t(lda)].re;
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(B, ldb, i, j) = at(A, lda, i, j)->re;
 }
 
 template <typename T>
@@ -179,7 +158,7 @@ __global__ void ConjugateVector_k(int n, T* x, int incx) {
 }
 
 template <typename Map, typename T>
-__global__ void CudaMemsetTypeKernel(uint64_t n, T value, T* x) {
+__global__ void TypedMemset_k(uint64_t n, T value, T* x) {
     const uint64_t k = Map::index();
     if (k < n) x[k] = value;
 }
@@ -188,21 +167,21 @@ template <typename T>
 void launchScale(bool multiply, int n, const T* alpha, T* x, int incx, cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
     if (multiply)
-        launchMap(map, Scale_k<cudalib::Map1D, T, true>, stream, n, alpha, x, incx);
+        cudalib::launchOver(map, Scale_k<cudalib::Map1D, T, true>, stream, n, alpha, x, incx);
     else
-        launchMap(map, Scale_k<cudalib::Map1D, T, false>, stream, n, alpha, x, incx);
+        cudalib::launchOver(map, Scale_k<cudalib::Map1D, T, false>, stream, n, alpha, x, incx);
 }
 
 template <typename T>
 void launchCopyMatrix(int m, int n, const T* a, int lda, T* b, int ldb, cudaStream_t stream) {
     cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
-    launchMap(map, CopyMatrix_k<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
+    cudalib::launchOver(map, CopyMatrix_k<cudalib::Map2D, T>, stream, m, n, a, lda, b, ldb);
 }
 
 template <typename T>
 void launchCopyVector(int n, const T* x, int incx, T* y, int incy, cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
-    launchMap(map, CopyVector_k<cudalib::Map1D, T>, stream, n, x, incx, y, incy);
+    cudalib::launchOver(map, CopyVector_k<cudalib::Map1D, T>, stream, n, x, incx, y, incy);
 }
 
 template <typename T>
@@ -214,21 +193,22 @@ template <typename R>
 void launchCopyRealToComplex(int m, int n, const R* a, int lda, Complex<R>* b, int ldb,
                              cudaStream_t stream) {
     cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
-    launchMap(map, CopyRealToComplex_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
+    cudalib::launchOver(map, CopyRealToComplex_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
 }
 
 template <typename R>
 void launchCopyVectorRealToComplex(int n, const R* x, int incx, Complex<R>* y, int incy,
                                    cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
-    launchMap(map, CopyVectorRealToComplex_k<cudalib::Map1D, R>, stream, n, x, incx, y, incy);
+    cudalib::launchOver(map, CopyVectorRealToComplex_k<cudalib::Map1D, R>, stream, n, x, incx, y,
+                        incy);
 }
 
 template <typename R>
 void launchCopyComplexToReal(int m, int n, const Complex<R>* a, int lda, R* b, int ldb,
                              cudaStream_t stream) {
     cudalib::Map2D map(m > 0 ? m : 0, n > 0 ? n : 0);
-    launchMap(map, CopyComplexToReal_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
+    cudalib::launchOver(map, CopyComplexToReal_k<cudalib::Map2D, R>, stream, m, n, a, lda, b, ldb);
 }
 
 template <typename T>
@@ -239,7 +219,7 @@ void launchMakeRealSingle(T* a, cudaStream_t stream) {
 template <typename T>
 void launchConjugateVector(int n, T* x, int incx, cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
-    launchMap(map, ConjugateVector_k<cudalib::Map1D, T>, stream, n, x, incx);
+    cudalib::launchOver(map, ConjugateVector_k<cudalib::Map1D, T>, stream, n, x, incx);
 }
 
 template <typename T>
@@ -249,8 +229,8 @@ void launchTypedMemset(int64_t n, T value, T* x, cudaStream_t stream) {
     for (int64_t done = 0; done < n; done += slice) {
         const int64_t count = n - done < slice ? n - done : slice;
         cudalib::StaticMap1D<128> map{static_cast<uint32_t>(count)};
-        launchMap(map, CudaMemsetTypeKernel<cudalib::StaticMap1D<128>, T>, stream, uint64_t(count),
-                  value, x + done);
+        cudalib::launchOver(map, TypedMemset_k<cudalib::StaticMap1D<128>, T>, stream,
+                            uint64_t(count), value, x + done);
     }
 }
 
@@ -261,7 +241,7 @@ template <typename Map, typename T, typename R>
 __global__ void LANGE_M_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
     __shared__ R partial[kReduceThreads];
     const uint64_t i = Map::row(), j = Map::column();
-    const R v = (i < uint64_t(m) && j < uint64_t(n)) ? magnitude(A[i + j * uint64_t(lda)]) : R(0);
+    const R v = (i < uint64_t(m) && j < uint64_t(n)) ? abs(*at(A, lda, i, j)) : R(0);
     const R best = reduceBlock<true>(v, partial);
     if (threadIdx.x == 0 && threadIdx.y == 0)
         blockAbsSum[blockIdx.x + blockIdx.y * gridDim.x] = best;
@@ -272,7 +252,7 @@ __global__ void LANGE_F_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
     __shared__ R partial[kReduceThreads];
     const uint64_t i = Map::row(), j = Map::column();
     R v = R(0);
-    if (i < uint64_t(m) && j < uint64_t(n)) v = norm(A[i + j * uint64_t(lda)]);
+    if (i < uint64_t(m) && j < uint64_t(n)) v = norm(*at(A, lda, i, j));
     const R sum = reduceBlock<false>(v, partial);
     if (threadIdx.x == 0 && threadIdx.y == 0)
         blockAbsSum[blockIdx.x + blockIdx.y * gridDim.x] = sum;
@@ -289,7 +269,7 @@ __global__ void LANGE_OI_k(int m, int n, const T* A, int lda, R* blockAbsSum) {
     R sum = R(0);
     for (uint64_t k = Map::first(); k < length; k += Map::stride()) {
         const uint64_t i = columns ? k : line, j = columns ? line : k;
-        sum += magnitude(A[i + j * uint64_t(lda)]);
+        sum += abs(*at(A, lda, i, j));
     }
     const R total = reduceBlock<false>(sum, partial);
     if (threadIdx.x == 0) blockAbsSum[line] = total;
@@ -344,22 +324,22 @@ void launchLange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work,
     const int parts = int(langeWorkspace(norm, m, n));
     if (norm == '1' || norm == 'O') {
         using Map = cudalib::StaticColumnWiseMap<256>;
-        launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launchOver(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
         cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
                         result);
     } else if (norm == 'I') {
         using Map = cudalib::StaticRowWiseMap<256>;
-        launchMap(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launchOver(Map(m, n), LANGE_OI_k<Map, T, R>, stream, m, n, a, lda, work);
         cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
                         result);
     } else if (norm == 'F' || norm == 'E') {
         using Map = cudalib::StaticMap2D<16, 16>;
-        launchMap(Map(m, n), LANGE_F_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launchOver(Map(m, n), LANGE_F_k<Map, T, R>, stream, m, n, a, lda, work);
         cudalib::launch(findSum_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
                         result, true);
     } else {
         using Map = cudalib::StaticMap2D<16, 16>;
-        launchMap(Map(m, n), LANGE_M_k<Map, T, R>, stream, m, n, a, lda, work);
+        cudalib::launchOver(Map(m, n), LANGE_M_k<Map, T, R>, stream, m, n, a, lda, work);
         cudalib::launch(findMaxValue_k<R>, one, reduce, stream, parts, static_cast<const R*>(work),
                         result);
     }
@@ -372,8 +352,8 @@ template <typename Map, typename T, bool TransA, bool TransB, bool Subtract>
 ZULI_MAP_DEVICE void combineElement(int m, int n, const T* A, int lda, T* B, int ldb) {
     const uint64_t i = Map::row(), j = Map::column();
     if (i >= uint64_t(m) || j >= uint64_t(n)) return;
-    const T a = TransA ? A[j + i * uint64_t(lda)] : A[i + j * uint64_t(lda)];
-    T& b = TransB ? B[j + i * uint64_t(ldb)] : B[i + j * uint64_t(ldb)];
+    const T a = TransA ? *at(A, lda, j, i) : *at(A, lda, i, j);
+    T& b = TransB ? *at(B, ldb, j, i) : *at(B, ldb, i, j);
     b = Subtract ? a - b : a + b;
 }
 
@@ -406,7 +386,7 @@ void launchSubtractMatrix(char opA, char opB, int m, int n, const T* a, int lda,
     const bool ta = transposed(opA), tb = transposed(opB);
     auto* kernel = ta ? (tb ? SubtractMatrix_TT_k<Map, T> : SubtractMatrix_TN_k<Map, T>)
                       : (tb ? SubtractMatrix_NT_k<Map, T> : SubtractMatrix_NN_k<Map, T>);
-    launchMap(map, kernel, stream, m, n, a, lda, b, ldb);
+    cudalib::launchOver(map, kernel, stream, m, n, a, lda, b, ldb);
 }
 
 template <typename T>
@@ -417,7 +397,7 @@ void launchAddMatrix(char opA, char opB, int m, int n, const T* a, int lda, T* b
     const bool ta = transposed(opA), tb = transposed(opB);
     auto* kernel = ta ? (tb ? MADD_TT_k<Map, T> : MADD_TN_k<Map, T>)
                       : (tb ? MADD_NT_k<Map, T> : MADD_NN_k<Map, T>);
-    launchMap(map, kernel, stream, m, n, a, lda, b, ldb);
+    cudalib::launchOver(map, kernel, stream, m, n, a, lda, b, ldb);
 }
 
 template <typename Map, typename T>
@@ -434,7 +414,7 @@ __global__ void ComplementSingle_k(T* a) {
 template <typename T>
 void launchComplementVector(int n, T* x, int incx, cudaStream_t stream) {
     cudalib::Map1D map(n > 0 ? n : 0);
-    launchMap(map, ComplementVector_k<cudalib::Map1D, T>, stream, n, x, incx);
+    cudalib::launchOver(map, ComplementVector_k<cudalib::Map1D, T>, stream, n, x, incx);
 }
 
 template <typename T>
@@ -453,10 +433,10 @@ __global__ void LANHE_O_k(bool upper, int n, const T* A, int lda, R* blockAbsSum
     R sum = R(0);
     for (uint64_t i = Map::first(); i < uint64_t(n); i += Map::stride()) {
         if (i == j) {
-            sum += fabs(real(A[j + j * uint64_t(lda)]));
+            sum += fabs(real(*at(A, lda, j, j)));
         } else {
             const bool stored = upper ? i < j : i > j;
-            sum += magnitude(stored ? A[i + j * uint64_t(lda)] : A[j + i * uint64_t(lda)]);
+            sum += abs(stored ? *at(A, lda, i, j) : *at(A, lda, j, i));
         }
     }
     const R total = reduceBlock<false>(sum, partial);
@@ -472,7 +452,7 @@ void launchLanheOne(bool upper, int n, const T* a, int lda, ToRealT<T>* work, To
         cudalib::launch(SetSingle_k<0, R>, dim3(1), dim3(1), stream, result);
         return;
     }
-    launchMap(Map(n, n), LANHE_O_k<Map, T, R>, stream, upper, n, a, lda, work);
+    cudalib::launchOver(Map(n, n), LANHE_O_k<Map, T, R>, stream, upper, n, a, lda, work);
     cudalib::launch(findMaxValue_k<R>, dim3(1), dim3(kReduceThreads), stream, n,
                     static_cast<const R*>(work), result);
 }
@@ -542,10 +522,7 @@ void launchLamch(char cmach, R* result, cudaStream_t stream) {
     template void launchTypedMemset<T>(int64_t, T, T*, cudaStream_t);                           \
     template void launchLange<T>(char, int, int, const T*, int, ToRealT<T>*, ToRealT<T>*,       \
                                  cudaStream_t);
-ZULI_UTIL_ALL(float)
-ZULI_UTIL_ALL(double)
-ZULI_UTIL_ALL(Complex<float>)
-ZULI_UTIL_ALL(Complex<double>)
+ZULI_INSTANTIATE(ZULI_UTIL_ALL)
 #undef ZULI_UTIL_ALL
 
 #define ZULI_UTIL_MORE(T)                                                                         \
@@ -556,10 +533,7 @@ ZULI_UTIL_ALL(Complex<double>)
     template void launchComplementSingle<T>(T*, cudaStream_t);                                    \
     template void launchLanheOne<T>(bool, int, const T*, int, ToRealT<T>*, ToRealT<T>*,           \
                                     cudaStream_t);
-ZULI_UTIL_MORE(float)
-ZULI_UTIL_MORE(double)
-ZULI_UTIL_MORE(Complex<float>)
-ZULI_UTIL_MORE(Complex<double>)
+ZULI_INSTANTIATE(ZULI_UTIL_MORE)
 #undef ZULI_UTIL_MORE
 
 template void launchTypedMemset<int>(int64_t, int, int*, cudaStream_t);
@@ -574,8 +548,7 @@ template void launchTypedMemset<int>(int64_t, int, int*, cudaStream_t);
     template void launchMakeRealSingle<Complex<R>>(Complex<R>*, cudaStream_t);            \
     template void launchConjugateVector<Complex<R>>(int, Complex<R>*, int, cudaStream_t); \
     template void launchLamch<R>(char, R*, cudaStream_t);
-ZULI_UTIL_REAL(float)
-ZULI_UTIL_REAL(double)
+ZULI_INSTANTIATE_REAL(ZULI_UTIL_REAL)
 #undef ZULI_UTIL_REAL
 
 }  // namespace zuli

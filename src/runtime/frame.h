@@ -1,15 +1,15 @@
 // frame.h - the frame that runs the body of every exported function.
 //
-// An exported function is one line around its body:
+// An exported function is one line around its body (runtime/exports.h stamps these out):
 //
-//     extern "C" ZULI_API zuliStatus zuliDeviceDgetrf(int m, int n, double* a, int lda, int* ipiv) {
+//     extern "C" ZULI_API zuliStatus zuliDeviceDgetrf(int m, int n, double* a, int lda, int* ipiv)
+//     {
 //         return zuli::deviceRoutine<double>([&](const zuli::CallContext& ctx) {
-//             zuli::getrf(ctx, m, n, a, lda, ipiv);
+//             zuli::getrf<double>(ctx, m, n, a, lda, ipiv);
 //         });
 //     }
 //
-// and ZULI_FOR_EACH_PRECISION (below) stamps such a line out for S, D, C and Z from one macro, so
-// that adding a routine is one row. The frame, in order:
+// The frame, in order:
 //   1. returns zuliNotInitialized (last status 1, last info untouched) when the library is not
 //      initialised;
 //   2. looks up the capability of the thread's current device in the capability cache; a D or Z
@@ -82,9 +82,9 @@ enum class Interface : uint8_t { Host, Device };
 
 struct FrameSpec {
     Interface interface = Interface::Host;
-    bool requiresInit = true;    // steps 1 and 2, and a CallContext for the body
-    bool needsDouble = false;    // the routine's data are double precision (D and Z)
-    bool hooks = true;           // calls the entry and exit hooks of its interface
+    bool requiresInit = true;  // steps 1 and 2, and a CallContext for the body
+    bool needsDouble = false;  // the routine's data are double precision (D and Z)
+    bool hooks = true;         // calls the entry and exit hooks of its interface
 
     static constexpr FrameSpec host(bool doublePrecision = false) {
         return {Interface::Host, true, doublePrecision, true};
@@ -113,7 +113,8 @@ void postCallCheck();
 void clearPendingRuntimeError() noexcept;
 // Calls the entry hook of frameKind's interface; returns the hook snapshot to use at exit.
 std::shared_ptr<const CallHooks> callEntryHook(const FrameSpec& frameKind);
-void callExitHook(const FrameSpec& frameKind, const std::shared_ptr<const CallHooks>& hooks) noexcept;
+void callExitHook(const FrameSpec& frameKind,
+                  const std::shared_ptr<const CallHooks>& hooks) noexcept;
 
 // Runs body(ctx) and normalises its result to a CallResult.
 template <typename Body>
@@ -239,40 +240,4 @@ zuliStatus uninitializedRoutine(Body&& body) noexcept {
     return runFrame(FrameSpec::uninitialized(), std::forward<Body>(body)).status;
 }
 
-// The public element type of each internal element type, for the exported signatures:
-// PublicType<float> is float, PublicType<Complex<float>> is zuliComplexFloat, and so on.
-// fromPublic() converts the pointers (the layouts are identical).
-template <typename T> struct PublicTypeOf { using type = T; };
-template <> struct PublicTypeOf<Complex<float>> { using type = zuliComplexFloat; };
-template <> struct PublicTypeOf<Complex<double>> { using type = zuliComplexDouble; };
-template <typename T> using PublicType = typename PublicTypeOf<T>::type;
-
-template <typename T>
-T* fromPublic(PublicType<T>* p) { return reinterpret_cast<T*>(p); }
-template <typename T>
-const T* fromPublic(const PublicType<T>* p) { return reinterpret_cast<const T*>(p); }
-
-static_assert(sizeof(Complex<float>) == sizeof(zuliComplexFloat));
-static_assert(sizeof(Complex<double>) == sizeof(zuliComplexDouble));
-
 }  // namespace zuli
-
-/* ZULI_FOR_EACH_PRECISION(ROW) expands ROW(letter, T) for S float, D double, C Complex<float>,
- * Z Complex<double>: the entry points of a routine are one ROW macro, written once, e.g.
- *
- *   #define ZULI_GETRF_ENTRIES(L, T)                                                         \
- *       extern "C" ZULI_API zuliStatus zuliDevice##L##getrf(int m, int n,                    \
- *               zuli::PublicType<T>* a, int lda, int* ipiv) {                                \
- *           return zuli::deviceRoutine<T>([&](const zuli::CallContext& ctx) {                \
- *               zuli::getrf<T>(ctx, m, n, zuli::fromPublic<T>(a), lda, ipiv); });            \
- *       }
- *   ZULI_FOR_EACH_PRECISION(ZULI_GETRF_ENTRIES)
- */
-#define ZULI_FOR_EACH_PRECISION(ROW) \
-    ROW(S, float)                    \
-    ROW(D, double)                   \
-    ROW(C, zuli::Complex<float>)     \
-    ROW(Z, zuli::Complex<double>)
-#define ZULI_FOR_EACH_REAL_PRECISION(ROW) ROW(S, float) ROW(D, double)
-#define ZULI_FOR_EACH_COMPLEX_PRECISION(ROW) \
-    ROW(C, zuli::Complex<float>) ROW(Z, zuli::Complex<double>)

@@ -55,9 +55,11 @@
 #include "kernels/band.h"
 #include "runtime/arguments.h"
 #include "runtime/device.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/host_lapack.h"
 #include "runtime/memory.h"
-#include "solvers/host_adapter.h"
+#include "runtime/tuning.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -96,12 +98,6 @@ void uploadPivots(int* ipiv, const std::vector<int>& pivots) {
         cudaMemcpy(ipiv, pivots.data(), pivots.size() * sizeof(int), cudaMemcpyHostToDevice));
 }
 
-// The block size of both blocked paths: the precision's base block size.
-template <typename T>
-int bandBlock(const CallContext& ctx) {
-    return baseBlockSize<T>(deviceCapability(ctx.device).code);
-}
-
 // ---- gbtrf ---------------------------------------------------------------------------------
 
 template <typename T>
@@ -110,7 +106,7 @@ void gbtrfNarrow(const CallContext& ctx, int m, int n, int kl, int ku, T* ab, in
     const PinnedBuffer<T> band = acquirePinnedWorkspace<T>(ctx, int64_t(rows) * n);
     downloadBandRows(band.get(), rows, ab, ldab, 0, rows, 0, n);
     std::vector<int> pivots(size_t(std::min(m, n)));
-    const int info = host::gbtrf(m, n, kl, ku, band.get(), rows, pivots.data());
+    const int info = lapack::gbtrf(m, n, kl, ku, band.get(), rows, pivots.data());
     if (info < 0) checkHostLapackInfo(info);
     uploadBandRows(ab, ldab, 0, rows, 0, n, band.get(), rows);
     uploadPivots(ipiv, pivots);
@@ -135,7 +131,7 @@ template <typename T>
 void gbtrfBlocked(const CallContext& ctx, int m, int n, int kl, int ku, int nb, T* ab, int ldab,
                   int* ipiv) {
     const int kv = kl + ku, mn = std::min(m, n), ldg = ldab - 1;
-    auto at = [&](int i, int j) { return general(ab, ldab, kv, i, j); };
+    auto band = [&](int i, int j) { return general(ab, ldab, kv, i, j); };
     // Host: the panel's rows of band storage (kl + jb of them) and its dense expansion.
     const int ldStage = kl + nb;
     const PinnedBuffer<T> pinned = acquirePinnedWorkspace<T>(ctx, 2 * int64_t(ldStage) * nb);
@@ -165,7 +161,7 @@ void gbtrfBlocked(const CallContext& ctx, int m, int n, int kl, int ku, int nb, 
             for (int i = 0; i < r; ++i)
                 panel[i + int64_t(k) * r] =
                     i - k <= kl ? stage[jb - 1 + i - k + int64_t(k) * ldStage] : T(0);
-        const int zeroPivot = host::getf2(r, jb, panel, r, piv);
+        const int zeroPivot = lapack::getf2(r, jb, panel, r, piv);
         if (zeroPivot < 0) checkHostLapackInfo(zeroPivot);
         if (zeroPivot > 0 && info == 0) info = j + zeroPivot;
         for (int k = 0; k < jb; ++k)
@@ -191,22 +187,22 @@ void gbtrfBlocked(const CallContext& ctx, int m, int n, int kl, int ku, int nb, 
         if (j + jb < n) {
             const int j2 = std::max(0, std::min(ju - j + 1, kv) - jb);
             const int j3 = std::max(0, ju - j - kv + 1);
-            applyBandRowInterchanges(j2 + j3, at(j, j + jb), ldg, jb, piv, jb - kv);
+            applyBandRowInterchanges(j2 + j3, band(j, j + jb), ldg, jb, piv, jb - kv);
             if (j2 > 0) {
                 blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N,
-                           CUBLAS_DIAG_UNIT, jb, j2, &one, lower, r, at(j, j + jb), ldg);
+                           CUBLAS_DIAG_UNIT, jb, j2, &one, lower, r, band(j, j + jb), ldg);
                 if (below > 0)
                     blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, below, j2, jb, &minusOne, lower + jb,
-                               r, at(j, j + jb), ldg, &one, at(j + jb, j + jb), ldg);
+                               r, band(j, j + jb), ldg, &one, band(j + jb, j + jb), ldg);
             }
             if (j3 > 0) {
-                launchLacpy('L', jb, j3, at(j, j + kv), ldg, corner, nb);
+                launchLacpy('L', jb, j3, band(j, j + kv), ldg, corner, nb);
                 blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N,
                            CUBLAS_DIAG_UNIT, jb, j3, &one, lower, r, corner, nb);
                 if (below > 0)
                     blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, below, j3, jb, &minusOne, lower + jb,
-                               r, corner, nb, &one, at(j + jb, j + kv), ldg);
-                launchLacpy('L', jb, j3, corner, nb, at(j, j + kv), ldg);
+                               r, corner, nb, &one, band(j + jb, j + kv), ldg);
+                launchLacpy('L', jb, j3, corner, nb, band(j, j + kv), ldg);
             }
         }
         for (int k = 0; k < jb; ++k) piv[k] += j;
@@ -222,7 +218,7 @@ void pbtrfNarrow(const CallContext& ctx, char uplo, int n, int kd, T* ab, int ld
     const int rows = kd + 1;
     const PinnedBuffer<T> band = acquirePinnedWorkspace<T>(ctx, int64_t(rows) * n);
     downloadBandRows(band.get(), rows, ab, ldab, 0, rows, 0, n);
-    const int info = host::pbtrf(uplo, n, kd, band.get(), rows);
+    const int info = lapack::pbtrf(uplo, n, kd, band.get(), rows);
     if (info < 0) checkHostLapackInfo(info);
     uploadBandRows(ab, ldab, 0, rows, 0, n, band.get(), rows);
     if (info > 0) raiseDataError(info);
@@ -232,7 +228,7 @@ template <typename T>
 void pbtrfBlocked(const CallContext& ctx, char uplo, int n, int kd, int nb, T* ab, int ldab) {
     const bool upper = uplo == 'U';
     const int ldg = ldab - 1;
-    auto at = [&](int i, int j) { return general(ab, ldab, upper ? kd : 0, i, j); };
+    auto band = [&](int i, int j) { return general(ab, ldab, upper ? kd : 0, i, j); };
     const PinnedBuffer<T> stage = acquirePinnedWorkspace<T>(ctx, int64_t(nb + 1) * nb);
     const DeviceBuffer<T> work = acquireWorkspace<T>(ctx, int64_t(nb) * nb);
     T* corner = work.get();
@@ -251,7 +247,7 @@ void pbtrfBlocked(const CallContext& ctx, char uplo, int n, int kd, int nb, T* a
         const int top = upper ? kd - ib + 1 : 0;
         T* rows = stage.get() + (upper ? 1 : 0);
         downloadBandRows(rows, ib + 1, ab, ldab, top, ib, i, ib);
-        const int minor = host::potf2(uplo, ib, stage.get() + (upper ? ib : 0), ib);
+        const int minor = lapack::potf2(uplo, ib, stage.get() + (upper ? ib : 0), ib);
         if (minor < 0) checkHostLapackInfo(minor);
         uploadBandRows(ab, ldab, top, ib, i, ib, rows, ib + 1);
         if (minor > 0) raiseDataError(i + minor);
@@ -264,38 +260,38 @@ void pbtrfBlocked(const CallContext& ctx, char uplo, int n, int kd, int nb, T* a
         if (upper) {
             if (i2 > 0) {
                 blas::trsm(ctx, CUBLAS_SIDE_LEFT, fill, conjugate, CUBLAS_DIAG_NON_UNIT, ib, i2,
-                           &one, at(i, i), ldg, at(i, i + ib), ldg);
-                blas::herk(ctx, fill, conjugate, i2, ib, &realMinusOne, at(i, i + ib), ldg,
-                           &realOne, at(i + ib, i + ib), ldg);
+                           &one, band(i, i), ldg, band(i, i + ib), ldg);
+                blas::herk(ctx, fill, conjugate, i2, ib, &realMinusOne, band(i, i + ib), ldg,
+                           &realOne, band(i + ib, i + ib), ldg);
             }
             if (i3 > 0) {
-                launchLacpy('L', ib, i3, at(i, i + kd), ldg, corner, nb);
+                launchLacpy('L', ib, i3, band(i, i + kd), ldg, corner, nb);
                 blas::trsm(ctx, CUBLAS_SIDE_LEFT, fill, conjugate, CUBLAS_DIAG_NON_UNIT, ib, i3,
-                           &one, at(i, i), ldg, corner, nb);
+                           &one, band(i, i), ldg, corner, nb);
                 if (i2 > 0)
-                    blas::gemm(ctx, conjugate, CUBLAS_OP_N, i2, i3, ib, &minusOne, at(i, i + ib),
-                               ldg, corner, nb, &one, at(i + ib, i + kd), ldg);
+                    blas::gemm(ctx, conjugate, CUBLAS_OP_N, i2, i3, ib, &minusOne, band(i, i + ib),
+                               ldg, corner, nb, &one, band(i + ib, i + kd), ldg);
                 blas::herk(ctx, fill, conjugate, i3, ib, &realMinusOne, corner, nb, &realOne,
-                           at(i + kd, i + kd), ldg);
-                launchLacpy('L', ib, i3, corner, nb, at(i, i + kd), ldg);
+                           band(i + kd, i + kd), ldg);
+                launchLacpy('L', ib, i3, corner, nb, band(i, i + kd), ldg);
             }
         } else {
             if (i2 > 0) {
                 blas::trsm(ctx, CUBLAS_SIDE_RIGHT, fill, conjugate, CUBLAS_DIAG_NON_UNIT, i2, ib,
-                           &one, at(i, i), ldg, at(i + ib, i), ldg);
-                blas::herk(ctx, fill, CUBLAS_OP_N, i2, ib, &realMinusOne, at(i + ib, i), ldg,
-                           &realOne, at(i + ib, i + ib), ldg);
+                           &one, band(i, i), ldg, band(i + ib, i), ldg);
+                blas::herk(ctx, fill, CUBLAS_OP_N, i2, ib, &realMinusOne, band(i + ib, i), ldg,
+                           &realOne, band(i + ib, i + ib), ldg);
             }
             if (i3 > 0) {
-                launchLacpy('U', i3, ib, at(i + kd, i), ldg, corner, nb);
+                launchLacpy('U', i3, ib, band(i + kd, i), ldg, corner, nb);
                 blas::trsm(ctx, CUBLAS_SIDE_RIGHT, fill, conjugate, CUBLAS_DIAG_NON_UNIT, i3, ib,
-                           &one, at(i, i), ldg, corner, nb);
+                           &one, band(i, i), ldg, corner, nb);
                 if (i2 > 0)
                     blas::gemm(ctx, CUBLAS_OP_N, conjugate, i3, i2, ib, &minusOne, corner, nb,
-                               at(i + ib, i), ldg, &one, at(i + kd, i + ib), ldg);
+                               band(i + ib, i), ldg, &one, band(i + kd, i + ib), ldg);
                 blas::herk(ctx, fill, CUBLAS_OP_N, i3, ib, &realMinusOne, corner, nb, &realOne,
-                           at(i + kd, i + kd), ldg);
-                launchLacpy('U', i3, ib, corner, nb, at(i + kd, i), ldg);
+                           band(i + kd, i + kd), ldg);
+                launchLacpy('U', i3, ib, corner, nb, band(i + kd, i), ldg);
             }
         }
     }
@@ -343,7 +339,7 @@ bool pbtrfArguments(char& uplo, int n, int kd, const void* ab, int ldab) {
 template <typename T>
 void gbtrf(const CallContext& ctx, int m, int n, int kl, int ku, T* ab, int ldab, int* ipiv) {
     if (!gbtrfArguments(m, n, kl, ku, ab, ldab, ipiv)) return;
-    const int nb = bandBlock<T>(ctx);
+    const int nb = bandBlockSize<T>(deviceCapability(ctx.device).code);
     if (kl < nb)
         gbtrfNarrow(ctx, m, n, kl, ku, ab, ldab, ipiv);
     else
@@ -353,20 +349,57 @@ void gbtrf(const CallContext& ctx, int m, int n, int kl, int ku, T* ab, int ldab
 template <typename T>
 void pbtrf(const CallContext& ctx, char uplo, int n, int kd, T* ab, int ldab) {
     if (!pbtrfArguments(uplo, n, kd, ab, ldab)) return;
-    const int nb = bandBlock<T>(ctx);
+    const int nb = bandBlockSize<T>(deviceCapability(ctx.device).code);
     if (kd < nb)
         pbtrfNarrow(ctx, uplo, n, kd, ab, ldab);
     else
         pbtrfBlocked(ctx, uplo, n, kd, nb, ab, ldab);
 }
 
+// ---- host interface -----------------------------------------------------------------------------
+// Only the rows of band storage the routine uses are mirrored (gbtrf: 2 kl + ku + 1, pbtrf:
+// kd + 1; rows beyond them in a larger ldab are left alone, as LAPACK leaves them), the pivots
+// before the band on the way back. A data error still copies the results back.
+
+namespace host {
+
+template <typename T>
+CallResult gbtrf(const CallContext& ctx, int m, int n, int kl, int ku, T* ab, int ldab, int* ipiv) {
+    if (!gbtrfArguments(m, n, kl, ku, ab, ldab, ipiv)) return {};
+    const int mn = std::min(m, n);
+    HostArrayMirror<T> AB(ctx, 2 * kl + ku + 1, n, ab, ldab, MirrorIn | MirrorOut);
+    HostArrayMirror<int, T> P(ctx, mn, 1, ipiv, mn, MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            zuli::gbtrf<T>(c, m, n, kl, ku, AB.device(), AB.ld(), P.device());
+        },
+        P, AB);
+}
+
+template <typename T>
+CallResult pbtrf(const CallContext& ctx, char uplo, int n, int kd, T* ab, int ldab) {
+    if (!pbtrfArguments(uplo, n, kd, ab, ldab)) return {};
+    return runOnMirroredMatrix(ctx, kd + 1, n, ab, ldab, [&](const CallContext& c, T* d, int ld) {
+        zuli::pbtrf<T>(c, uplo, n, kd, d, ld);
+    });
+}
+
+}  // namespace host
+
 #define ZULI_BANDED_INSTANCES(T)                                                   \
     template void gbtrf<T>(const CallContext&, int, int, int, int, T*, int, int*); \
     template void pbtrf<T>(const CallContext&, char, int, int, T*, int);
-ZULI_BANDED_INSTANCES(float)
-ZULI_BANDED_INSTANCES(double)
-ZULI_BANDED_INSTANCES(Complex<float>)
-ZULI_BANDED_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_BANDED_INSTANCES)
 #undef ZULI_BANDED_INSTANCES
 
 }  // namespace zuli
+
+// ---- exported entry points ----------------------------------------------------------------------
+
+// zuliSgbtrf zuliDgbtrf zuliCgbtrf zuliZgbtrf
+// zuliDeviceSgbtrf zuliDeviceDgbtrf zuliDeviceCgbtrf zuliDeviceZgbtrf
+ZULI_EXPORT(ALL, gbtrf, (int m, int n, int kl, int ku, P* ab, int ldab, int* ipiv),
+            (m, n, kl, ku, ab, ldab, ipiv))
+// zuliSpbtrf zuliDpbtrf zuliCpbtrf zuliZpbtrf
+// zuliDeviceSpbtrf zuliDeviceDpbtrf zuliDeviceCpbtrf zuliDeviceZpbtrf
+ZULI_EXPORT(ALL, pbtrf, (char uplo, int n, int kd, P* ab, int ldab), (uplo, n, kd, ab, ldab))

@@ -31,10 +31,13 @@
 #include "kernels/auxiliary_kernels.h"
 #include "runtime/arguments.h"
 #include "runtime/device.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/host_lapack.h"
+#include "runtime/matrix.h"
 #include "runtime/memory.h"
-#include "runtime/stream.h"
-#include "solvers/host_adapter.h"
+#include "runtime/panel.h"
+#include "runtime/tuning.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -58,7 +61,7 @@ void potrfOnHost(char uplo, int n, T* a, int lda) {
     std::vector<T> host(size_t(n) * n);
     cudalib::checkCuda(
         cudaMemcpy2D(host.data(), n * sz, a, lda * sz, n * sz, n, cudaMemcpyDeviceToHost));
-    const int info = host::potrf(uplo, n, host.data(), n);
+    const int info = lapack::potrf(uplo, n, host.data(), n);
     if (info < 0) checkHostLapackInfo(info);
     cudalib::checkCuda(
         cudaMemcpy2D(a, lda * sz, host.data(), n * sz, n * sz, n, cudaMemcpyHostToDevice));
@@ -69,12 +72,11 @@ void potrfOnHost(char uplo, int n, T* a, int lda) {
 template <typename T>
 void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
     using R = blas::Real<T>;
-    const cudalib::Stream copies(ctx);
-    const cudalib::Stream panels(ctx);
     // The diagonal blocks' staging is allocated for the call (page-locked, nb x nb), not drawn
     // from the pool.
-    const PinnedBuffer<T> staging(size_t(nb) * nb);
-    T* block = staging.get();
+    const PanelStaging<T> stage(ctx, int64_t(nb) * nb, StagingSource::Call);
+    const cudalib::Stream panels(ctx);
+    T* block = stage.get();
     const T one(1), minusOne(-1);
     const R realOne(1), realMinusOne(-1);
     constexpr size_t sz = sizeof(T);
@@ -89,7 +91,7 @@ void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
         if (j > 0)
             blas::herk(ctx, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, jb, j, &realMinusOne,
                        at(a, lda, j, 0), lda, &realOne, diagonal, lda);
-        copies.copy2D(block, nb * sz, diagonal, lda * sz, jb * sz, jb, cudaMemcpyDeviceToHost);
+        stage.download(diagonal, lda, jb, jb, nb);
         // Panel update on its own stream, while the host factors the block.
         if (r > 0 && j > 0) {
             blas::StreamBinding onPanels(ctx.handle, panels.get());
@@ -97,17 +99,17 @@ void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
                        lda, at(a, lda, j, 0), lda, &one, panel, lda);
             onPanels.release();
         }
-        copies.synchronize();
-        const int info = host::potrf('L', jb, block, nb);
+        stage.wait();
+        const int info = lapack::potrf('L', jb, block, nb);
         if (info < 0) checkHostLapackInfo(info);
         if (info > 0) {
             cudalib::checkCuda(cudaMemcpy2D(diagonal, lda * sz, block, nb * sz, jb * sz, jb,
                                             cudaMemcpyHostToDevice));
             raiseDataError(j + info);
         }
-        copies.copy2D(diagonal, lda * sz, block, nb * sz, jb * sz, jb, cudaMemcpyHostToDevice);
+        stage.upload(diagonal, lda, jb, jb, nb);
         panels.synchronize();
-        copies.synchronize();
+        stage.wait();
         // Panel solve with the factored block: L21 = A21 L11^-H.
         if (r > 0)
             blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_C,
@@ -123,19 +125,17 @@ void potrfBlocked(const CallContext& ctx, int n, int nb, T* a, int lda) {
 template <typename T>
 void lauumBlocked(const CallContext& ctx, char uplo, int n, int nb, T* a, int lda) {
     using R = blas::Real<T>;
-    const cudalib::Stream copies(ctx);
-    const PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(nb) * nb, copies);
-    T* block = staging.get();
+    const PanelStaging<T> stage(ctx, int64_t(nb) * nb, StagingSource::Pool);
+    T* block = stage.get();
     const T one(1);
     const R realOne(1);
-    constexpr size_t sz = sizeof(T);
     const bool upper = uplo == 'U';
 
     for (int i = 0; i < n; i += nb) {
         const int ib = std::min(nb, n - i);
         const int rest = n - i - ib;  // order of the trailing part
         T* diagonal = at(a, lda, i, i);
-        copies.copy2D(block, nb * sz, diagonal, lda * sz, ib * sz, ib, cudaMemcpyDeviceToHost);
+        stage.download(diagonal, lda, ib, ib, nb);
         if (i > 0) {
             // The block row (upper) or column (lower) beside the diagonal block, times it.
             T* beside = upper ? at(a, lda, 0, i) : at(a, lda, i, 0);
@@ -148,9 +148,9 @@ void lauumBlocked(const CallContext& ctx, char uplo, int n, int nb, T* a, int ld
                            CUBLAS_DIAG_NON_UNIT, ib, i, &one, diagonal, lda, beside, lda, beside,
                            lda);
         }
-        copies.synchronize();
-        checkHostLapackInfo(host::lauum(uplo, ib, block, nb));
-        copies.copy2D(diagonal, lda * sz, block, nb * sz, ib * sz, ib, cudaMemcpyHostToDevice);
+        stage.wait();
+        checkHostLapackInfo(lapack::lauum(uplo, ib, block, nb));
+        stage.upload(diagonal, lda, ib, ib, nb);
         if (rest == 0) continue;
         // Add the products with the trailing part of the block row (upper) or column (lower).
         if (upper) {
@@ -169,9 +169,8 @@ void lauumBlocked(const CallContext& ctx, char uplo, int n, int nb, T* a, int ld
                        &realOne, diagonal, lda);
         }
     }
-    copies.synchronize();
+    stage.wait();
 }
-
 
 }  // namespace
 
@@ -264,15 +263,81 @@ void potri(const CallContext& ctx, char uplo, int n, T* a, int lda) {
     lauumBlocked(ctx, uplo, n, factorBlockSize<T>(deviceCapability(ctx.device).code), a, lda);
 }
 
+// ---- host interface -----------------------------------------------------------------------------
+// The matrix is mirrored in and out (in only for potrs), right-hand sides in and out. A data
+// error (a minor that is not positive definite) still copies the matrix back as the device
+// routine left it; any other failure leaves the caller's arrays untouched.
+
+namespace host {
+
+template <typename T>
+CallResult potrf(const CallContext& ctx, char uplo, int n, T* a, int lda) {
+    if (!potrfArguments(uplo, n, a, lda)) return {};
+    return runOnMirroredMatrix(ctx, n, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::potrf<T>(c, uplo, n, d, ld);
+    });
+}
+
+template <typename T>
+CallResult potri(const CallContext& ctx, char uplo, int n, T* a, int lda) {
+    if (!potriArguments(uplo, n, a, lda)) return {};
+    return runOnMirroredMatrix(ctx, n, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::potri<T>(c, uplo, n, d, ld);
+    });
+}
+
+template <typename T>
+CallResult potrs(const CallContext& ctx, char uplo, int n, int nrhs, const T* a, int lda, T* b,
+                 int ldb) {
+    if (!potrsArguments(uplo, n, nrhs, a, lda, b, ldb)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn);
+    HostArrayMirror<T> B(ctx, n, nrhs, b, ldb, MirrorIn | MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            zuli::potrs<T>(c, uplo, n, nrhs, A.device(), A.ld(), B.device(), B.ld());
+        },
+        B);
+}
+
+template <typename T>
+CallResult posv(const CallContext& ctx, char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb) {
+    if (!posvArguments(uplo, n, nrhs, a, lda, b, ldb)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<T> B(ctx, n, nrhs, b, ldb, MirrorIn | MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            // Without right-hand sides B has no device copy: posv is then potrf alone.
+            if (nrhs == 0) return zuli::potrf<T>(c, uplo, n, A.device(), A.ld());
+            zuli::posv<T>(c, uplo, n, nrhs, A.device(), A.ld(), B.device(), B.ld());
+        },
+        A, B);
+}
+
+}  // namespace host
+
 #define ZULI_CHOLESKY_INSTANCES(T)                                                      \
     template void potrf<T>(const CallContext&, char, int, T*, int);                     \
     template void potrs<T>(const CallContext&, char, int, int, const T*, int, T*, int); \
     template void posv<T>(const CallContext&, char, int, int, T*, int, T*, int);        \
     template void potri<T>(const CallContext&, char, int, T*, int);
-ZULI_CHOLESKY_INSTANCES(float)
-ZULI_CHOLESKY_INSTANCES(double)
-ZULI_CHOLESKY_INSTANCES(Complex<float>)
-ZULI_CHOLESKY_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_CHOLESKY_INSTANCES)
 #undef ZULI_CHOLESKY_INSTANCES
 
 }  // namespace zuli
+
+// ---- exported entry points ----------------------------------------------------------------------
+
+// zuliSpotrf zuliDpotrf zuliCpotrf zuliZpotrf
+// zuliDeviceSpotrf zuliDeviceDpotrf zuliDeviceCpotrf zuliDeviceZpotrf
+ZULI_EXPORT(ALL, potrf, (char uplo, int n, P* a, int lda), (uplo, n, a, lda))
+// zuliSpotrs zuliDpotrs zuliCpotrs zuliZpotrs
+// zuliDeviceSpotrs zuliDeviceDpotrs zuliDeviceCpotrs zuliDeviceZpotrs
+ZULI_EXPORT(ALL, potrs, (char uplo, int n, int nrhs, const P* a, int lda, P* b, int ldb),
+            (uplo, n, nrhs, a, lda, b, ldb))
+// zuliSposv zuliDposv zuliCposv zuliZposv
+// zuliDeviceSposv zuliDeviceDposv zuliDeviceCposv zuliDeviceZposv
+ZULI_EXPORT(ALL, posv, (char uplo, int n, int nrhs, P* a, int lda, P* b, int ldb),
+            (uplo, n, nrhs, a, lda, b, ldb))
+// zuliSpotri zuliDpotri zuliCpotri zuliZpotri
+// zuliDeviceSpotri zuliDeviceDpotri zuliDeviceCpotri zuliDeviceZpotri
+ZULI_EXPORT(ALL, potri, (char uplo, int n, P* a, int lda), (uplo, n, a, lda))

@@ -56,9 +56,12 @@ constexpr bool isFirstGeneration(int capabilityCode) {
 template <typename T>
 constexpr int baseBlockSize(int capabilityCode) {
     const bool first = isFirstGeneration(capabilityCode);
-    if constexpr (std::is_same_v<T, float>) return first ? 32 : 96;
-    else if constexpr (std::is_same_v<T, double>) return first ? 48 : 64;
-    else if constexpr (std::is_same_v<T, Complex<float>>) return first ? 32 : 64;
+    if constexpr (std::is_same_v<T, float>)
+        return first ? 32 : 96;
+    else if constexpr (std::is_same_v<T, double>)
+        return first ? 48 : 64;
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        return first ? 32 : 64;
     else {
         static_assert(std::is_same_v<T, Complex<double>>, "no block size for this type");
         return first ? 48 : 32;
@@ -97,7 +100,7 @@ enum MirrorFlags : unsigned {
 // mirrored with Z's block size). An empty array gets no buffer and transfers nothing.
 template <typename E, typename P = E>
 class HostArrayMirror {
-public:
+  public:
     HostArrayMirror(const CallContext& ctx, int64_t rows, int64_t cols, const E* host,
                     int64_t hostLd, unsigned flags)
         : host_(const_cast<E*>(host)), rows_(rows), cols_(cols), hostLd_(hostLd) {
@@ -123,12 +126,11 @@ public:
     // Copies the device copy back to the host array if it is an output.
     void copyOut() const {
         if (!(flags_ & MirrorOut) || buffer_.empty()) return;
-        cudalib::checkCuda(cudaMemcpy2D(host_, hostLd_ * sizeof(E), buffer_.get(),
-                                        ld_ * sizeof(E), rows_ * sizeof(E), cols_,
-                                        cudaMemcpyDeviceToHost));
+        cudalib::checkCuda(cudaMemcpy2D(host_, hostLd_ * sizeof(E), buffer_.get(), ld_ * sizeof(E),
+                                        rows_ * sizeof(E), cols_, cudaMemcpyDeviceToHost));
     }
 
-private:
+  private:
     E* host_;
     int64_t rows_, cols_, hostLd_;
     int64_t ld_ = 0;

@@ -17,6 +17,8 @@
 //   transposed  m = n >= 513: the matrix is transposed in place first, so that every interchange
 //               swaps two contiguous columns and panels are rows; the same schedule with the
 //               transposed operations, and a transpose back at the end.
+// Both blocked paths run one schedule (getrfBlocked) with the operations of their layout
+// (RowLayout, TransposedLayout), which address the matrix A as the caller sees it.
 //
 // Interchanges are applied with the kernels of kernels/laswp.h, which leave a range of a single
 // interchange unapplied. So when min(m, n) is one more than a multiple of nb and m > n, the last
@@ -29,16 +31,18 @@
 // zuliRuntimeError with that info rather than ending the process.
 #include "solvers/solvers.h"
 
-#include "auxiliary/auxiliary.h"
 #include "blas/cublas.h"
 #include "kernels/auxiliary_kernels.h"
 #include "kernels/laswp.h"
 #include "runtime/arguments.h"
 #include "runtime/device.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/host_lapack.h"
+#include "runtime/matrix.h"
 #include "runtime/memory.h"
-#include "runtime/stream.h"
-#include "solvers/host_adapter.h"
+#include "runtime/panel.h"
+#include "runtime/tuning.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -48,35 +52,11 @@ namespace zuli {
 
 namespace {
 
-// Square matrices of this order and above take the transposed path.
-constexpr int kTransposedPathOrder = 513;
-// Block size of the LU inverse, the same for every precision and device.
-constexpr int kGetriBlock = 64;
-
-// The pivots of one call, produced on the host and uploaded to the device vector once the
-// factorization is complete.
-class HostPivots {
-public:
-    explicit HostPivots(int n) : pivots_(size_t(n)) {}
-    int* data() { return pivots_.data(); }
-    // Makes the panel's pivots starting at (0-based) row j global.
-    void makeGlobal(int j, int count) {
-        for (int i = j; i < j + count; ++i) pivots_[size_t(i)] += j;
-    }
-    void upload(int* devicePivots) const {
-        cudalib::checkCuda(cudaMemcpy(devicePivots, pivots_.data(), pivots_.size() * sizeof(int),
-                                      cudaMemcpyHostToDevice));
-    }
-
-private:
-    std::vector<int> pivots_;
-};
-
 // Factors a host panel. A positive info (a zero pivot in this panel) is remembered as the
 // global index of the first zero pivot unless an earlier panel already found one.
 template <typename T>
 void factorPanel(int rows, int cols, T* panel, int ldPanel, int* pivots, int j, int& info) {
-    const int k = host::getrf(rows, cols, panel, ldPanel, pivots);
+    const int k = lapack::getrf(rows, cols, panel, ldPanel, pivots);
     if (k < 0) checkHostLapackInfo(k);
     if (k > 0 && info == 0) info = j + k;
 }
@@ -95,132 +75,147 @@ void getrfUnblocked(int m, int n, T* a, int lda, int* ipiv) {
     if (info != 0) raiseDataError(info);
 }
 
-// The row path. The staging buffer holds the panel being factored, packed with leading
-// dimension equal to its row count.
+// The operations of the blocked schedule on the matrix as stored. The staging holds the panel
+// being factored, packed with leading dimension equal to its row count.
 template <typename T>
-void getrfRows(const CallContext& ctx, int m, int n, int nb, T* a, int lda, int* ipiv) {
+struct RowLayout {
+    const CallContext& ctx;
+    const PanelStaging<T>& stage;
+    T* a;
+    int lda;
+
+    static constexpr bool transposed = false;
+    T* block(int i, int j) const { return at(a, lda, i, j); }
+
+    // Before the loop: the first panel (all m rows, nb columns) to the host.
+    void begin(int m, int nb) const { stage.download(a, lda, m, nb); }
+    // The factored r x jb panel back into columns j ...
+    void uploadPanel(int j, int r, int jb) const { stage.upload(block(j, j), lda, r, jb); }
+    // The uploaded panel is in place once the copies are done.
+    void placePanel(int, int, int) const {}
+    void finishLastPanel(int, int, int) const {}
+    // The panel's interchanges (rows j + 1 ... j + jb, 1-based) on `count` columns from `first`.
+    void swap(int first, int count, int j, int jb, const int* pivots) const {
+        applyRowInterchanges(count, block(0, first), lda, j + 1, j + jb, pivots);
+    }
+    // A(j : j + jb, cols) = L11^-1 A(j : j + jb, cols) for the `count` columns from `first`.
+    void solve(int j, int jb, int first, int count) const {
+        const T one(1);
+        blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT, jb,
+                   count, &one, block(j, j), lda, block(j, first), lda);
+    }
+    // A(j + jb :, cols) -= A(j + jb :, j : j + jb) A(j : j + jb, cols), rb rows below the panel.
+    void update(int j, int jb, int first, int count, int rb) const {
+        const T one(1), minusOne(-1);
+        blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, rb, count, jb, &minusOne, block(j + jb, j), lda,
+                   block(j, first), lda, &one, block(j + jb, first), lda);
+    }
+    // The next panel (rb rows, la columns from row and column k) to the host once it is updated.
+    void downloadNext(int k, int rb, int la) const {
+        stage.afterCompute();
+        stage.download(block(k, k), lda, rb, la);
+    }
+    void end(int) const {}
+};
+
+// The same operations on the transposed matrix (stored row i is A's column i): panels are stored
+// rows, interchanges of A's rows are swaps of stored columns, and the triangular solve and the
+// update become their transposes (L11^T is unit upper, solved from the right). Panels travel
+// through a device work buffer, where they are transposed to and from the host's column layout.
+template <typename T>
+struct TransposedLayout {
+    const CallContext& ctx;
+    const PanelStaging<T>& stage;
+    T* a;
+    int lda;
+    T* work;
+
+    static constexpr bool transposed = true;
+    // A(i, j) is stored at (j, i).
+    T* block(int i, int j) const { return at(a, lda, j, i); }
+
+    void begin(int n, int nb) const {
+        launchTransposeInplace<T, false>(n, a, lda);
+        launchTranspose<T, false>(nb, n, a, lda, work, n);
+        stage.afterCompute();
+        stage.download(work, n, n, nb);
+    }
+    void uploadPanel(int, int r, int jb) const { stage.upload(work, r, r, jb); }
+    void placePanel(int j, int r, int jb) const {
+        launchTranspose<T, false>(r, jb, work, r, block(j, j), lda);
+    }
+    void finishLastPanel(int j, int r, int jb) const {
+        stage.wait();
+        placePanel(j, r, jb);
+    }
+    void swap(int first, int count, int j, int jb, const int* pivots) const {
+        applyColumnInterchanges(count, block(0, first), lda, j + 1, j + jb, pivots);
+    }
+    void solve(int j, int jb, int first, int count) const {
+        const T one(1);
+        blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT,
+                   count, jb, &one, block(j, j), lda, block(j, first), lda);
+    }
+    void update(int j, int jb, int first, int count, int rb) const {
+        const T one(1), minusOne(-1);
+        blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, count, rb, jb, &minusOne, block(j, first), lda,
+                   block(j + jb, j), lda, &one, block(j + jb, first), lda);
+    }
+    void downloadNext(int k, int rb, int la) const {
+        launchTranspose<T, false>(la, rb, block(k, k), lda, work, rb);
+        stage.afterCompute();
+        stage.download(work, rb, rb, la);
+    }
+    void end(int n) const { launchTransposeInplace<T, false>(n, a, lda); }
+};
+
+// The blocked schedule of both paths; `layout` does the work on A.
+template <typename T, typename Layout>
+void getrfBlocked(int m, int n, int nb, const PanelStaging<T>& stage, const Layout& layout,
+                  int* ipiv) {
     const int mn = std::min(m, n);
-    const cudalib::Stream compute;  // the handle's stream: the legacy default stream
-    const cudalib::Stream copies(ctx);
-    PinnedBuffer<T> staging(size_t(nb) * m);
-    T* stage = staging.get();
+    T* panel = stage.get();
     HostPivots pivots(mn);
-    const T one(1), minusOne(-1);
-    constexpr size_t sz = sizeof(T);
     int info = 0;
 
-    copies.copy2D(stage, m * sz, a, lda * sz, m * sz, nb, cudaMemcpyDeviceToHost);
+    layout.begin(m, nb);
     for (int j = 0; j < mn; j += nb) {
         const int jb = std::min(nb, mn - j);
         const int r = m - j;
-        copies.synchronize();
-        factorPanel(r, jb, stage, r, pivots.data() + j, j, info);
-        copies.copy2D(at(a, lda, j, j), lda * sz, stage, r * sz, r * sz, jb,
-                      cudaMemcpyHostToDevice);
-        pivots.makeGlobal(j, std::min(jb, m - j));
-        applyRowInterchanges(j, a, lda, j + 1, j + jb, pivots.data());
+        // Panel, on the host.
+        stage.wait();
+        factorPanel(r, jb, panel, r, pivots.data() + j, j, info);
+        layout.uploadPanel(j, r, jb);
+        pivots.makeGlobal(j, jb);
+        // Its interchanges in the columns on its left.
+        layout.swap(0, j, j, jb, pivots.data());
 
         const int c = n - j - jb;   // columns right of the panel
         const int rb = m - j - jb;  // rows below it
-        if (c < 1) continue;
-        // The look-ahead block: the next panel's columns, updated first and sent to the host.
+        if (c < 1) {
+            layout.finishLastPanel(j, r, jb);
+            continue;
+        }
+        // Look-ahead: the next panel's columns, updated first and sent to the host.
         const int la = std::min(c, jb);
-        applyRowInterchanges(la, at(a, lda, 0, j + jb), lda, j + 1, j + jb, pivots.data());
-        copies.synchronize();  // the factored panel is on the device
-        blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT, jb,
-                   la, &one, at(a, lda, j, j), lda, at(a, lda, j, j + jb), lda);
+        layout.swap(j + jb, la, j, jb, pivots.data());
+        stage.wait();  // the factored panel is on the device
+        layout.placePanel(j, r, jb);
+        layout.solve(j, jb, j + jb, la);
         if (rb > 0) {
-            blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, rb, la, jb, &minusOne, at(a, lda, j + jb, j),
-                       lda, at(a, lda, j, j + jb), lda, &one, at(a, lda, j + jb, j + jb), lda);
-            copies.waitFor(compute);
-            copies.copy2D(stage, rb * sz, at(a, lda, j + jb, j + jb), lda * sz, rb * sz, la,
-                          cudaMemcpyDeviceToHost);
+            layout.update(j, jb, j + jb, la, rb);
+            layout.downloadNext(j + jb, rb, la);
         }
         // The rest of the trailing matrix, while the host factors the next panel.
         const int rest = c - la;
         if (rest > 0) {
-            T* right = at(a, lda, 0, j + jb + la);
-            applyRowInterchanges(rest, right, lda, j + 1, j + jb, pivots.data());
-            blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N,
-                       CUBLAS_DIAG_UNIT, jb, rest, &one, at(a, lda, j, j), lda, right + j, lda);
-            if (rb > 0)
-                blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, rb, rest, jb, &minusOne,
-                           at(a, lda, j + jb, j), lda, right + j, lda, &one, right + j + jb, lda);
+            layout.swap(j + jb + la, rest, j, jb, pivots.data());
+            layout.solve(j, jb, j + jb + la, rest);
+            if (rb > 0) layout.update(j, jb, j + jb + la, rest, rb);
         }
     }
-    copies.synchronize();
-    pivots.upload(ipiv);
-    if (info != 0) raiseDataError(info);
-}
-
-// The transposed path for a square matrix. After the in-place transpose, stored row i is column
-// i of A: the panel of A's columns j ... j + jb - 1 is the stored rows j ..., interchanges of A's
-// rows are swaps of stored columns, and the triangular solve and update of the trailing matrix
-// become their transposes (L11^T is unit upper, solved from the right).
-template <typename T>
-void getrfTransposed(const CallContext& ctx, int n, int nb, T* a, int lda, int* ipiv) {
-    const cudalib::Stream compute;
-    const cudalib::Stream copies(ctx);
-    PinnedBuffer<T> staging(size_t(nb) * n);
-    DeviceBuffer<T> workBuffer(size_t(nb) * n);
-    T* stage = staging.get();
-    T* work = workBuffer.get();
-    HostPivots pivots(n);
-    const T one(1), minusOne(-1);
-    constexpr size_t sz = sizeof(T);
-    int info = 0;
-
-    launchTransposeInplace<T, false>(n, a, lda);
-    launchTranspose<T, false>(nb, n, a, lda, work, n);
-    copies.waitFor(compute);
-    copies.copy2D(stage, n * sz, work, n * sz, n * sz, nb, cudaMemcpyDeviceToHost);
-    for (int j = 0; j < n; j += nb) {
-        const int jb = std::min(nb, n - j);
-        const int r = n - j;
-        copies.synchronize();
-        factorPanel(r, jb, stage, r, pivots.data() + j, j, info);
-        copies.copy2D(work, r * sz, stage, r * sz, r * sz, jb, cudaMemcpyHostToDevice);
-        pivots.makeGlobal(j, jb);
-        applyColumnInterchanges(j, a, lda, j + 1, j + jb, pivots.data());
-
-        const int c = n - j - jb;  // columns of A right of the panel (= rows below it)
-        const int rb = c;
-        T* diagonal = at(a, lda, j, j);
-        if (c < 1) {
-            copies.synchronize();
-            launchTranspose<T, false>(r, jb, work, r, diagonal, lda);
-            continue;
-        }
-        const int la = std::min(c, jb);
-        T* lookAhead = at(a, lda, j + jb, 0);  // stored rows of A's next panel columns
-        applyColumnInterchanges(la, lookAhead, lda, j + 1, j + jb, pivots.data());
-        copies.synchronize();  // the factored panel is in the work buffer
-        launchTranspose<T, false>(r, jb, work, r, diagonal, lda);
-        blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT, la,
-                   jb, &one, diagonal, lda, lookAhead + int64_t(j) * lda, lda);
-        if (rb > 0) {
-            blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, la, rb, jb, &minusOne,
-                       lookAhead + int64_t(j) * lda, lda, at(a, lda, j, j + jb), lda, &one,
-                       lookAhead + int64_t(j + jb) * lda, lda);
-            launchTranspose<T, false>(la, rb, lookAhead + int64_t(j + jb) * lda, lda, work, rb);
-            copies.waitFor(compute);
-            copies.copy2D(stage, rb * sz, work, rb * sz, rb * sz, la, cudaMemcpyDeviceToHost);
-        }
-        const int rest = c - la;
-        if (rest > 0) {
-            T* right = at(a, lda, j + jb + la, 0);
-            applyColumnInterchanges(rest, right, lda, j + 1, j + jb, pivots.data());
-            blas::trsm(ctx, CUBLAS_SIDE_RIGHT, CUBLAS_FILL_MODE_UPPER, CUBLAS_OP_N,
-                       CUBLAS_DIAG_UNIT, rest, jb, &one, diagonal, lda,
-                       right + int64_t(j) * lda, lda);
-            if (rb > 0)
-                blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, rest, rb, jb, &minusOne,
-                           right + int64_t(j) * lda, lda, at(a, lda, j, j + jb), lda, &one,
-                           right + int64_t(j + jb) * lda, lda);
-        }
-    }
-    launchTransposeInplace<T, false>(n, a, lda);
-    copies.synchronize();
+    layout.end(n);
+    stage.wait();
     pivots.upload(ipiv);
     if (info != 0) raiseDataError(info);
 }
@@ -277,19 +272,21 @@ bool getriArguments(int n, const void* a, int lda, const void* ipiv) {
     return true;
 }
 
-// ---- the routines -------------------------------------------------------------------------------
+// ---- device interface ---------------------------------------------------------------------------
 
 template <typename T>
 void getrf(const CallContext& ctx, int m, int n, T* a, int lda, int* ipiv) {
     if (!getrfArguments(m, n, a, lda, ipiv)) return;
     const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
-    const bool square = m == n && m >= kTransposedPathOrder;
-    if (nb < 2 || nb >= std::min(m, n))
-        getrfUnblocked(m, n, a, lda, ipiv);
-    else if (square)
-        getrfTransposed(ctx, n, nb, a, lda, ipiv);
-    else
-        getrfRows(ctx, m, n, nb, a, lda, ipiv);
+    if (nb < 2 || nb >= std::min(m, n)) return getrfUnblocked(m, n, a, lda, ipiv);
+    if (m == n && m >= kTransposedLuOrder) {
+        const PanelStaging<T> stage(ctx, int64_t(nb) * n, StagingSource::Call);
+        const DeviceBuffer<T> work(size_t(nb) * n);
+        getrfBlocked(n, n, nb, stage, TransposedLayout<T>{ctx, stage, a, lda, work.get()}, ipiv);
+    } else {
+        const PanelStaging<T> stage(ctx, int64_t(nb) * m, StagingSource::Call);
+        getrfBlocked(m, n, nb, stage, RowLayout<T>{ctx, stage, a, lda}, ipiv);
+    }
 }
 
 // Only the solve with A itself is served. The pivots are only read: nothing is written back to
@@ -299,9 +296,7 @@ void getrs(const CallContext& ctx, char trans, int n, int nrhs, const T* a, int 
            const int* ipiv, T* b, int ldb) {
     if (!getrsArguments(trans, n, nrhs, a, lda, ipiv, b, ldb)) return;
     if (trans != 'N') raiseFeatureNotImplemented();
-    std::vector<int> pivots(size_t(n), 0);
-    cudalib::checkCuda(
-        cudaMemcpy(pivots.data(), ipiv, size_t(n) * sizeof(int), cudaMemcpyDeviceToHost));
+    const HostPivots pivots = HostPivots::download(ipiv, n);
     applyRowInterchanges(nrhs, b, ldb, 1, n, pivots.data());
     const T one(1);
     blas::trsm(ctx, CUBLAS_SIDE_LEFT, CUBLAS_FILL_MODE_LOWER, CUBLAS_OP_N, CUBLAS_DIAG_UNIT, n,
@@ -325,14 +320,13 @@ template <typename T>
 void getri(const CallContext& ctx, int n, T* a, int lda, const int* ipiv) {
     if (!getriArguments(n, a, lda, ipiv)) return;
     trtri(ctx, 'U', 'N', n, a, lda);
-    std::vector<int> pivots(static_cast<size_t>(n));
-    cudalib::checkCuda(
-        cudaMemcpy(pivots.data(), ipiv, size_t(n) * sizeof(int), cudaMemcpyDeviceToHost));
-    DeviceBuffer<T> workBuffer = acquireWorkspace<T>(ctx, int64_t(kGetriBlock) * n);
+    const HostPivots pivots = HostPivots::download(ipiv, n);
+    constexpr int nb = kInverseBlockSize;
+    DeviceBuffer<T> workBuffer = acquireWorkspace<T>(ctx, int64_t(nb) * n);
     T* work = workBuffer.get();
     const T one(1), minusOne(-1);
-    for (int j = (n - 1) / kGetriBlock * kGetriBlock; j >= 0; j -= kGetriBlock) {
-        const int jb = std::min(kGetriBlock, n - j);
+    for (int j = (n - 1) / nb * nb; j >= 0; j -= nb) {
+        const int jb = std::min(nb, n - j);
         launchGetriSplitLower(n, j, jb, a, lda, work, n);
         if (j + jb < n)
             blas::gemm(ctx, CUBLAS_OP_N, CUBLAS_OP_N, n, jb, n - j - jb, &minusOne,
@@ -343,7 +337,7 @@ void getri(const CallContext& ctx, int n, T* a, int lda, const int* ipiv) {
     // Column interchanges in reverse order, each swap as three copies through a device column.
     DeviceBuffer<T> column = acquireWorkspace<T>(ctx, n);
     for (int j = n - 2; j >= 0; --j) {
-        const int p = pivots[size_t(j)] - 1;
+        const int p = pivots.data()[j] - 1;
         if (p == j) continue;
         blas::copy(ctx, n, at(a, lda, 0, j), 1, column.get(), 1);
         blas::copy(ctx, n, at(a, lda, 0, p), 1, at(a, lda, 0, j), 1);
@@ -351,16 +345,89 @@ void getri(const CallContext& ctx, int n, T* a, int lda, const int* ipiv) {
     }
 }
 
-#define ZULI_LU_INSTANCES(T)                                                                    \
-    template void getrf<T>(const CallContext&, int, int, T*, int, int*);                       \
-    template void getrs<T>(const CallContext&, char, int, int, const T*, int, const int*, T*,  \
-                           int);                                                               \
-    template void gesv<T>(const CallContext&, int, int, T*, int, int*, T*, int);               \
+// ---- host interface -----------------------------------------------------------------------------
+// The arrays are mirrored as LAPACK reads and writes them; the pivots come back before the
+// matrix. A data error (a zero pivot) still copies the results back, as LAPACK leaves them; any
+// other failure leaves the caller's arrays untouched.
+
+namespace host {
+
+template <typename T>
+CallResult getrf(const CallContext& ctx, int m, int n, T* a, int lda, int* ipiv) {
+    if (!getrfArguments(m, n, a, lda, ipiv)) return {};
+    const int mn = std::min(m, n);
+    HostArrayMirror<T> A(ctx, m, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<int, T> P(ctx, mn, 1, ipiv, mn, MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) { zuli::getrf<T>(c, m, n, A.device(), A.ld(), P.device()); }, P,
+        A);
+}
+
+template <typename T>
+CallResult getrs(const CallContext& ctx, char trans, int n, int nrhs, const T* a, int lda,
+                 const int* ipiv, T* b, int ldb) {
+    if (!getrsArguments(trans, n, nrhs, a, lda, ipiv, b, ldb)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn);
+    HostArrayMirror<int, T> P(ctx, n, 1, ipiv, n, MirrorIn);
+    HostArrayMirror<T> B(ctx, n, nrhs, b, ldb, MirrorIn | MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            zuli::getrs<T>(c, trans, n, nrhs, A.device(), A.ld(), P.device(), B.device(), B.ld());
+        },
+        B);
+}
+
+template <typename T>
+CallResult gesv(const CallContext& ctx, int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
+    if (!gesvArguments(n, nrhs, a, lda, ipiv, b, ldb)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<int, T> P(ctx, n, 1, ipiv, n, MirrorOut);
+    HostArrayMirror<T> B(ctx, n, nrhs, b, ldb, MirrorIn | MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            // Without right-hand sides B has no device copy: gesv is then getrf alone.
+            if (nrhs == 0) return zuli::getrf<T>(c, n, n, A.device(), A.ld(), P.device());
+            zuli::gesv<T>(c, n, nrhs, A.device(), A.ld(), P.device(), B.device(), B.ld());
+        },
+        P, A, B);
+}
+
+template <typename T>
+CallResult getri(const CallContext& ctx, int n, T* a, int lda, const int* ipiv) {
+    if (!getriArguments(n, a, lda, ipiv)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<int, T> P(ctx, n, 1, ipiv, n, MirrorIn);
+    return runOnDevice<T>(
+        [&](const CallContext& c) { zuli::getri<T>(c, n, A.device(), A.ld(), P.device()); }, A);
+}
+
+}  // namespace host
+
+#define ZULI_LU_INSTANCES(T)                                                                  \
+    template void getrf<T>(const CallContext&, int, int, T*, int, int*);                      \
+    template void getrs<T>(const CallContext&, char, int, int, const T*, int, const int*, T*, \
+                           int);                                                              \
+    template void gesv<T>(const CallContext&, int, int, T*, int, int*, T*, int);              \
     template void getri<T>(const CallContext&, int, T*, int, const int*);
-ZULI_LU_INSTANCES(float)
-ZULI_LU_INSTANCES(double)
-ZULI_LU_INSTANCES(Complex<float>)
-ZULI_LU_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_LU_INSTANCES)
 #undef ZULI_LU_INSTANCES
 
 }  // namespace zuli
+
+// ---- exported entry points ----------------------------------------------------------------------
+
+// zuliSgetrf zuliDgetrf zuliCgetrf zuliZgetrf
+// zuliDeviceSgetrf zuliDeviceDgetrf zuliDeviceCgetrf zuliDeviceZgetrf
+ZULI_EXPORT(ALL, getrf, (int m, int n, P* a, int lda, int* ipiv), (m, n, a, lda, ipiv))
+// zuliSgetrs zuliDgetrs zuliCgetrs zuliZgetrs
+// zuliDeviceSgetrs zuliDeviceDgetrs zuliDeviceCgetrs zuliDeviceZgetrs
+ZULI_EXPORT(ALL, getrs,
+            (char trans, int n, int nrhs, const P* a, int lda, const int* ipiv, P* b, int ldb),
+            (trans, n, nrhs, a, lda, ipiv, b, ldb))
+// zuliSgesv zuliDgesv zuliCgesv zuliZgesv
+// zuliDeviceSgesv zuliDeviceDgesv zuliDeviceCgesv zuliDeviceZgesv
+ZULI_EXPORT(ALL, gesv, (int n, int nrhs, P* a, int lda, int* ipiv, P* b, int ldb),
+            (n, nrhs, a, lda, ipiv, b, ldb))
+// zuliSgetri zuliDgetri zuliCgetri zuliZgetri
+// zuliDeviceSgetri zuliDeviceDgetri zuliDeviceCgetri zuliDeviceZgetri
+ZULI_EXPORT(ALL, getri, (int n, P* a, int lda, const int* ipiv), (n, a, lda, ipiv))

@@ -33,6 +33,8 @@
 #include "blas/cublas.h"
 #include "kernels/utility_kernels.h"
 #include "runtime/arguments.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/memory.h"
 
 #include <algorithm>
@@ -101,7 +103,7 @@ struct LuSteps {
     }
     template <typename D, typename S>
     void narrow(int n, const D* a, int lda, S* sa, int ldsa) const {
-        lag2<D, S>(n, n, a, lda, sa, ldsa);
+        lag2<D, S>(ctx, n, n, a, lda, sa, ldsa);
     }
     template <typename T>
     void factor(int n, T* a, int lda) const {
@@ -135,7 +137,7 @@ struct CholeskySteps {
     }
     template <typename D, typename S>
     void narrow(int n, const D* a, int lda, S* sa, int ldsa) const {
-        lat2<D, S>(uplo, n, a, lda, sa, ldsa);
+        lat2<D, S>(ctx, uplo, n, a, lda, sa, ldsa);
     }
     template <typename T>
     void factor(int n, T* a, int lda) const {
@@ -207,17 +209,17 @@ void refine(const CallContext& ctx, const Steps& steps, int n, int nrhs, D* a, i
     ConvergenceTest<D> converged(n, nrhs, cte);
     // R = B - A X, then the test.
     auto residualConverged = [&] {
-        lacpy<D>('A', n, nrhs, b, ldb, r, n);
+        lacpy<D>(ctx, 'A', n, nrhs, b, ldb, r, n);
         steps.subtractProduct(n, nrhs, a, lda, x, ldx, r, n);
         return converged(x, ldx, r, n);
     };
 
     // The single-precision solution.
-    recordingDataError(iter, kIterOverflow, [&] { lag2<D, S>(n, nrhs, b, ldb, sx, n); });
+    recordingDataError(iter, kIterOverflow, [&] { lag2<D, S>(ctx, n, nrhs, b, ldb, sx, n); });
     recordingDataError(iter, kIterOverflow, [&] { steps.narrow(n, a, lda, sa, n); });
     recordingDataError(iter, kIterSingularFactor, [&] { steps.factor(n, sa, n); });
     steps.solve(n, nrhs, sa, n, sx, n);
-    lag2<S, D>(n, nrhs, sx, n, x, ldx);
+    lag2<S, D>(ctx, n, nrhs, sx, n, x, ldx);
     if (residualConverged()) {
         *iter = 0;
         return;
@@ -225,9 +227,9 @@ void refine(const CallContext& ctx, const Steps& steps, int n, int nrhs, D* a, i
 
     // Corrections: X += solve(A_s, single(R)), the double-precision correction staged in R.
     for (int it = 1; it <= kMaxCorrections; ++it) {
-        recordingDataError(iter, kIterOverflow, [&] { lag2<D, S>(n, nrhs, r, n, sx, n); });
+        recordingDataError(iter, kIterOverflow, [&] { lag2<D, S>(ctx, n, nrhs, r, n, sx, n); });
         steps.solve(n, nrhs, sa, n, sx, n);
-        lag2<S, D>(n, nrhs, sx, n, r, n);
+        lag2<S, D>(ctx, n, nrhs, sx, n, r, n);
         launchAddMatrix('N', 'N', n, nrhs, r, n, x, ldx);
         if (residualConverged()) {
             *iter = it;
@@ -238,7 +240,7 @@ void refine(const CallContext& ctx, const Steps& steps, int n, int nrhs, D* a, i
     // Single precision cannot refine this system: solve it in double precision.
     *iter = kIterNoConvergence;
     steps.factor(n, a, lda);
-    lacpy<D>('A', n, nrhs, b, ldb, x, ldx);
+    lacpy<D>(ctx, 'A', n, nrhs, b, ldb, x, ldx);
     steps.solve(n, nrhs, a, lda, x, ldx);
 }
 
@@ -297,13 +299,73 @@ void mixedPosv(const CallContext& ctx, char uplo, int n, int nrhs, D* a, int lda
     refine(ctx, CholeskySteps{ctx, uplo}, n, nrhs, a, lda, b, ldb, x, ldx, iter);
 }
 
-#define ZULI_REFINEMENT_INSTANCES(D)                                                           \
-    template void mixedGesv<D>(const CallContext&, int, int, D*, int, int*, const D*, int, D*, \
+// ---- host interface -----------------------------------------------------------------------------
+// a is mirrored in and out, b in, and ipiv and x in and out: the device routine may end (a value
+// beyond single precision) before it writes them, and the caller then gets back what was there
+// rather than uninitialised device memory. A data error still copies the results back, as the
+// device routine left them; any other failure leaves the caller's arrays untouched. iter is a
+// host pointer in both interfaces and is passed through as it is.
+
+namespace host {
+
+template <typename D>
+CallResult mixedGesv(const CallContext& ctx, int n, int nrhs, D* a, int lda, int* ipiv, const D* b,
+                     int ldb, D* x, int ldx, int* iter) {
+    if (!mixedGesvArguments(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter)) return {};
+    HostArrayMirror<D> A(ctx, n, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<int, D> P(ctx, n, 1, ipiv, n, MirrorIn | MirrorOut);
+    HostArrayMirror<D> B(ctx, n, nrhs, b, ldb, MirrorIn);
+    HostArrayMirror<D> X(ctx, n, nrhs, x, ldx, MirrorIn | MirrorOut);
+    return runOnDevice<D>(
+        [&](const CallContext& c) {
+            zuli::mixedGesv<D>(c, n, nrhs, A.device(), A.ld(), P.device(), B.device(), B.ld(),
+                               X.device(), X.ld(), iter);
+        },
+        P, A, X);
+}
+
+template <typename D>
+CallResult mixedPosv(const CallContext& ctx, char uplo, int n, int nrhs, D* a, int lda, const D* b,
+                     int ldb, D* x, int ldx, int* iter) {
+    if (!mixedPosvArguments(uplo, n, nrhs, a, lda, b, ldb, x, ldx, iter)) return {};
+    HostArrayMirror<D> A(ctx, n, n, a, lda, MirrorIn | MirrorOut);
+    HostArrayMirror<D> B(ctx, n, nrhs, b, ldb, MirrorIn);
+    HostArrayMirror<D> X(ctx, n, nrhs, x, ldx, MirrorIn | MirrorOut);
+    return runOnDevice<D>(
+        [&](const CallContext& c) {
+            zuli::mixedPosv<D>(c, uplo, n, nrhs, A.device(), A.ld(), B.device(), B.ld(), X.device(),
+                               X.ld(), iter);
+        },
+        A, X);
+}
+
+}  // namespace host
+
+#define ZULI_REFINEMENT_INSTANCES(T)                                                           \
+    template void mixedGesv<T>(const CallContext&, int, int, T*, int, int*, const T*, int, T*, \
                                int, int*);                                                     \
-    template void mixedPosv<D>(const CallContext&, char, int, int, D*, int, const D*, int, D*, \
+    template void mixedPosv<T>(const CallContext&, char, int, int, T*, int, const T*, int, T*, \
                                int, int*);
 ZULI_REFINEMENT_INSTANCES(double)
 ZULI_REFINEMENT_INSTANCES(Complex<double>)
 #undef ZULI_REFINEMENT_INSTANCES
 
 }  // namespace zuli
+
+// ---- exported entry points ----------------------------------------------------------------------
+// The double-precision routines of the two mixed pairs: D with S factors, Z with C factors.
+
+#define ZULI_MIXED_GESV_PARAMS \
+    (int n, int nrhs, P* a, int lda, int* ipiv, const P* b, int ldb, P* x, int ldx, int* iter)
+#define ZULI_MIXED_POSV_PARAMS \
+    (char uplo, int n, int nrhs, P* a, int lda, const P* b, int ldb, P* x, int ldx, int* iter)
+// zuliDsgesv zuliZcgesv zuliDeviceDsgesv zuliDeviceZcgesv
+ZULI_EXPORT_AS(D, Dsgesv, mixedGesv, (T), ZULI_MIXED_GESV_PARAMS,
+               (n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter))
+ZULI_EXPORT_AS(Z, Zcgesv, mixedGesv, (T), ZULI_MIXED_GESV_PARAMS,
+               (n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter))
+// zuliDsposv zuliZcposv zuliDeviceDsposv zuliDeviceZcposv
+ZULI_EXPORT_AS(D, Dsposv, mixedPosv, (T), ZULI_MIXED_POSV_PARAMS,
+               (uplo, n, nrhs, a, lda, b, ldb, x, ldx, iter))
+ZULI_EXPORT_AS(Z, Zcposv, mixedPosv, (T), ZULI_MIXED_POSV_PARAMS,
+               (uplo, n, nrhs, a, lda, b, ldb, x, ldx, iter))

@@ -1,6 +1,7 @@
-// solvers.h - the typed bodies of the dense solvers, for the exported entry points and for
-// routines that run one another nested (gesv runs getrf and getrs, getri and potri run trtri,
-// the mixed-precision drivers run the factorizations in both precisions).
+// solvers.h - the device-interface bodies of the dense solvers, for routines that run one another
+// nested (gesv runs getrf and getrs, getri and potri run trtri, the mixed-precision drivers run
+// the factorizations in both precisions). Each routine's file also holds its host-interface body
+// (host::name) and its export row.
 //
 // Each body is the device routine: it takes device pointers (pivots in device memory too),
 // begins with the routine's argument checks (which raise the argument error of the first bad
@@ -16,16 +17,7 @@
 #include "runtime/complex.h"
 #include "runtime/context.h"
 
-#include <cstdint>
-
 namespace zuli {
-
-// The address of element (i, j) (0-based) of a column-major device matrix: the offset is
-// computed in 64 bits, so that matrices of more than 2^31 elements are addressed correctly.
-template <typename T>
-T* at(T* a, int lda, int i, int j) {
-    return a + i + int64_t(j) * lda;
-}
 
 // ---- LU: getrf, getrs, gesv, getri ----------------------------------------------------------
 
@@ -64,6 +56,12 @@ void gbtrf(const CallContext& ctx, int m, int n, int kl, int ku, T* ab, int ldab
 template <typename T>
 void pbtrf(const CallContext& ctx, char uplo, int n, int kd, T* ab, int ldab);
 
+// Raises zuliDataError with the 1-based position of the first diagonal element of the n x n
+// device matrix a that is exactly zero (-0.0 included; both parts for complex). The n elements
+// come to the host in one strided copy; nothing else is read or written.
+template <typename T>
+void requireNonzeroDiagonal(int n, const T* a, int lda);
+
 // ---- Cholesky: potrf, potrs, posv, potri ------------------------------------------------------
 
 bool potrfArguments(char& uplo, int n, const void* a, int lda);
@@ -77,8 +75,7 @@ bool potriArguments(char& uplo, int n, const void* a, int lda);
 template <typename T>
 void potrf(const CallContext& ctx, char uplo, int n, T* a, int lda);
 template <typename T>
-void potrs(const CallContext& ctx, char uplo, int n, int nrhs, const T* a, int lda, T* b,
-           int ldb);
+void potrs(const CallContext& ctx, char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb);
 template <typename T>
 void posv(const CallContext& ctx, char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb);
 template <typename T>
@@ -89,8 +86,8 @@ void potri(const CallContext& ctx, char uplo, int n, T* a, int lda);
 
 bool mixedGesvArguments(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
                         int ldb, const void* x, int ldx, const int* iter);
-bool mixedPosvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b,
-                        int ldb, const void* x, int ldx, const int* iter);
+bool mixedPosvArguments(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb,
+                        const void* x, int ldx, const int* iter);
 
 template <typename D>
 void mixedGesv(const CallContext& ctx, int n, int nrhs, D* a, int lda, int* ipiv, const D* b,

@@ -19,15 +19,18 @@
 // while step k runs, and the host inverts block k while the GPU runs the trmm and trsm of step k;
 // the inverse goes back once that trsm (which reads the block as given) has run, and the next
 // trmm waits for it. Orders up to nb are a single block: download, host trtri, upload.
-#include "solvers/triangular.h"
+#include "solvers/solvers.h"
 
 #include "blas/cublas.h"
 #include "runtime/arguments.h"
 #include "runtime/device.h"
+#include "runtime/exports.h"
+#include "runtime/host_call.h"
 #include "runtime/host_lapack.h"
+#include "runtime/matrix.h"
 #include "runtime/memory.h"
-#include "runtime/stream.h"
-#include "solvers/solvers.h"
+#include "runtime/panel.h"
+#include "runtime/tuning.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -45,24 +48,20 @@ void invertTriangle(const CallContext& ctx, char uplo, char diag, int n, T* a, i
     const int nb = factorBlockSize<T>(deviceCapability(ctx.device).code);
     const int blocks = (n + nb - 1) / nb;
     const int64_t slot = int64_t(std::min(n, nb)) * std::min(n, nb);
-    const cudalib::Stream compute;  // the handle's stream: the legacy default stream
-    const cudalib::Stream copies(ctx);
     // Two slots: the host inverts one block while the next one arrives in the other.
-    const PinnedBuffer<T> staging =
-        acquirePinnedWorkspace<T>(ctx, blocks > 1 ? 2 * slot : slot, copies);
+    const PanelStaging<T> stage(ctx, blocks > 1 ? 2 * slot : slot, StagingSource::Pool);
     const cublasFillMode_t fill = blas::toFillMode(uplo);
     const cublasDiagType_t unit = blas::toDiagType(diag);
     const T one(1), minusOne(-1);
-    constexpr size_t sz = sizeof(T);
 
-    // Step k handles the diagonal block starting at row and column first(k), of order size(k).
+    // Step k handles the diagonal block starting at row and column first(k), of order size(k),
+    // staged in slot k % 2.
     auto first = [&](int k) { return (upper ? k : blocks - 1 - k) * nb; };
     auto size = [&](int k) { return std::min(nb, n - first(k)); };
-    auto stage = [&](int k) { return staging.get() + (k % 2) * slot; };
+    auto slotOf = [&](int k) { return (k % 2) * slot; };
     auto fetch = [&](int k) {
         const int j = first(k), jb = size(k);
-        copies.copy2D(stage(k), jb * sz, at(a, lda, j, j), lda * sz, jb * sz, jb,
-                      cudaMemcpyDeviceToHost);
+        stage.download(at(a, lda, j, j), lda, jb, jb, jb, slotOf(k));
     };
 
     fetch(0);
@@ -83,15 +82,15 @@ void invertTriangle(const CallContext& ctx, char uplo, char diag, int n, T* a, i
         }
 
         // The diagonal block, on the host meanwhile.
-        copies.synchronize();
-        const int info = host::trtri(uplo, diag, jb, stage(k), jb);
+        stage.wait();
+        const int info = lapack::trtri(uplo, diag, jb, stage.get() + slotOf(k), jb);
         if (info < 0) checkHostLapackInfo(info);
         if (info > 0) raiseDataError(j + info);
-        copies.waitFor(compute);  // the trsm has read the block as given
-        copies.copy2D(block, lda * sz, stage(k), jb * sz, jb * sz, jb, cudaMemcpyHostToDevice);
-        compute.waitFor(copies);  // the next trmm reads the inverted block
+        stage.afterCompute();  // the trsm has read the block as given
+        stage.upload(block, lda, jb, jb, jb, slotOf(k));
+        stage.computeAfterCopies();  // the next trmm reads the inverted block
     }
-    copies.synchronize();
+    stage.wait();
 }
 
 }  // namespace
@@ -170,15 +169,57 @@ void trtri(const CallContext& ctx, char uplo, char diag, int n, T* a, int lda) {
     invertTriangle(ctx, uplo, diag, n, a, lda);
 }
 
+// ---- host interface -----------------------------------------------------------------------------
+// trtrs mirrors a in and b in and out, trtri a both ways. A zero on the diagonal is found before
+// anything is computed, so the arrays copied back after that data error hold what the caller
+// passed; any other failure leaves them untouched.
+
+namespace host {
+
+template <typename T>
+CallResult trtrs(const CallContext& ctx, char uplo, char trans, char diag, int n, int nrhs,
+                 const T* a, int lda, T* b, int ldb) {
+    if (!trtrsArguments(uplo, trans, diag, n, nrhs, a, lda, b, ldb)) return {};
+    HostArrayMirror<T> A(ctx, n, n, a, lda, MirrorIn);
+    HostArrayMirror<T> B(ctx, n, nrhs, b, ldb, MirrorIn | MirrorOut);
+    return runOnDevice<T>(
+        [&](const CallContext& c) {
+            // Without right-hand sides B has no device copy: only the diagonal is tested.
+            if (nrhs > 0)
+                return zuli::trtrs<T>(c, uplo, trans, diag, n, nrhs, A.device(), A.ld(), B.device(),
+                                      B.ld());
+            if (diag == 'N') requireNonzeroDiagonal(n, A.device(), A.ld());
+        },
+        B);
+}
+
+template <typename T>
+CallResult trtri(const CallContext& ctx, char uplo, char diag, int n, T* a, int lda) {
+    if (!trtriArguments(uplo, diag, n, a, lda)) return {};
+    return runOnMirroredMatrix(ctx, n, n, a, lda, [&](const CallContext& c, T* d, int ld) {
+        zuli::trtri<T>(c, uplo, diag, n, d, ld);
+    });
+}
+
+}  // namespace host
+
 #define ZULI_TRIANGULAR_INSTANCES(T)                                                          \
     template void requireNonzeroDiagonal<T>(int, const T*, int);                              \
     template void trtrs<T>(const CallContext&, char, char, char, int, int, const T*, int, T*, \
                            int);                                                              \
     template void trtri<T>(const CallContext&, char, char, int, T*, int);
-ZULI_TRIANGULAR_INSTANCES(float)
-ZULI_TRIANGULAR_INSTANCES(double)
-ZULI_TRIANGULAR_INSTANCES(Complex<float>)
-ZULI_TRIANGULAR_INSTANCES(Complex<double>)
+ZULI_INSTANTIATE(ZULI_TRIANGULAR_INSTANCES)
 #undef ZULI_TRIANGULAR_INSTANCES
 
 }  // namespace zuli
+
+// ---- exported entry points ----------------------------------------------------------------------
+
+// zuliStrtrs zuliDtrtrs zuliCtrtrs zuliZtrtrs
+// zuliDeviceStrtrs zuliDeviceDtrtrs zuliDeviceCtrtrs zuliDeviceZtrtrs
+ZULI_EXPORT(ALL, trtrs,
+            (char uplo, char trans, char diag, int n, int nrhs, const P* a, int lda, P* b, int ldb),
+            (uplo, trans, diag, n, nrhs, a, lda, b, ldb))
+// zuliStrtri zuliDtrtri zuliCtrtri zuliZtrtri
+// zuliDeviceStrtri zuliDeviceDtrtri zuliDeviceCtrtri zuliDeviceZtrtri
+ZULI_EXPORT(ALL, trtri, (char uplo, char diag, int n, P* a, int lda), (uplo, diag, n, a, lda))

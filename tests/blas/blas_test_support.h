@@ -3,6 +3,7 @@
 #pragma once
 
 #include "blas/cublas.h"
+#include "runtime/exports.h"
 #include "runtime/runtime_fixture.h"
 
 #include "zuli_emu.h"

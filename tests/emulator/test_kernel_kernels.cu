@@ -6,7 +6,7 @@
 #include "emu_test_support.h"
 #include "fiber.h"
 #include "kernels/device_math.cuh"
-#include "kernels/fill.h"
+#include "emulator/fill.h"
 #include "kernels/launch.cuh"
 #include "runtime/complex.h"
 

@@ -115,7 +115,7 @@ TYPED_TEST(AuxiliaryTyped, LacpyAndLasetMatchLapackForEveryPart) {
             std::vector<T> aIn = a, b = randomMatrix<T>(c.ldb, c.n, 2), want = c.ldb ? b : a;
             zuliStatus s;
             if (c.ldb) {
-                zuli::host::lacpy(c.uplo, c.m, c.n, a.data(), c.lda, want.data(), c.ldb);
+                zuli::lapack::lacpy(c.uplo, c.m, c.n, a.data(), c.lda, want.data(), c.ldb);
                 s = runOn(
                     via,
                     [&](T* pa, T* pb) {
@@ -124,7 +124,7 @@ TYPED_TEST(AuxiliaryTyped, LacpyAndLasetMatchLapackForEveryPart) {
                     aIn, b);
                 EXPECT_TRUE(identical(aIn, a)) << "the source changed";
             } else {
-                zuli::host::laset(c.uplo, c.m, c.n, alpha, beta, want.data(), c.lda);
+                zuli::lapack::laset(c.uplo, c.m, c.n, alpha, beta, want.data(), c.lda);
                 s = runOn(
                     via,
                     [&](T* pa) {

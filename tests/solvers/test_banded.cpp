@@ -3,7 +3,7 @@
 // sweep of the blocked paths.
 #include "solvers/solver_support.h"
 
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 #include <map>
 
@@ -80,7 +80,7 @@ Factored<T> runGbtrf(Api api, int m, int n, int kl, int ku, const Matrix<T>& ab)
 template <typename T>
 Factored<T> lapackGbtrf(int m, int n, int kl, int ku, const Matrix<T>& ab) {
     Factored<T> r{zuliNoError, 0, ab, std::vector<int>(size_t(std::min(m, n)))};
-    r.info = zuli::host::gbtrf(m, n, kl, ku, r.ab.ptr(), ab.ld, r.piv.data());
+    r.info = zuli::lapack::gbtrf(m, n, kl, ku, r.ab.ptr(), ab.ld, r.piv.data());
     r.status = r.info > 0 ? zuliDataError : zuliNoError;
     return r;
 }
@@ -101,7 +101,7 @@ Factored<T> runPbtrf(Api api, char uplo, int n, int kd, const Matrix<T>& ab) {
 template <typename T>
 Factored<T> lapackPbtrf(char uplo, int n, int kd, const Matrix<T>& ab) {
     Factored<T> r{zuliNoError, 0, ab, {}};
-    r.info = zuli::host::pbtrf(uplo, n, kd, r.ab.ptr(), ab.ld);
+    r.info = zuli::lapack::pbtrf(uplo, n, kd, r.ab.ptr(), ab.ld);
     r.status = r.info > 0 ? zuliDataError : zuliNoError;
     return r;
 }

@@ -3,7 +3,7 @@
 // left in, argument checks, injected failures, and what crosses the bus.
 #include "solvers/solver_support.h"
 
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 #include <cctype>
 #include <memory>
@@ -83,7 +83,7 @@ Outcome<T> runPotrf(Api api, char uplo, const Matrix<T>& a) {
 template <typename T>
 Outcome<T> lapackPotrf(char uplo, const Matrix<T>& a) {
     return lapackOnMatrix(
-        [](char u, int n, T* p, int ld) { return zuli::host::potrf(u, n, p, ld); }, uplo, a);
+        [](char u, int n, T* p, int ld) { return zuli::lapack::potrf(u, n, p, ld); }, uplo, a);
 }
 
 // Same status, info and matrix (to `tolerance` rounding units per order); rows beyond n are the
@@ -119,7 +119,7 @@ TYPED_TEST(CholeskyTyped, PotrfAndPotriMatchLapackAroundTheBlockSize) {
                 const Outcome<T> want = lapackPotrf(uplo, a);
                 ASSERT_EQ(want.info, 0);
                 const Outcome<T> inverse = lapackOnMatrix(
-                    [](char u, int m, T* p, int ld) { return zuli::host::potri(u, m, p, ld); },
+                    [](char u, int m, T* p, int ld) { return zuli::lapack::potri(u, m, p, ld); },
                     uplo, want.a);
                 for (Api api : kApis) {
                     SCOPED_TRACE(::testing::Message()
@@ -154,7 +154,7 @@ TYPED_TEST(CholeskyTyped, AMinorThatIsNotPositiveDefiniteStopsTheFactorization) 
         if (c.n <= nb)
             want = lapackPotrf(c.uplo, a);
         else
-            zuli::host::potrf('L', nb, want.a.ptr(), want.a.ld);
+            zuli::lapack::potrf('L', nb, want.a.ptr(), want.a.ld);
         for (Api api : kApis) {
             SCOPED_TRACE(::testing::Message()
                          << c.uplo << " " << c.n << " " << blas_test::apiName(api));

@@ -1,7 +1,7 @@
 // The host-interface adapter: block sizes, the mirrors' pitch, what crosses the bus, and which
 // outcome reaches host memory (results after a data error, nothing after a failure).
 #include "runtime/runtime_fixture.h"
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 #include <cublas_v2.h>
 

@@ -2,7 +2,7 @@
 // block boundary, the info of singular matrices, argument checks, and what crosses the bus.
 #include "solvers/solver_support.h"
 
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ Lu<T> runGetrf(Api api, const Matrix<T>& a) {
 template <typename T>
 Lu<T> expectedGetrf(const Matrix<T>& a, int nb) {
     Lu<T> r{zuliNoError, 0, a, std::vector<int>(size_t(std::min(a.m, a.n)))};
-    r.info = zuli::host::getrf(a.m, a.n, r.f.ptr(), a.ld, r.piv.data());
+    r.info = zuli::lapack::getrf(a.m, a.n, r.f.ptr(), a.ld, r.piv.data());
     r.status = r.info > 0 ? zuliDataError : zuliNoError;
     const int mn = std::min(a.m, a.n);
     if (nb < mn && (mn - 1) % nb == 0) {

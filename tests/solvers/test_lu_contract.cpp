@@ -3,7 +3,7 @@
 // leaking device memory or overwriting the caller's host arrays.
 #include "solvers/solver_support.h"
 
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ TEST_F(SolverTest, GetrfAddressesElementsBeyondTwoToThe31) {
 
         Matrix<double> want = a;
         std::vector<int> wantPiv(piv.size());
-        ASSERT_EQ(zuli::host::getrf(m, n, want.ptr(), m, wantPiv.data()), 0);
+        ASSERT_EQ(zuli::lapack::getrf(m, n, want.ptr(), m, wantPiv.data()), 0);
         EXPECT_EQ(piv, wantPiv);
         EXPECT_LT(relativeError(f, want), 40);
     }
@@ -101,7 +101,7 @@ TEST_F(SolverTest, GetrfFailureSweep) {
             const Matrix<double> original(s.m, s.n, s.m + 1, rng);
             Matrix<double> factors = original;
             std::vector<int> pivots(size_t(s.n));
-            zuli::host::getrf(s.m, s.n, factors.ptr(), factors.ld, pivots.data());
+            zuli::lapack::getrf(s.m, s.n, factors.ptr(), factors.ld, pivots.data());
             Matrix<double> a = original;
             std::vector<int> piv;
             std::unique_ptr<DeviceArrays> dev;

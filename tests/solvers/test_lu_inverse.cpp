@@ -15,7 +15,7 @@ TYPED_TEST_SUITE(GetriTyped, AllPrecisions);
 template <typename T>
 Matrix<T> lapackInverse(Matrix<T> f, const std::vector<int>& piv) {
     std::vector<T> work(size_t(64) * f.n + 1);
-    EXPECT_EQ(zuli::host::getri(f.n, f.ptr(), f.ld, piv.data(), work.data(), int(work.size())), 0);
+    EXPECT_EQ(zuli::lapack::getri(f.n, f.ptr(), f.ld, piv.data(), work.data(), int(work.size())), 0);
     return f;
 }
 
@@ -25,7 +25,7 @@ TYPED_TEST(GetriTyped, MatchesLapackAroundTheBlockOf64) {
         Matrix<T> f(n, n, n + (n % 3), this->rng);
         f.shiftDiagonal(2.0);
         std::vector<int> piv(static_cast<size_t>(n));
-        ASSERT_EQ(zuli::host::getrf(n, n, f.ptr(), f.ld, piv.data()), 0);
+        ASSERT_EQ(zuli::lapack::getrf(n, n, f.ptr(), f.ld, piv.data()), 0);
         const Matrix<T> want = lapackInverse(f, piv);
         for (Api api : kApis) {
             SCOPED_TRACE(::testing::Message() << n << " " << blas_test::apiName(api));

@@ -3,7 +3,7 @@
 // tables, and a failure sweep.
 #include "solvers/solver_support.h"
 
-#include "solvers/host_adapter.h"
+#include "runtime/host_call.h"
 
 namespace {
 
@@ -143,7 +143,7 @@ std::vector<int> singlePivots(const Matrix<T>& a) {
     for (int j = 0; j < a.n; ++j)
         for (int i = 0; i < a.n; ++i) s(i, j) = Single<T>(a(i, j));
     std::vector<int> piv(size_t(a.n));
-    zuli::host::getrf(a.n, a.n, s.ptr(), s.ld, piv.data());
+    zuli::lapack::getrf(a.n, a.n, s.ptr(), s.ld, piv.data());
     return piv;
 }
 
@@ -223,9 +223,9 @@ TYPED_TEST(RefinementTyped, SystemsSinglePrecisionCannotRefineFallBackToDoublePr
             Matrix<T> factors = s.a;
             std::vector<int> pivots(size_t(n), -7);
             if constexpr (TypeParam::cholesky)
-                ASSERT_EQ(zuli::host::potrf(uplo, n, factors.ptr(), factors.ld), 0);
+                ASSERT_EQ(zuli::lapack::potrf(uplo, n, factors.ptr(), factors.ld), 0);
             else
-                ASSERT_EQ(zuli::host::getrf(n, n, factors.ptr(), factors.ld, pivots.data()), 0);
+                ASSERT_EQ(zuli::lapack::getrf(n, n, factors.ptr(), factors.ld, pivots.data()), 0);
             for (Api api : kApis) {
                 SCOPED_TRACE(::testing::Message() << (kind ? "ill-conditioned " : "tiny b ") << uplo
                                                   << " " << blas_test::apiName(api));

@@ -3,7 +3,8 @@
 // blocked inverse.
 #include "solvers/solver_support.h"
 
-#include "solvers/triangular.h"
+#include "runtime/tuning.h"
+#include "solvers/solvers.h"
 
 #include <cstring>
 #include <memory>
@@ -145,7 +146,7 @@ TYPED_TEST(TriangularTyped, TrtriMatchesLapackAroundTheBlockSize) {
             for (char diag : {'N', 'U'}) {
                 const Matrix<T> a = triangle<T>(n, n + 2, uplo, diag, this->rng);
                 Matrix<T> want = a;
-                ASSERT_EQ(zuli::host::trtri(uplo, diag, n, want.ptr(), want.ld), 0);
+                ASSERT_EQ(zuli::lapack::trtri(uplo, diag, n, want.ptr(), want.ld), 0);
                 for (Api api : kApis) {
                     SCOPED_TRACE(::testing::Message() << "n " << n << " " << uplo << diag << " "
                                                       << blas_test::apiName(api));
@@ -255,7 +256,7 @@ TEST_F(SolverTest, TrtriFailureSweepOnTheBlockedPath) {
             SCOPED_TRACE(::testing::Message() << uplo << " " << blas_test::apiName(api));
             const Matrix<T> original = triangle<T>(n, n + 1, uplo, 'N', rng);
             Matrix<T> inverse = original;
-            ASSERT_EQ(zuli::host::trtri(uplo, 'N', n, inverse.ptr(), inverse.ld), 0);
+            ASSERT_EQ(zuli::lapack::trtri(uplo, 'N', n, inverse.ptr(), inverse.ld), 0);
             Matrix<T> a = original;
             std::unique_ptr<DeviceArrays> dev;
             T* pa = nullptr;

@@ -1,4 +1,4 @@
-// fill.h - set every element of a device submatrix to one value.
+// fill.h - a test kernel: set every element of a device submatrix to one value.
 #pragma once
 
 #include <cuda_runtime_api.h>

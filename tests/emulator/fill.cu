@@ -1,5 +1,5 @@
-// fill.cu - cudalib::fill: FILL_Kernel and its launcher.
-#include "kernels/fill.h"
+// fill.cu - cudalib::fill, a kernel for the emulator tests: FILL_Kernel and its launcher.
+#include "emulator/fill.h"
 
 #include "kernels/launch.cuh"
 #include "runtime/complex.h"

@@ -1,0 +1,56 @@
+// tuning.h - block sizes: how many columns a blocked algorithm hands to the host at a time.
+//
+// Everything is derived from one base block size per precision and device generation; each
+// blocked routine uses a fixed multiple of it, named here so that the choices are in one place.
+#pragma once
+
+#include "runtime/complex.h"
+
+#include <type_traits>
+
+namespace zuli {
+
+// True for the first generation of double-capable devices (capability codes 10 to 13), which
+// get their own block sizes.
+constexpr bool isFirstGeneration(int capabilityCode) {
+    return capabilityCode >= 10 && capabilityCode <= 13;
+}
+
+// The base block size of a precision on a device. Z is smaller on newer devices than on the
+// first generation, on purpose: its blocks are the most expensive to factor on the host.
+template <typename T>
+constexpr int baseBlockSize(int capabilityCode) {
+    const bool first = isFirstGeneration(capabilityCode);
+    if constexpr (std::is_same_v<T, float>)
+        return first ? 32 : 96;
+    else if constexpr (std::is_same_v<T, double>)
+        return first ? 48 : 64;
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        return first ? 32 : 64;
+    else {
+        static_assert(std::is_same_v<T, Complex<double>>, "no block size for this type");
+        return first ? 48 : 32;
+    }
+}
+
+// The blocked factorizations and inversions (getrf, potrf, potri, trtri): twice the base block
+// size.
+template <typename T>
+constexpr int factorBlockSize(int capabilityCode) {
+    return 2 * baseBlockSize<T>(capabilityCode);
+}
+
+// The band factorizations (gbtrf, pbtrf): the base block size; narrower bands are factored on
+// the host as a whole.
+template <typename T>
+constexpr int bandBlockSize(int capabilityCode) {
+    return baseBlockSize<T>(capabilityCode);
+}
+
+// The LU inverse works on block columns of this width, whatever the precision and device.
+inline constexpr int kInverseBlockSize = 64;
+
+// Square LU factorizations of this order and above take the transposed path.
+inline constexpr int kTransposedLuOrder = 513;
+
+}  // namespace zuli
