@@ -1,68 +1,96 @@
-/* bench.c - times the factorizations getrf (LU) and potrf (Cholesky) of libzuli_lapack in every
- * precision, through the host interface (matrix in host memory, copied in and out by the call)
- * and the device interface (matrix already on the GPU), and prints the best time of a few runs
- * and the rate in GFLOP/s (LAPACK's operation counts: 2/3 n^3 for getrf, 1/3 n^3 for potrf, four
- * times that in complex arithmetic).
+/* bench.c - times the routines of libzuli_lapack in every precision, through the host interface
+ * (matrix in host memory, copied in and out by the call) and the device interface (matrix already
+ * on the GPU), and checks each result. One line per case:
  *
- *   zuli_bench [-n order] [-r runs] [routine ...]     routines: sgetrf ... zpotrf (default: all)
+ *   routine  interface  n  seconds  GFLOP/s  error ratio  ok | failed
  *
- * Built against the emulated GPU (zuli_bench_emu), the times are those of the host BLAS and mean
- * little; what the emulator counts is printed instead, per call: the bytes that crossed the bus
- * as a multiple of the matrix's size, the share of the operations done by cuBLAS on the device,
- * kernel launches and host waits. Those show whether only panels travel and the updates stay on
- * the device. Exits with status 1 when a call fails. */
+ * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
+ * potrf 1/3 n^3, four times that in complex arithmetic). The error ratio is the backward error of
+ * a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the
+ * solve runs in the host LAPACK, the residual in double precision); "ok" means below 60.
+ *
+ *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]     routines: sgetrf ... zpotrf (default:
+ * all)
+ *
+ * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
+ * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
+ * is printed instead, per call: the bytes that crossed the bus as a multiple of the matrix's size,
+ * the share of the operations done by cuBLAS on the device, kernel launches and host waits. Those
+ * show whether only panels travel and the updates stay on the device. Exits with status 1 when a
+ * call fails or a result is wrong. */
 #include "zuli_lapack.h"
 
 #include <cuda_runtime_api.h>
+#include <lapack.h>
 
 #ifdef ZULI_BENCH_EMULATED
 #include "zuli_emu.h"
 #endif
 
+#include <float.h>
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
-/* One routine in one precision, both interfaces: [0] host, [1] device. */
+/* A result whose error ratio is at least this is reported as failed. */
+#define ERROR_RATIO_LIMIT 60.0
+#define MAX_SIZES 32
+
+/* One routine in one precision. call[0] is the host interface, call[1] the device interface;
+ * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors. */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
-    int complex;
+    int isComplex;
     int cholesky;
     zuliStatus (*call[2])(int n, void* a, int* ipiv);
+    int (*solve)(int n, const void* factors, const int* ipiv, void* b);
 } Routine;
 
-#define FACTOR_WRAPPERS(L, T)                                                             \
-    static zuliStatus L##getrf(int n, void* a, int* ipiv) {                               \
-        return zuli##L##getrf(n, n, (T*)a, n, ipiv);                                      \
-    }                                                                                     \
-    static zuliStatus L##deviceGetrf(int n, void* a, int* ipiv) {                         \
-        return zuliDevice##L##getrf(n, n, (T*)a, n, ipiv);                                \
-    }                                                                                     \
-    static zuliStatus L##potrf(int n, void* a, int* ipiv) {                               \
-        (void)ipiv;                                                                       \
-        return zuli##L##potrf('L', n, (T*)a, n);                                          \
-    }                                                                                     \
-    static zuliStatus L##devicePotrf(int n, void* a, int* ipiv) {                         \
-        (void)ipiv;                                                                       \
-        return zuliDevice##L##potrf('L', n, (T*)a, n);                                    \
+#define ROUTINES(L, l, T)                                                 \
+    static zuliStatus L##getrf(int n, void* a, int* ipiv) {               \
+        return zuli##L##getrf(n, n, (T*)a, n, ipiv);                      \
+    }                                                                     \
+    static zuliStatus L##deviceGetrf(int n, void* a, int* ipiv) {         \
+        return zuliDevice##L##getrf(n, n, (T*)a, n, ipiv);                \
+    }                                                                     \
+    static zuliStatus L##potrf(int n, void* a, int* ipiv) {               \
+        (void)ipiv;                                                       \
+        return zuli##L##potrf('L', n, (T*)a, n);                          \
+    }                                                                     \
+    static zuliStatus L##devicePotrf(int n, void* a, int* ipiv) {         \
+        (void)ipiv;                                                       \
+        return zuliDevice##L##potrf('L', n, (T*)a, n);                    \
+    }                                                                     \
+    static int L##getrs(int n, const void* f, const int* ipiv, void* b) { \
+        int one = 1, info = 0;                                            \
+        LAPACK_##l##getrs("N", &n, &one, f, &n, ipiv, b, &n, &info);      \
+        return info;                                                      \
+    }                                                                     \
+    static int L##potrs(int n, const void* f, const int* ipiv, void* b) { \
+        int one = 1, info = 0;                                            \
+        (void)ipiv;                                                       \
+        LAPACK_##l##potrs("L", &n, &one, f, &n, b, &n, &info);            \
+        return info;                                                      \
     }
-FACTOR_WRAPPERS(S, float)
-FACTOR_WRAPPERS(D, double)
-FACTOR_WRAPPERS(C, zuliComplexFloat)
-FACTOR_WRAPPERS(Z, zuliComplexDouble)
+ROUTINES(S, s, float)
+ROUTINES(D, d, double)
+ROUTINES(C, c, zuliComplexFloat)
+ROUTINES(Z, z, zuliComplexDouble)
 
 static const Routine routines[] = {
-    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}},
-    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}},
-    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}},
-    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}},
-    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}},
-    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}},
-    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}},
-    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}},
+    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs},
+    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs},
+    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs},
+    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs},
+    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs},
+    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs},
+    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs},
+    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs},
 };
+#define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
 static double now(void) {
     struct timespec t;
@@ -70,49 +98,117 @@ static double now(void) {
     return t.tv_sec + 1e-9 * t.tv_nsec;
 }
 
+static size_t elementSize(const Routine* r) {
+    return r->realSize * (r->isComplex ? 2 : 1);
+}
+
+/* Real component `part` of element k of the array a, as a double, and the reverse. */
+static double get(const Routine* r, const void* a, size_t k, int part) {
+    const size_t c = k * (r->isComplex ? 2 : 1) + part;
+    return r->realSize == sizeof(float) ? ((const float*)a)[c] : ((const double*)a)[c];
+}
+static void set(const Routine* r, void* a, size_t k, int part, double v) {
+    const size_t c = k * (r->isComplex ? 2 : 1) + part;
+    if (r->realSize == sizeof(float))
+        ((float*)a)[c] = (float)v;
+    else
+        ((double*)a)[c] = v;
+}
+
 /* A well-conditioned matrix of order n: random entries in [-1, 1] plus n on the diagonal; for
  * Cholesky made symmetric / Hermitian (real diagonal), which the shift makes positive definite. */
 static void fill(const Routine* r, int n, void* a) {
-    const int parts = r->complex ? 2 : 1;
+    const int parts = r->isComplex ? 2 : 1;
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             for (int part = 0; part < parts; ++part) {
-                const size_t k = ((size_t)j * n + i) * parts + part;
                 double v = 2.0 * rand() / RAND_MAX - 1.0;
                 if (r->cholesky && i < j) continue; /* set from the lower triangle below */
                 if (i == j) v = part == 0 ? v + n : 0.0;
-                if (r->realSize == sizeof(float)) {
-                    ((float*)a)[k] = (float)v;
-                } else {
-                    ((double*)a)[k] = v;
-                }
-                if (r->cholesky && i > j) { /* a(j, i) = conj(a(i, j)) */
-                    const size_t t = ((size_t)i * n + j) * parts + part;
-                    const double w = part == 1 ? -v : v;
-                    if (r->realSize == sizeof(float)) {
-                        ((float*)a)[t] = (float)w;
-                    } else {
-                        ((double*)a)[t] = w;
-                    }
-                }
+                set(r, a, (size_t)j * n + i, part, v);
+                if (r->cholesky && i > j) /* a(j, i) = conj(a(i, j)) */
+                    set(r, a, (size_t)i * n + j, part, part == 1 ? -v : v);
             }
         }
     }
 }
 
+/* The backward error of a solve through the factors: b = A x0 for a random x0, x from the
+ * factors, ratio ||b - A x||_inf / (n ||A||_inf ||x||_inf eps). Negative when memory runs out or
+ * the solve fails. */
+static double errorRatio(const Routine* r, int n, const void* a, const void* factors,
+                         const int* ipiv) {
+    const int parts = r->isComplex ? 2 : 1;
+    double* x0 = malloc((size_t)n * 2 * sizeof(double));
+    double* b = malloc((size_t)n * 2 * sizeof(double));
+    void* x = malloc((size_t)n * elementSize(r));
+    double ratio = -1.0;
+    if (!x0 || !b || !x) goto done;
+    for (size_t k = 0; k < 2 * (size_t)n; ++k) x0[k] = 2.0 * rand() / RAND_MAX - 1.0;
+    /* b = A x0 (complex arithmetic throughout, imaginary parts 0 for real data) */
+    double normA = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double re = 0.0, im = 0.0, row = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * n + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0;
+            const double xr = x0[2 * j], xi = parts == 2 ? x0[2 * j + 1] : 0.0;
+            re += ar * xr - ai * xi;
+            im += ar * xi + ai * xr;
+            row += fabs(ar) + fabs(ai);
+        }
+        b[2 * i] = re;
+        b[2 * i + 1] = im;
+        if (row > normA) normA = row;
+    }
+    for (int i = 0; i < n; ++i)
+        for (int part = 0; part < parts; ++part) set(r, x, (size_t)i, part, b[2 * i + part]);
+    if (r->solve(n, factors, ipiv, x) != 0) goto done;
+    /* b - A x, in double precision */
+    double normR = 0.0, normX = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double re = b[2 * i], im = b[2 * i + 1];
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * n + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0;
+            const double xr = get(r, x, (size_t)j, 0),
+                         xi = parts == 2 ? get(r, x, (size_t)j, 1) : 0.0;
+            re -= ar * xr - ai * xi;
+            im -= ar * xi + ai * xr;
+        }
+        const double ri = fabs(re) + fabs(im);
+        const double xi =
+            fabs(get(r, x, (size_t)i, 0)) + (parts == 2 ? fabs(get(r, x, (size_t)i, 1)) : 0.0);
+        if (ri > normR) normR = ri;
+        if (xi > normX) normX = xi;
+    }
+    const double eps = r->realSize == sizeof(float) ? FLT_EPSILON / 2 : DBL_EPSILON / 2;
+    ratio = normA > 0 && normX > 0 ? normR / (n * normA * normX * eps) : 0.0;
+done:
+    free(x0);
+    free(b);
+    free(x);
+    return ratio;
+}
+
 /* Runs routine r on interface `device` `runs` times on fresh copies of a; prints one line.
- * Returns 0, or 1 when a call fails. */
+ * Returns 0, or 1 when a call fails or the result is wrong. Everything it allocates is freed on
+ * every path. */
 static int bench(const Routine* r, int device, int n, int runs, const void* a) {
-    const size_t bytes = (size_t)n * n * r->realSize * (r->complex ? 2 : 1);
+    const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
     int* ipiv = malloc((size_t)n * sizeof(int));
     void* da = NULL;
     int* dpiv = NULL;
-    if (!work || !ipiv) return 1;
+    int failed = 1;
+    if (!work || !ipiv) {
+        fprintf(stderr, "%s: out of host memory\n", r->name);
+        goto done;
+    }
     if (device && (cudaMalloc(&da, bytes) != cudaSuccess ||
                    cudaMalloc((void**)&dpiv, (size_t)n * sizeof(int)) != cudaSuccess)) {
         fprintf(stderr, "%s: cudaMalloc of %zu bytes failed\n", r->name, bytes);
-        return 1;
+        goto done;
     }
     double best = 1e300;
 #ifdef ZULI_BENCH_EMULATED
@@ -121,7 +217,7 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
 #endif
     for (int run = 0; run < runs; ++run) {
         memcpy(work, a, bytes);
-        if (device) cudaMemcpy(da, work, bytes, cudaMemcpyHostToDevice);
+        if (device && cudaMemcpy(da, work, bytes, cudaMemcpyHostToDevice) != cudaSuccess) goto done;
         cudaDeviceSynchronize();
 #ifdef ZULI_BENCH_EMULATED
         zuliEmuResetCounters();
@@ -136,73 +232,106 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
         if (s != zuliNoError) {
             fprintf(stderr, "%s (%s): %s, info %d\n", r->name, device ? "device" : "host",
                     zuliGetStatusString(s), (int)zuliGetErrorInfo());
-            return 1;
+            goto done;
         }
         if (seconds < best) best = seconds;
     }
-    const double flops = (r->cholesky ? 1.0 / 3.0 : 2.0 / 3.0) * n * (double)n * n *
-                         (r->complex ? 4.0 : 1.0);
-    printf("%s  %-6s  n %5d  %9.4f s  %8.2f GFLOP/s", r->name, device ? "device" : "host", n,
-           best, flops / best * 1e-9);
+    if (device &&
+        (cudaMemcpy(work, da, bytes, cudaMemcpyDeviceToHost) != cudaSuccess ||
+         cudaMemcpy(ipiv, dpiv, (size_t)n * sizeof(int), cudaMemcpyDeviceToHost) != cudaSuccess))
+        goto done;
+    const double ratio = errorRatio(r, n, a, work, ipiv);
+    const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
+    const double flops =
+        (r->cholesky ? 1.0 / 3.0 : 2.0 / 3.0) * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
+    printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
+           device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
 #ifdef ZULI_BENCH_EMULATED
-    printf("   bus %5.2f x matrix  device flops %5.1f %%  launches %5llu  waits %5llu",
-           (double)(counted.h2dBytes + counted.d2hBytes) / bytes,
-           100.0 * counted.blasFlops / flops, counted.launches, counted.syncs);
+    printf("  bus %5.2f x matrix  device flops %5.1f %%  launches %5llu  waits %5llu",
+           (double)(counted.h2dBytes + counted.d2hBytes) / bytes, 100.0 * counted.blasFlops / flops,
+           counted.launches, counted.syncs);
 #endif
     printf("\n");
+    failed = !ok;
+done:
     free(work);
     free(ipiv);
     cudaFree(da);
     cudaFree(dpiv);
-    return 0;
+    return failed;
+}
+
+/* Adds the comma-separated sizes of `list` to sizes[]; returns 0 on a bad list. */
+static int parseSizes(const char* list, int* sizes, int* count) {
+    const char* p = list;
+    while (*p) {
+        char* end = NULL;
+        const long v = strtol(p, &end, 10);
+        if (end == p || v < 1 || v > 1000000 || *count == MAX_SIZES) return 0;
+        sizes[(*count)++] = (int)v;
+        p = *end == ',' ? end + 1 : end;
+        if (*end && *end != ',') return 0;
+    }
+    return 1;
 }
 
 int main(int argc, char** argv) {
-#ifdef ZULI_BENCH_EMULATED
-    int n = 1024;
-#else
-    int n = 8192;
-#endif
+    int sizes[MAX_SIZES], sizeCount = 0;
     int runs = 3, chosen = 0, failed = 0;
-    const Routine* selected[sizeof routines / sizeof routines[0]];
+    const Routine* selected[ROUTINE_COUNT];
     for (int i = 1; i < argc; ++i) {
         if (!strcmp(argv[i], "-n") && i + 1 < argc) {
-            n = atoi(argv[++i]);
+            if (!parseSizes(argv[++i], sizes, &sizeCount)) {
+                fprintf(stderr, "bad size list: %s\n", argv[i]);
+                return 2;
+            }
         } else if (!strcmp(argv[i], "-r") && i + 1 < argc) {
             runs = atoi(argv[++i]);
         } else {
             size_t k = 0;
-            while (k < sizeof routines / sizeof routines[0] && strcmp(routines[k].name, argv[i]))
-                ++k;
-            if (k == sizeof routines / sizeof routines[0] ||
-                chosen == (int)(sizeof routines / sizeof routines[0])) {
-                fprintf(stderr, "usage: %s [-n order] [-r runs] [sgetrf ... zpotrf]\n", argv[0]);
+            while (k < ROUTINE_COUNT && strcmp(routines[k].name, argv[i])) ++k;
+            if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
+                fprintf(stderr, "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zpotrf]\n",
+                        argv[0]);
                 return 2;
             }
             selected[chosen++] = &routines[k];
         }
     }
-    if (n < 1 || runs < 1) {
-        fprintf(stderr, "the order and the number of runs must be positive\n");
+    if (runs < 1) {
+        fprintf(stderr, "the number of runs must be positive\n");
         return 2;
     }
-    if (chosen == 0) {
-        for (size_t k = 0; k < sizeof routines / sizeof routines[0]; ++k)
-            selected[chosen++] = &routines[k];
+    if (sizeCount == 0) {
+#ifdef ZULI_BENCH_EMULATED
+        sizes[sizeCount++] = 1024;
+#else
+        sizes[sizeCount++] = 8192;
+#endif
     }
+    if (chosen == 0)
+        for (size_t k = 0; k < ROUTINE_COUNT; ++k) selected[chosen++] = &routines[k];
     const zuliStatus init = zuliInitialize();
     if (init != zuliNoError) {
         fprintf(stderr, "zuliInitialize failed: %s\n", zuliGetStatusString(init));
         return 1;
     }
-    for (int k = 0; k < chosen && !failed; ++k) {
-        const Routine* r = selected[k];
-        void* a = malloc((size_t)n * n * r->realSize * (r->complex ? 2 : 1));
-        if (!a) return 1;
-        srand(20261122);
-        fill(r, n, a);
-        failed = bench(r, 0, n, runs, a) || bench(r, 1, n, runs, a);
-        free(a);
+    for (int s = 0; s < sizeCount; ++s) {
+        const int n = sizes[s];
+        for (int k = 0; k < chosen; ++k) {
+            const Routine* r = selected[k];
+            void* a = malloc((size_t)n * n * elementSize(r));
+            if (!a) {
+                fprintf(stderr, "%s: out of host memory for n = %d\n", r->name, n);
+                failed = 1;
+                continue;
+            }
+            srand(20261122);
+            fill(r, n, a);
+            failed |= bench(r, 0, n, runs, a);
+            failed |= bench(r, 1, n, runs, a);
+            free(a);
+        }
     }
     zuliShutdown();
     return failed;

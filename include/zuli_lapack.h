@@ -17,6 +17,11 @@
  *     types below mark those arguments).
  *   - Every routine returns a zuliStatus and never lets an exception escape. A bad argument
  *     gives zuliArgumentError with zuliGetErrorInfo() = minus its 1-based position.
+ *   - Which arguments are checked: every host routine checks all of its arguments before it
+ *     touches anything, and so does every device routine of LAPACK's kind (factorizations,
+ *     solvers, utilities), with the same table and order as its host twin. The device BLAS
+ *     routines (zuliDeviceXgemm, ...) are the exception: they check no argument and pass
+ *     everything to cuBLAS as it is (see zuli_lapack_blas.h).
  *   - D and Z routines need a device of compute capability 1.3 or higher.
  *
  * The header is C99 and C++ and needs no CUDA header.

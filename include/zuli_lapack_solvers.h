@@ -20,7 +20,14 @@ extern "C" {
 /* ---- getrf: LU factorization with partial pivoting, A = P L U (m x n). ipiv receives min(m, n)
  * 1-based pivot rows. Argument errors (info): m < 0 -1, n < 0 -2, lda < max(1, m) -4; m = 0 or n =
  * 0 returns at once; a null -3, ipiv null -5. A zero pivot gives zuliDataError with info = its
- * 1-based index; the factors and pivots are still returned. */
+ * 1-based index; the factors and pivots are still returned.
+ * The factors are LAPACK's with one exception. The matrix is factored in panels of nb columns
+ * (nb = 2 x the block size of the precision: S 192, D 128, C 128, Z 64; on devices of capability
+ * 1.0 to 1.3, S 64, D 96, C 64, Z 96). When m > n and n is one more than a multiple of nb (n >= nb
+ * + 1), the last pivot's interchange is recorded in ipiv[n - 1] but not applied to the rows of
+ * columns 1 ... n - 1 of L: those two rows of L stay as they were before that interchange. P L U
+ * then differs from A in those two rows; apply the interchange to L (swap rows n and ipiv[n - 1]
+ * in its first n - 1 columns) to obtain LAPACK's L. */
 ZULI_API zuliStatus zuliSgetrf(int m, int n, float* a, int lda, int* ipiv);
 ZULI_API zuliStatus zuliDeviceSgetrf(int m, int n, zuliDeviceFloat* a, int lda,
                                      zuliDeviceInt* ipiv);

@@ -1,7 +1,7 @@
 // emu.h - the emulated GPU's internal interface, shared by its three parts:
 //   core.cpp & friends  devices, errors, memory, copies, streams, events, scheduler, control API
 //   blas*.cpp           the cuBLAS v2 subset
-//   launch.cpp, fiber*  kernel execution (the launch path used by emulator/include/zuli_emu_launch.h)
+//   launch.cpp, fiber*  kernel execution (the launch path of emulator/include/zuli_emu_kernel.h)
 //
 // Rules every part keeps:
 //   * A device address handed out by cudaMalloc is never dereferenced. Every access goes through

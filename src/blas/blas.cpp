@@ -248,48 +248,15 @@ CallResult symmetricMultiply(const CallContext& ctx, char side, char uplo, int m
         C);
 }
 
-// syrk (Hermitian false, S = T) and herk (Hermitian true, S = Real<T>): C = alpha op(A) op(A)^T|H
-// + beta C on the `uplo` triangle.
-template <typename T, bool Hermitian, typename S>
-CallResult rankK(const CallContext& ctx, char uplo, char trans, int n, int k, S alpha, const T* a,
-                 int lda, S beta, T* c, int ldc) {
-    uplo = upperOption(uplo);
-    trans = upperOption(trans);
-    failIf(!isOneOf(uplo, "UL"), 1);
-    failIf(!isOneOf(trans, rankUpdateLetters<T>(Hermitian)), 2);
-    failIf(n < 0, 3);
-    failIf(k < 0, 4);
-    const int rowsA = trans == 'N' ? n : k, colsA = trans == 'N' ? k : n;
-    failIf(lda < rowsA, 7);
-    failIf(ldc < n, 10);
-    if (n == 0) return {};
-    if (k == 0 && c == nullptr) return {};
-    if (k != 0) {
-        failIf(a == nullptr, 6);
-        failIf(c == nullptr, 9);
-    }
-    // A real 'C' means transpose; cuBLAS gets the letter its real routines document.
-    const cublasOperation_t op = trans == 'N'                      ? CUBLAS_OP_N
-                                 : (IsComplexV<T> && trans == 'C') ? CUBLAS_OP_C
-                                                                   : CUBLAS_OP_T;
-    HostArrayMirror<T> A(ctx, rowsA, colsA, a, lda, MirrorIn);
-    HostArrayMirror<T> C(ctx, n, n, c, ldc, MirrorIn | MirrorOut);
-    return runOnDevice<T>(
-        [&](const CallContext& d) {
-            if constexpr (Hermitian)
-                blas::herk(d, blas::toFillMode(uplo), op, n, k, &alpha, A.device(),
-                           deviceLd(A, rowsA), &beta, C.device(), C.ld());
-            else
-                blas::syrk(d, blas::toFillMode(uplo), op, n, k, &alpha, A.device(),
-                           deviceLd(A, rowsA), &beta, C.device(), C.ld());
-        },
-        C);
-}
-
-// syr2k (S = T) and her2k (S = Real<T>).
-template <typename T, bool Hermitian, typename S>
-CallResult rank2K(const CallContext& ctx, char uplo, char trans, int n, int k, T alpha, const T* a,
-                  int lda, const T* b, int ldb, S beta, T* c, int ldc) {
+// The rank-k and rank-2k updates of the `uplo` triangle of C: syrk / herk (b null, TwoOperands
+// false) C = alpha op(A) op(A)^T|H + beta C, and syr2k / her2k C = alpha op(A) op(B)^T|H +
+// conj(alpha) op(B) op(A)^T|H + beta C. S is T, or its real type for the Hermitian forms (both
+// scalars of herk, beta of her2k; A is the type of alpha). The positions of b and ldb exist in
+// the 2k forms only, and shift those after them by two.
+template <typename T, bool Hermitian, bool TwoOperands, typename A, typename S>
+CallResult rankUpdate(const CallContext& ctx, char uplo, char trans, int n, int k, A alpha,
+                      const T* a, int lda, const T* b, int ldb, S beta, T* c, int ldc) {
+    constexpr int shift = TwoOperands ? 2 : 0;
     uplo = upperOption(uplo);
     trans = upperOption(trans);
     failIf(!isOneOf(uplo, "UL"), 1);
@@ -298,33 +265,40 @@ CallResult rank2K(const CallContext& ctx, char uplo, char trans, int n, int k, T
     failIf(k < 0, 4);
     const int rows = trans == 'N' ? n : k, cols = trans == 'N' ? k : n;
     failIf(lda < rows, 7);
-    failIf(ldb < rows, 9);
-    failIf(ldc < n, 12);
+    if (TwoOperands) failIf(ldb < rows, 9);
+    failIf(ldc < n, 10 + shift);
     if (n == 0) return {};
     if (k == 0 && c == nullptr) return {};
     if (k != 0) {
         failIf(a == nullptr, 6);
-        failIf(b == nullptr, 8);
-        failIf(c == nullptr, 11);
+        if (TwoOperands) failIf(b == nullptr, 8);
+        failIf(c == nullptr, 9 + shift);
     }
+    // A real 'C' means transpose; cuBLAS gets the letter its real routines document.
     const cublasOperation_t op = trans == 'N'                      ? CUBLAS_OP_N
                                  : (IsComplexV<T> && trans == 'C') ? CUBLAS_OP_C
                                                                    : CUBLAS_OP_T;
-    HostArrayMirror<T> A(ctx, rows, cols, a, lda, MirrorIn);
-    HostArrayMirror<T> B(ctx, rows, cols, b, ldb, MirrorIn);
-    HostArrayMirror<T> C(ctx, n, n, c, ldc, MirrorIn | MirrorOut);
+    HostArrayMirror<T> MA(ctx, rows, cols, a, lda, MirrorIn);
+    HostArrayMirror<T> MB(ctx, TwoOperands ? rows : 0, cols, b, ldb, MirrorIn);
+    HostArrayMirror<T> MC(ctx, n, n, c, ldc, MirrorIn | MirrorOut);
     return runOnDevice<T>(
         [&](const CallContext& d) {
-            if constexpr (Hermitian)
-                blas::her2k(d, blas::toFillMode(uplo), op, n, k, &alpha, A.device(),
-                            deviceLd(A, rows), B.device(), deviceLd(B, rows), &beta, C.device(),
-                            C.ld());
+            const auto fill = blas::toFillMode(uplo);
+            const int ldA = deviceLd(MA, rows);
+            if constexpr (TwoOperands && Hermitian)
+                blas::her2k(d, fill, op, n, k, &alpha, MA.device(), ldA, MB.device(),
+                            deviceLd(MB, rows), &beta, MC.device(), MC.ld());
+            else if constexpr (TwoOperands)
+                blas::syr2k(d, fill, op, n, k, &alpha, MA.device(), ldA, MB.device(),
+                            deviceLd(MB, rows), &beta, MC.device(), MC.ld());
+            else if constexpr (Hermitian)
+                blas::herk(d, fill, op, n, k, &alpha, MA.device(), ldA, &beta, MC.device(),
+                           MC.ld());
             else
-                blas::syr2k(d, blas::toFillMode(uplo), op, n, k, &alpha, A.device(),
-                            deviceLd(A, rows), B.device(), deviceLd(B, rows), &beta, C.device(),
-                            C.ld());
+                blas::syrk(d, fill, op, n, k, &alpha, MA.device(), ldA, &beta, MC.device(),
+                           MC.ld());
         },
-        C);
+        MC);
 }
 
 // trsm (Solve true) and trmm: B = alpha * op(A)^-1|1 * B (left) or B * op(A)^-1|1 (right).
@@ -433,22 +407,26 @@ CallResult hemm(const CallContext& ctx, char side, char uplo, int m, int n, T al
 template <typename T>
 CallResult syrk(const CallContext& ctx, char uplo, char trans, int n, int k, T alpha, const T* a,
                 int lda, T beta, T* c, int ldc) {
-    return host::rankK<T, false>(ctx, uplo, trans, n, k, alpha, a, lda, beta, c, ldc);
+    return host::rankUpdate<T, false, false>(ctx, uplo, trans, n, k, alpha, a, lda,
+                                             static_cast<const T*>(nullptr), 0, beta, c, ldc);
 }
 template <typename T>
 CallResult herk(const CallContext& ctx, char uplo, char trans, int n, int k, blas::Real<T> alpha,
                 const T* a, int lda, blas::Real<T> beta, T* c, int ldc) {
-    return host::rankK<T, true>(ctx, uplo, trans, n, k, alpha, a, lda, beta, c, ldc);
+    return host::rankUpdate<T, true, false>(ctx, uplo, trans, n, k, alpha, a, lda,
+                                            static_cast<const T*>(nullptr), 0, beta, c, ldc);
 }
 template <typename T>
 CallResult syr2k(const CallContext& ctx, char uplo, char trans, int n, int k, T alpha, const T* a,
                  int lda, const T* b, int ldb, T beta, T* c, int ldc) {
-    return host::rank2K<T, false>(ctx, uplo, trans, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    return host::rankUpdate<T, false, true>(ctx, uplo, trans, n, k, alpha, a, lda, b, ldb, beta, c,
+                                            ldc);
 }
 template <typename T>
 CallResult her2k(const CallContext& ctx, char uplo, char trans, int n, int k, T alpha, const T* a,
                  int lda, const T* b, int ldb, blas::Real<T> beta, T* c, int ldc) {
-    return host::rank2K<T, true>(ctx, uplo, trans, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    return host::rankUpdate<T, true, true>(ctx, uplo, trans, n, k, alpha, a, lda, b, ldb, beta, c,
+                                           ldc);
 }
 template <typename T>
 CallResult trsm(const CallContext& ctx, char side, char uplo, char transa, char diag, int m, int n,

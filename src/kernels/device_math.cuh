@@ -22,101 +22,43 @@
 
 namespace zuli {
 
-// ---- real functions
-// -------------------------------------------------------------------------------
+// ---- real functions -------------------------------------------------------------------------------
 
-ZULI_HD inline float sqrt(float x) {
-    return ::sqrtf(x);
-}
-ZULI_HD inline double sqrt(double x) {
-    return ::sqrt(x);
-}
-ZULI_HD inline float fabs(float x) {
-    return ::fabsf(x);
-}
-ZULI_HD inline double fabs(double x) {
-    return ::fabs(x);
-}
-ZULI_HD inline float abs(float x) {
-    return ::fabsf(x);
-}
-ZULI_HD inline double abs(double x) {
-    return ::fabs(x);
-}
+ZULI_HD inline float sqrt(float x) { return ::sqrtf(x); }
+ZULI_HD inline double sqrt(double x) { return ::sqrt(x); }
+ZULI_HD inline float fabs(float x) { return ::fabsf(x); }
+ZULI_HD inline double fabs(double x) { return ::fabs(x); }
+ZULI_HD inline float abs(float x) { return ::fabsf(x); }
+ZULI_HD inline double abs(double x) { return ::fabs(x); }
 // fmax/fmin return the other argument when one is NaN, as C's do.
-ZULI_HD inline float fmax(float a, float b) {
-    return ::fmaxf(a, b);
-}
-ZULI_HD inline double fmax(double a, double b) {
-    return ::fmax(a, b);
-}
-ZULI_HD inline float fmin(float a, float b) {
-    return ::fminf(a, b);
-}
-ZULI_HD inline double fmin(double a, double b) {
-    return ::fmin(a, b);
-}
-ZULI_HD inline float copysign(float magnitude, float sign) {
-    return ::copysignf(magnitude, sign);
-}
-ZULI_HD inline double copysign(double magnitude, double sign) {
-    return ::copysign(magnitude, sign);
-}
-ZULI_HD inline float hypot(float a, float b) {
-    return ::hypotf(a, b);
-}
-ZULI_HD inline double hypot(double a, double b) {
-    return ::hypot(a, b);
-}
+ZULI_HD inline float fmax(float a, float b) { return ::fmaxf(a, b); }
+ZULI_HD inline double fmax(double a, double b) { return ::fmax(a, b); }
+ZULI_HD inline float fmin(float a, float b) { return ::fminf(a, b); }
+ZULI_HD inline double fmin(double a, double b) { return ::fmin(a, b); }
+ZULI_HD inline float copysign(float magnitude, float sign) { return ::copysignf(magnitude, sign); }
+ZULI_HD inline double copysign(double magnitude, double sign) { return ::copysign(magnitude, sign); }
+ZULI_HD inline float hypot(float a, float b) { return ::hypotf(a, b); }
+ZULI_HD inline double hypot(double a, double b) { return ::hypot(a, b); }
 // Fused a * b + c, one rounding.
-ZULI_HD inline float fma(float a, float b, float c) {
-    return ::fmaf(a, b, c);
-}
-ZULI_HD inline double fma(double a, double b, double c) {
-    return ::fma(a, b, c);
-}
-ZULI_HD inline float exp(float x) {
-    return ::expf(x);
-}
-ZULI_HD inline double exp(double x) {
-    return ::exp(x);
-}
-ZULI_HD inline float log(float x) {
-    return ::logf(x);
-}
-ZULI_HD inline double log(double x) {
-    return ::log(x);
-}
-ZULI_HD inline float pow(float x, float y) {
-    return ::powf(x, y);
-}
-ZULI_HD inline double pow(double x, double y) {
-    return ::pow(x, y);
-}
+ZULI_HD inline float fma(float a, float b, float c) { return ::fmaf(a, b, c); }
+ZULI_HD inline double fma(double a, double b, double c) { return ::fma(a, b, c); }
+ZULI_HD inline float exp(float x) { return ::expf(x); }
+ZULI_HD inline double exp(double x) { return ::exp(x); }
+ZULI_HD inline float log(float x) { return ::logf(x); }
+ZULI_HD inline double log(double x) { return ::log(x); }
+ZULI_HD inline float pow(float x, float y) { return ::powf(x, y); }
+ZULI_HD inline double pow(double x, double y) { return ::pow(x, y); }
 
 // Classification by comparison, identical in both flavors.
-ZULI_HD inline bool isnan(float x) {
-    return x != x;
-}
-ZULI_HD inline bool isnan(double x) {
-    return x != x;
-}
-ZULI_HD inline bool isinf(float x) {
-    return x > FLT_MAX || x < -FLT_MAX;
-}
-ZULI_HD inline bool isinf(double x) {
-    return x > DBL_MAX || x < -DBL_MAX;
-}
-ZULI_HD inline bool isfinite(float x) {
-    return x <= FLT_MAX && x >= -FLT_MAX;
-}
-ZULI_HD inline bool isfinite(double x) {
-    return x <= DBL_MAX && x >= -DBL_MAX;
-}
+ZULI_HD inline bool isnan(float x) { return x != x; }
+ZULI_HD inline bool isnan(double x) { return x != x; }
+ZULI_HD inline bool isinf(float x) { return x > FLT_MAX || x < -FLT_MAX; }
+ZULI_HD inline bool isinf(double x) { return x > DBL_MAX || x < -DBL_MAX; }
+ZULI_HD inline bool isfinite(float x) { return x <= FLT_MAX && x >= -FLT_MAX; }
+ZULI_HD inline bool isfinite(double x) { return x <= DBL_MAX && x >= -DBL_MAX; }
 
-// ---- complex functions
-// ---------------------------------------------------------------------------- abs, norm, conj,
-// real and imag are in runtime/complex.h.
+// ---- complex functions ----------------------------------------------------------------------------
+// abs, norm, conj, real and imag are in runtime/complex.h.
 
 // The element of type T (real or complex) with the integer value v.
 template <typename T>
@@ -159,8 +101,8 @@ ZULI_HD inline Complex<T> sqrt(const Complex<T>& z) {
     constexpr bool single = sizeof(T) == sizeof(float);
     constexpr T huge = single ? T(FLT_MAX / 4) : T(DBL_MAX / 4);
     constexpr T tiny = single ? T(FLT_MIN) : T(DBL_MIN);
-    constexpr T upScale = single ? T(0x1p52) : T(0x1p108);  // 4^26, 4^54
-    constexpr T upRoot = single ? T(0x1p-26) : T(0x1p-54);  // undoes upScale in the root
+    constexpr T upScale = single ? T(0x1p52) : T(0x1p108);   // 4^26, 4^54
+    constexpr T upRoot = single ? T(0x1p-26) : T(0x1p-54);   // undoes upScale in the root
     T a = z.re;
     T b = z.im;
     if (a == T(0) && b == T(0)) {
@@ -190,8 +132,7 @@ ZULI_HD inline Complex<T> sqrt(const Complex<T>& z) {
 
 }  // namespace zuli
 
-// ---- atomics
-// -------------------------------------------------------------------------------------
+// ---- atomics -------------------------------------------------------------------------------------
 
 #if !defined(__CUDACC__)
 

@@ -12,6 +12,12 @@
 // cudaPeekAtLastError, and nothing runs.
 //
 // Device pointers are passed as direct kernel arguments, never inside structures.
+//
+// Kernel names end in _k: a kernel that does the work of a LAPACK routine carries its name in
+// capitals (LASWP_k, LANGE_M_k, GBTRF_SWAP_k), any other is named in CamelCase after what it
+// does (CopyMatrix_k, Transpose_k). The lacpy and lascl kernels keep their established names
+// with the _Kernel suffix (LACPY_G_Kernel, LASCL_G_Kernel), as do the reductions findMaxValue_k,
+// findSum_k and lamch_k. The index map and the element type are template arguments.
 #pragma once
 
 #include "kernels/maps/maps.h"

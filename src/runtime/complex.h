@@ -93,11 +93,9 @@ struct Complex {
 };
 
 static_assert(std::is_trivial_v<Complex<float>> && std::is_trivial_v<Complex<double>>);
-static_assert(std::is_standard_layout_v<Complex<float>> &&
-              std::is_standard_layout_v<Complex<double>>);
+static_assert(std::is_standard_layout_v<Complex<float>> && std::is_standard_layout_v<Complex<double>>);
 static_assert(offsetof(Complex<float>, re) == 0 && offsetof(Complex<float>, im) == sizeof(float));
-static_assert(offsetof(Complex<double>, re) == 0 &&
-              offsetof(Complex<double>, im) == sizeof(double));
+static_assert(offsetof(Complex<double>, re) == 0 && offsetof(Complex<double>, im) == sizeof(double));
 static_assert(sizeof(Complex<float>) == sizeof(std::complex<float>) &&
               alignof(Complex<float>) == alignof(std::complex<float>));
 static_assert(sizeof(Complex<double>) == sizeof(std::complex<double>) &&
@@ -245,30 +243,14 @@ ZULI_HD constexpr T norm(const Complex<T>& z) {
 }
 
 // The real overloads let templates over all four precisions write real(x), conj(x), norm(x).
-ZULI_HD constexpr float real(float x) {
-    return x;
-}
-ZULI_HD constexpr double real(double x) {
-    return x;
-}
-ZULI_HD constexpr float imag(float) {
-    return 0.0f;
-}
-ZULI_HD constexpr double imag(double) {
-    return 0.0;
-}
-ZULI_HD constexpr float conj(float x) {
-    return x;
-}
-ZULI_HD constexpr double conj(double x) {
-    return x;
-}
-ZULI_HD constexpr float norm(float x) {
-    return x * x;
-}
-ZULI_HD constexpr double norm(double x) {
-    return x * x;
-}
+ZULI_HD constexpr float real(float x) { return x; }
+ZULI_HD constexpr double real(double x) { return x; }
+ZULI_HD constexpr float imag(float) { return 0.0f; }
+ZULI_HD constexpr double imag(double) { return 0.0; }
+ZULI_HD constexpr float conj(float x) { return x; }
+ZULI_HD constexpr double conj(double x) { return x; }
+ZULI_HD constexpr float norm(float x) { return x * x; }
+ZULI_HD constexpr double norm(double x) { return x * x; }
 
 // Modulus without overflow or underflow in the intermediate square: |z| = m * sqrt(1 + (s/m)^2)
 // with m the larger and s the smaller component. An infinite part gives +inf even if the other
@@ -299,36 +281,24 @@ ZULI_HD inline T abs(const Complex<T>& z) {
 
 // ---- interoperation with the CUDA complex types ------------------------------------------------
 
-ZULI_HD inline cuComplex toCuda(const Complex<float>& z) {
-    return make_cuComplex(z.re, z.im);
-}
+ZULI_HD inline cuComplex toCuda(const Complex<float>& z) { return make_cuComplex(z.re, z.im); }
 ZULI_HD inline cuDoubleComplex toCuda(const Complex<double>& z) {
     return make_cuDoubleComplex(z.re, z.im);
 }
-ZULI_HD constexpr Complex<float> fromCuda(const cuComplex& z) {
-    return {z.x, z.y};
-}
-ZULI_HD constexpr Complex<double> fromCuda(const cuDoubleComplex& z) {
-    return {z.x, z.y};
-}
+ZULI_HD constexpr Complex<float> fromCuda(const cuComplex& z) { return {z.x, z.y}; }
+ZULI_HD constexpr Complex<double> fromCuda(const cuDoubleComplex& z) { return {z.x, z.y}; }
 
 // Views of arrays, for passing library arrays to cuBLAS and back. The Complex -> CUDA direction
 // assumes natural alignment (8 bytes for float, 16 for double), as device memory always has.
-inline cuComplex* asCuda(Complex<float>* p) {
-    return reinterpret_cast<cuComplex*>(p);
-}
+inline cuComplex* asCuda(Complex<float>* p) { return reinterpret_cast<cuComplex*>(p); }
 inline const cuComplex* asCuda(const Complex<float>* p) {
     return reinterpret_cast<const cuComplex*>(p);
 }
-inline cuDoubleComplex* asCuda(Complex<double>* p) {
-    return reinterpret_cast<cuDoubleComplex*>(p);
-}
+inline cuDoubleComplex* asCuda(Complex<double>* p) { return reinterpret_cast<cuDoubleComplex*>(p); }
 inline const cuDoubleComplex* asCuda(const Complex<double>* p) {
     return reinterpret_cast<const cuDoubleComplex*>(p);
 }
-inline Complex<float>* fromCuda(cuComplex* p) {
-    return reinterpret_cast<Complex<float>*>(p);
-}
+inline Complex<float>* fromCuda(cuComplex* p) { return reinterpret_cast<Complex<float>*>(p); }
 inline const Complex<float>* fromCuda(const cuComplex* p) {
     return reinterpret_cast<const Complex<float>*>(p);
 }

@@ -66,9 +66,9 @@ void setCallHooks(std::shared_ptr<const CallHooks> hooks);
 // ---- per-thread state ------------------------------------------------------------------------
 
 struct ThreadState {
-    uint32_t depth = 0;   // framed calls active on this thread (nested calls count)
-    uint8_t failed = 0;   // a call on this thread failed with something other than InfoException
-    int32_t device = -1;  // the thread's current device, recorded at each framed entry
+    uint32_t depth = 0;    // framed calls active on this thread (nested calls count)
+    uint8_t failed = 0;    // a call on this thread failed with something other than InfoException
+    int32_t device = -1;   // the thread's current device, recorded at each framed entry
 };
 
 // Gets or creates the thread's ThreadState, increments its depth and records the current device
@@ -99,10 +99,10 @@ bool threadHasCublasHandle(int device) noexcept;
 
 // What a routine's body receives from the frame: where it runs and with which cuBLAS handle.
 struct CallContext {
-    int32_t device = -1;              // the thread's current device
-    int32_t threadId = 0;             // the caller's kernel thread id
+    int32_t device = -1;            // the thread's current device
+    int32_t threadId = 0;           // the caller's kernel thread id
     cublasHandle_t handle = nullptr;  // the thread's cuBLAS handle for `device`
-    bool filled = false;              // false for an empty context
+    bool filled = false;            // false for an empty context
 
     // Builds the context of the calling thread: its recorded device, its thread id and its
     // cuBLAS handle for that device (created on first use).

@@ -16,7 +16,7 @@
 namespace zuli {
 
 struct Capability {
-    int32_t code = 0;              // 10 * major + minor
+    int32_t code = 0;          // 10 * major + minor
     bool doublePrecision = false;  // code > 12: capability 1.3 or higher
 };
 

@@ -60,27 +60,27 @@ void releasePageLockedMemory(void* p) noexcept;
 
 // Makes `device` current for its lifetime when it is not already (no-op for -1).
 class DeviceGuard {
-  public:
+public:
     explicit DeviceGuard(int device) noexcept;
     ~DeviceGuard();
     DeviceGuard(const DeviceGuard&) = delete;
     DeviceGuard& operator=(const DeviceGuard&) = delete;
 
-  private:
+private:
     int previous_ = -1;
 };
 
 template <typename T>
 class ManagedMemoryAllocatorInterface {
-  public:
+public:
     virtual ~ManagedMemoryAllocatorInterface() = default;
-    virtual T* allocate(size_t n) = 0;        // n elements; raises CudaMemoryException
-    virtual void release(T* p) noexcept = 0;  // p from allocate (or null)
+    virtual T* allocate(size_t n) = 0;           // n elements; raises CudaMemoryException
+    virtual void release(T* p) noexcept = 0;     // p from allocate (or null)
 };
 
 template <typename T>
 class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
-  public:
+public:
     static constexpr bool hostAccessible = false;
     T* allocate(size_t n) override {
         void* p = nullptr;
@@ -92,7 +92,7 @@ class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
 
 template <typename T>
 class CudaPitchAllocator : public ManagedMemoryAllocatorInterface<T> {
-  public:
+public:
     static constexpr bool hostAccessible = false;
     // One row of n elements.
     T* allocate(size_t n) override {
@@ -110,7 +110,7 @@ class CudaPitchAllocator : public ManagedMemoryAllocatorInterface<T> {
 
 template <typename T>
 class PageLockedAllocator : public ManagedMemoryAllocatorInterface<T> {
-  public:
+public:
     static constexpr bool hostAccessible = true;
     T* allocate(size_t n) override {
         void* p = nullptr;
@@ -126,7 +126,7 @@ namespace zuli {
 
 template <typename T>
 class BlasAllocator : public cudalib::ManagedMemoryAllocatorInterface<T> {
-  public:
+public:
     static constexpr bool hostAccessible = false;
     T* allocate(size_t n) override {
         void* p = nullptr;
@@ -144,7 +144,7 @@ namespace cudalib {
 
 template <typename T, typename Allocator = CudaAllocator<T>>
 class ManagedMemory {
-  public:
+public:
     // An empty handle (no memory).
     ManagedMemory() = default;
 
@@ -220,7 +220,7 @@ class ManagedMemory {
     std::shared_ptr<const void> keepAlive() const { return impl_; }
     void reset() { impl_.reset(); }
 
-  private:
+private:
     struct Impl {
         T* ptr = nullptr;
         uint32_t extents[3] = {0, 1, 1};

@@ -26,12 +26,12 @@ namespace zuli {
 // so results computed up to a data error still reach the caller. A negative info from an
 // internal host LAPACK call travels as status 10 (see raiseInternalLapackError).
 class InfoException {
-  public:
+public:
     InfoException(int32_t info, int32_t status) : info_(info), status_(status) {}
     int32_t info() const { return info_; }
     int32_t status() const { return status_; }
 
-  private:
+private:
     int32_t info_;
     int32_t status_;
 };
@@ -65,47 +65,47 @@ namespace cudalib {
 
 // A CUDA runtime call failed: status 10, info = the error code.
 class CudaRuntimeException : public std::runtime_error {
-  public:
+public:
     CudaRuntimeException(cudaError_t code, const std::string& message)
         : std::runtime_error(message), code_(static_cast<int32_t>(code)) {}
     int32_t code() const { return code_; }
 
-  private:
+private:
     int32_t code_;
 };
 
 // A device or page-locked allocation failed: status 5. Derives from std::bad_alloc so that
 // generic code that catches allocation failures sees it as one.
 class CudaMemoryException : public std::bad_alloc {
-  public:
+public:
     CudaMemoryException() = default;
     explicit CudaMemoryException(const char* message) : message_(message) {}
     const char* what() const noexcept override { return message_; }
 
-  private:
+private:
     const char* message_ = "CUDA memory allocation failure";
 };
 
 // A cuBLAS call returned a status other than success: status 9, info = that status.
 class CublasException : public std::runtime_error {
-  public:
+public:
     CublasException(cublasStatus_t status, const std::string& message)
         : std::runtime_error(message), status_(static_cast<int32_t>(status)) {}
     int32_t status() const { return status_; }
 
-  private:
+private:
     int32_t status_;
 };
 
 // A cuSPARSE call failed: status 10, info = the cuSPARSE status. (Nothing uses cuSPARSE yet; the
 // class exists so that the frame's order of handlers is complete.)
 class CusparseException : public std::runtime_error {
-  public:
+public:
     CusparseException(int32_t status, const std::string& message)
         : std::runtime_error(message), status_(status) {}
     int32_t status() const { return status_; }
 
-  private:
+private:
     int32_t status_;
 };
 
@@ -130,18 +130,10 @@ struct ErrorCells {
 };
 ErrorCells& errorCells();
 
-inline void setLastStatus(int32_t s) {
-    errorCells().lastStatus.store(s, std::memory_order_relaxed);
-}
-inline void setLastInfo(int32_t i) {
-    errorCells().lastInfo.store(i, std::memory_order_relaxed);
-}
-inline int32_t lastStatus() {
-    return errorCells().lastStatus.load(std::memory_order_relaxed);
-}
-inline int32_t lastInfo() {
-    return errorCells().lastInfo.load(std::memory_order_relaxed);
-}
+inline void setLastStatus(int32_t s) { errorCells().lastStatus.store(s, std::memory_order_relaxed); }
+inline void setLastInfo(int32_t i) { errorCells().lastInfo.store(i, std::memory_order_relaxed); }
+inline int32_t lastStatus() { return errorCells().lastStatus.load(std::memory_order_relaxed); }
+inline int32_t lastInfo() { return errorCells().lastInfo.load(std::memory_order_relaxed); }
 
 // The enumerator's own name ("zuliNoError", ...), "Invalid zuliStatus" out of range.
 // For diagnostics only; not exported.

@@ -32,7 +32,7 @@ struct StreamOwner {
 };
 
 class Stream {
-  public:
+public:
     // A stream for the call's device: a new blocking stream when the device can overlap copies
     // with kernels, the legacy default stream (handle 0) otherwise.
     explicit Stream(const zuli::CallContext& ctx);
@@ -61,7 +61,7 @@ class Stream {
 
     std::weak_ptr<StreamOwner> owner() const { return owner_; }
 
-  private:
+private:
     std::shared_ptr<StreamOwner> owner_;  // null: the legacy default stream
 };
 

@@ -75,14 +75,20 @@ void getrfUnblocked(int m, int n, T* a, int lda, int* ipiv) {
     if (info != 0) raiseDataError(info);
 }
 
-// The operations of the blocked schedule on the matrix as stored. The staging holds the panel
-// being factored, packed with leading dimension equal to its row count.
+// What both layouts work with: the device matrix and the call's panel staging.
 template <typename T>
-struct RowLayout {
+struct LayoutBase {
     const CallContext& ctx;
     const PanelStaging<T>& stage;
     T* a;
     int lda;
+};
+
+// The operations of the blocked schedule on the matrix as stored. The staging holds the panel
+// being factored, packed with leading dimension equal to its row count.
+template <typename T>
+struct RowLayout : LayoutBase<T> {
+    using LayoutBase<T>::ctx, LayoutBase<T>::stage, LayoutBase<T>::a, LayoutBase<T>::lda;
 
     static constexpr bool transposed = false;
     T* block(int i, int j) const { return at(a, lda, i, j); }
@@ -123,11 +129,8 @@ struct RowLayout {
 // update become their transposes (L11^T is unit upper, solved from the right). Panels travel
 // through a device work buffer, where they are transposed to and from the host's column layout.
 template <typename T>
-struct TransposedLayout {
-    const CallContext& ctx;
-    const PanelStaging<T>& stage;
-    T* a;
-    int lda;
+struct TransposedLayout : LayoutBase<T> {
+    using LayoutBase<T>::ctx, LayoutBase<T>::stage, LayoutBase<T>::a, LayoutBase<T>::lda;
     T* work;
 
     static constexpr bool transposed = true;
@@ -282,10 +285,10 @@ void getrf(const CallContext& ctx, int m, int n, T* a, int lda, int* ipiv) {
     if (m == n && m >= kTransposedLuOrder) {
         const PanelStaging<T> stage(ctx, int64_t(nb) * n, StagingSource::Call);
         const DeviceBuffer<T> work(size_t(nb) * n);
-        getrfBlocked(n, n, nb, stage, TransposedLayout<T>{ctx, stage, a, lda, work.get()}, ipiv);
+        getrfBlocked(n, n, nb, stage, TransposedLayout<T>{{ctx, stage, a, lda}, work.get()}, ipiv);
     } else {
         const PanelStaging<T> stage(ctx, int64_t(nb) * m, StagingSource::Call);
-        getrfBlocked(m, n, nb, stage, RowLayout<T>{ctx, stage, a, lda}, ipiv);
+        getrfBlocked(m, n, nb, stage, RowLayout<T>{{ctx, stage, a, lda}}, ipiv);
     }
 }
 
