@@ -202,6 +202,7 @@ static_assert(sizeof(zuliComplexDouble) == sizeof(std::complex<double>) &&
  * precision, host and device interface) and is included only through this one. */
 #include "zuli_lapack_blas.h"
 #include "zuli_lapack_auxiliary.h"
+#include "zuli_lapack_householder.h"
 #include "zuli_lapack_solvers.h"
 
 #endif /* ZULI_LAPACK_H */

@@ -41,4 +41,19 @@ void lag2(const CallContext& ctx, int m, int n, const From* a, int lda, To* b, i
 template <typename From, typename To>
 void lat2(const CallContext& ctx, char uplo, int n, const From* a, int lda, To* b, int ldb);
 
+// ---- Householder and rotation routines (householder.cpp) -----------------------------------
+
+// The rows of V that larfb reads (m for storev 'C' with side 'L', n for 'C' with 'R', k for 'R';
+// at least 1), which ldv must reach.
+int larfbRowsOfV(char side, char storev, int m, int n, int k);
+bool larfbArguments(char& side, char& trans, char& direct, char& storev, int m, int n, int k,
+                    const void* v, int ldv, const void* t, int ldt, const void* c, int ldc);
+
+// C = op(H) C or C op(H) for the block reflector H of k reflectors stored in V (read in place as
+// unit triangular or trapezoidal) with triangular factor T; letters as LAPACK's larfb ("T" and
+// "C" both mean the conjugate transpose).
+template <typename T>
+void larfb(const CallContext& ctx, char side, char trans, char direct, char storev, int m, int n,
+           int k, const T* v, int ldv, const T* t, int ldt, T* c, int ldc);
+
 }  // namespace zuli

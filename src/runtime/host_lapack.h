@@ -33,6 +33,20 @@
             return LAPACK_z##name(__VA_ARGS__);                       \
     }()
 
+// The same for routines whose real and complex names differ (orgqr / ungqr): LAPACK_<p>rname for
+// s and d, LAPACK_<p>cname for c and z.
+#define ZULI_LAPACK_RC(T, rname, cname, ...)                          \
+    [&] {                                                             \
+        if constexpr (std::is_same_v<T, float>)                       \
+            return LAPACK_s##rname(__VA_ARGS__);                      \
+        else if constexpr (std::is_same_v<T, double>)                 \
+            return LAPACK_d##rname(__VA_ARGS__);                      \
+        else if constexpr (std::is_same_v<T, ::zuli::Complex<float>>) \
+            return LAPACK_c##cname(__VA_ARGS__);                      \
+        else                                                          \
+            return LAPACK_z##cname(__VA_ARGS__);                      \
+    }()
+
 namespace zuli::lapack {
 
 // ---- factorizations and solves ------------------------------------------------------------
@@ -100,11 +114,73 @@ int lauum(char uplo, int n, T* a, int lda) {
     return info;
 }
 
+// ---- orthogonal factorizations and their Q ------------------------------------------------
+// The factorizations take their work array from the caller; workSize() asks the routine for the
+// size it wants (lwork = -1).
+
+#define ZULI_FACTOR_QR_LIKE(name)                                        \
+    template <typename T>                                                \
+    int name(int m, int n, T* a, int lda, T* tau, T* work, int lwork) {  \
+        int info = 0;                                                    \
+        ZULI_LAPACK(T, name, &m, &n, a, &lda, tau, work, &lwork, &info); \
+        return info;                                                     \
+    }
+ZULI_FACTOR_QR_LIKE(geqrf)
+ZULI_FACTOR_QR_LIKE(geqrfp)
+ZULI_FACTOR_QR_LIKE(gelqf)
+ZULI_FACTOR_QR_LIKE(gerqf)
+ZULI_FACTOR_QR_LIKE(geqlf)
+#undef ZULI_FACTOR_QR_LIKE
+
+// Q of a QR-like factorization: orgqr / ungqr and kin (name the real one's suffix).
+#define ZULI_GENERATE_Q(suffix)                                                             \
+    template <typename T>                                                                   \
+    int org##suffix(int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) { \
+        int info = 0;                                                                       \
+        ZULI_LAPACK_RC(T, org##suffix, ung##suffix, &m, &n, &k, a, &lda, tau, work, &lwork, \
+                       &info);                                                              \
+        return info;                                                                        \
+    }
+ZULI_GENERATE_Q(qr)
+ZULI_GENERATE_Q(lq)
+ZULI_GENERATE_Q(ql)
+ZULI_GENERATE_Q(rq)
+#undef ZULI_GENERATE_Q
+
+// op(Q) C or C op(Q): ormqr / unmqr and kin. trans is 'N', or 'T' for the real types and 'C' for
+// the complex ones (LAPACK rejects the other letter).
+#define ZULI_APPLY_Q(suffix)                                                                       \
+    template <typename T>                                                                          \
+    int orm##suffix(char side, char trans, int m, int n, int k, const T* a, int lda, const T* tau, \
+                    T* c, int ldc, T* work, int lwork) {                                           \
+        int info = 0;                                                                              \
+        ZULI_LAPACK_RC(T, orm##suffix, unm##suffix, &side, &trans, &m, &n, &k, a, &lda, tau, c,    \
+                       &ldc, work, &lwork, &info);                                                 \
+        return info;                                                                               \
+    }
+ZULI_APPLY_Q(qr)
+ZULI_APPLY_Q(lq)
+ZULI_APPLY_Q(ql)
+ZULI_APPLY_Q(rq)
+#undef ZULI_APPLY_Q
+
 template <typename T>
-int geqrf(int m, int n, T* a, int lda, T* tau, T* work, int lwork) {
-    int info = 0;
-    ZULI_LAPACK(T, geqrf, &m, &n, a, &lda, tau, work, &lwork, &info);
-    return info;
+void larfb(char side, char trans, char direct, char storev, int m, int n, int k, const T* v,
+           int ldv, const T* t, int ldt, T* c, int ldc, T* work, int ldwork) {
+    ZULI_LAPACK(T, larfb, &side, &trans, &direct, &storev, &m, &n, &k, v, &ldv, t, &ldt, c, &ldc,
+                work, &ldwork);
+}
+
+// The work size a routine asks for: call(work, -1) with a one-element work array, which the
+// routine answers in its first element.
+template <typename T, typename Call>
+int workSize(Call&& call) {
+    T size{};
+    call(&size, -1);
+    if constexpr (IsComplexV<T>)
+        return int(size.re);
+    else
+        return int(size);
 }
 
 template <typename T>
