@@ -171,6 +171,20 @@ inline int64_t vectorIndex(int64_t i, int n, int inc) {
     return inc >= 0 ? i * inc : (i - (n - 1)) * int64_t(inc);
 }
 
+// A vector of n elements with increment inc seen from its lowest address: v[i] is element i,
+// the highest address first when inc < 0.
+template <typename T>
+class Strided {
+  public:
+    Strided(T* lowest, int n, int inc)
+        : first_(lowest + (inc < 0 ? int64_t(n - 1) * -int64_t(inc) : 0)), inc_(inc) {}
+    T& operator[](int64_t i) const { return first_[i * inc_]; }
+
+  private:
+    T* first_;
+    int64_t inc_;
+};
+
 // ---- scalars ------------------------------------------------------------------------------------
 
 // alpha, beta, c, s: in host pointer mode the value read at call time, in device pointer mode the

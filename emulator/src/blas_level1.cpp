@@ -5,10 +5,33 @@
 // Sizes follow BLAS: n <= 0 does nothing (a reduction then yields 0), and so does incx <= 0 for
 // scal and the one-vector reductions (nrm2, asum, iamax). Negative increments elsewhere walk the
 // vector backwards from its highest address, as in BLAS.
+//
+// The arithmetic is plain loops, not the host BLAS: OpenBLAS's level-1 kernels differ with the
+// CPU they pick, and some are wrong (the AVX-512 scasum of Cooperlake, for unit-stride lengths
+// above 8 that are not multiples of 8; the strided complex dot products load elements outside
+// the vectors, which the guard pages around device allocations turn into a crash). A GPU reads
+// the n elements only and gives the same answer on every machine; so do these loops. Reductions
+// accumulate in double.
 #include "blas_common.h"
+
+#include <cmath>
 
 namespace emu::blas {
 namespace {
+
+// The accumulator of a reduction over elements of type T.
+template <typename T>
+using Accumulator = std::conditional_t<isComplex<T>, cdouble, double>;
+
+// |Re x| + |Im x|: the magnitude asum sums and iamax compares.
+template <typename T>
+Real<T> absSum(T x) {
+    if constexpr (isComplex<T>) {
+        return std::abs(x.real()) + std::abs(x.imag());
+    } else {
+        return std::abs(x);
+    }
+}
 
 // y = x.
 template <typename T>
@@ -17,10 +40,10 @@ cublasStatus_t copy(const char* name, cublasHandle_t handle, int n, const T* x, 
     Call call(name, handle);
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (n <= 0) return call.quickReturn("copy");
-    const T* dx = call.vector(x, n, incx);
-    T* dy = call.vector(y, n, incy);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
+    const Strided<T> dy(call.vector(y, n, incy), n, incy);
     return call.run("copy", 0.0, [=] {
-        pick<T>(cblas_scopy, cblas_dcopy, cblas_ccopy, cblas_zcopy)(n, dx, incx, dy, incy);
+        for (int64_t i = 0; i < n; ++i) dy[i] = dx[i];
     });
 }
 
@@ -31,10 +54,10 @@ cublasStatus_t swap(const char* name, cublasHandle_t handle, int n, T* x, int in
     Call call(name, handle);
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (n <= 0) return call.quickReturn("swap");
-    T* dx = call.vector(x, n, incx);
-    T* dy = call.vector(y, n, incy);
+    const Strided<T> dx(call.vector(x, n, incx), n, incx);
+    const Strided<T> dy(call.vector(y, n, incy), n, incy);
     return call.run("swap", 0.0, [=] {
-        pick<T>(cblas_sswap, cblas_dswap, cblas_cswap, cblas_zswap)(n, dx, incx, dy, incy);
+        for (int64_t i = 0; i < n; ++i) std::swap(dx[i], dy[i]);
     });
 }
 
@@ -47,20 +70,16 @@ cublasStatus_t scal(const char* name, cublasHandle_t handle, int n, const S* alp
     if (!alpha) return kInvalid;
     const Scalar<S> a = call.scalar(alpha);
     if (n <= 0 || incx <= 0) return call.quickReturn("scal");
-    T* dx = call.vector(x, n, incx);
+    const Strided<T> dx(call.vector(x, n, incx), n, incx);
     // A real factor on complex data is two real multiplications per element.
     const double count = std::is_same_v<S, T> ? flops<T>(n, 0) : 2.0 * n;
     return call.run("scal", count, [=] {
         const S av = a.get();
-        if constexpr (std::is_same_v<S, T>) {
-            pick<T>(cblas_sscal, cblas_dscal, cblas_cscal, cblas_zscal)(n, byBlas(av), dx, incx);
-        } else {
-            pickComplex<T>(cblas_csscal, cblas_zdscal)(n, av, dx, incx);
-        }
+        for (int64_t i = 0; i < n; ++i) dx[i] *= av;
     });
 }
 
-// y = alpha * x + y.
+// y = alpha * x + y; alpha == 0 leaves y as it is, unread, as in BLAS.
 template <typename T>
 cublasStatus_t axpy(const char* name, cublasHandle_t handle, int n, const T* alpha, const T* x,
                     int incx, T* y, int incy) {
@@ -69,12 +88,12 @@ cublasStatus_t axpy(const char* name, cublasHandle_t handle, int n, const T* alp
     if (!alpha) return kInvalid;
     const Scalar<T> a = call.scalar(alpha);
     if (n <= 0) return call.quickReturn("axpy");
-    const T* dx = call.vector(x, n, incx);
-    T* dy = call.vector(y, n, incy);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
+    const Strided<T> dy(call.vector(y, n, incy), n, incy);
     return call.run("axpy", flops<T>(n, n), [=] {
         const T av = a.get();
-        pick<T>(cblas_saxpy, cblas_daxpy, cblas_caxpy, cblas_zaxpy)(n, byBlas(av), dx, incx, dy,
-                                                                    incy);
+        if (av == T(0)) return;
+        for (int64_t i = 0; i < n; ++i) dy[i] += av * dx[i];
     });
 }
 
@@ -99,35 +118,22 @@ cublasStatus_t dot(const char* name, cublasHandle_t handle, int n, const T* x, i
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (!result) return kInvalid;
     if (n <= 0) return reduce(call, op, 0.0, result, [] { return T(0); });
-    const T* dx = call.vector(x, n, incx);
-    const T* dy = call.vector(y, n, incy);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
+    const Strided<const T> dy(call.vector(y, n, incy), n, incy);
     return reduce(call, op, flops<T>(n, n), result, [=] {
-        if constexpr (kind == Dot::Real) {
-            return pick<T>(cblas_sdot, cblas_ddot, nullptr, nullptr)(n, dx, incx, dy, incy);
-        } else if (incx != 1 || incy != 1) {
-            // The host BLAS's strided complex dot kernels may load one element past the
-            // vector's last, which the guard page after a device allocation turns into a crash
-            // (seen with zdotu and zdotc). A GPU reads the n elements only, and so does this.
-            T value(0);
-            for (int i = 0; i < n; ++i) {
-                const T xi = dx[vectorIndex(i, n, incx)];
-                value +=
-                    (kind == Dot::Conjugated ? std::conj(xi) : xi) * dy[vectorIndex(i, n, incy)];
-            }
-            return value;
-        } else {
-            T value;
-            if constexpr (kind == Dot::Unconjugated) {
-                pickComplex<T>(cblas_cdotu_sub, cblas_zdotu_sub)(n, dx, incx, dy, incy, &value);
-            } else {
-                pickComplex<T>(cblas_cdotc_sub, cblas_zdotc_sub)(n, dx, incx, dy, incy, &value);
-            }
-            return value;
+        using A = Accumulator<T>;
+        A sum(0);
+        for (int64_t i = 0; i < n; ++i) {
+            A xi(dx[i]);
+            if constexpr (kind == Dot::Conjugated) xi = std::conj(xi);
+            sum += xi * A(dy[i]);
         }
+        return T(sum);
     });
 }
 
-// result = ||x||_2.
+// result = ||x||_2, as a scaled sum of squares (scale^2 * ssq, every |component| <= scale): no
+// intermediate overflows or underflows, whatever the magnitude of the elements.
 template <typename T>
 cublasStatus_t nrm2(const char* name, cublasHandle_t handle, int n, const T* x, int incx,
                     Real<T>* result) {
@@ -136,11 +142,26 @@ cublasStatus_t nrm2(const char* name, cublasHandle_t handle, int n, const T* x, 
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (!result) return kInvalid;
     if (n <= 0 || incx <= 0) return reduce(call, "nrm2", 0.0, result, [] { return R(0); });
-    const T* dx = call.vector(x, n, incx);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
     // One real multiply-add per real component.
     const double count = (isComplex<T> ? 4.0 : 2.0) * n;
     return reduce(call, "nrm2", count, result, [=] {
-        return pick<T>(cblas_snrm2, cblas_dnrm2, cblas_scnrm2, cblas_dznrm2)(n, dx, incx);
+        double scale = 0, ssq = 1;
+        const auto add = [&](double v) {
+            if (v == 0) return;
+            const double a = std::abs(v);
+            if (scale < a) {
+                ssq = 1 + ssq * (scale / a) * (scale / a);
+                scale = a;
+            } else {
+                ssq += (a / scale) * (a / scale);
+            }
+        };
+        for (int64_t i = 0; i < n; ++i) {
+            add(std::real(dx[i]));
+            if constexpr (isComplex<T>) add(dx[i].imag());
+        }
+        return R(scale * std::sqrt(ssq));
     });
 }
 
@@ -153,10 +174,12 @@ cublasStatus_t asum(const char* name, cublasHandle_t handle, int n, const T* x, 
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (!result) return kInvalid;
     if (n <= 0 || incx <= 0) return reduce(call, "asum", 0.0, result, [] { return R(0); });
-    const T* dx = call.vector(x, n, incx);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
     const double count = (isComplex<T> ? 2.0 : 1.0) * n;
     return reduce(call, "asum", count, result, [=] {
-        return pick<T>(cblas_sasum, cblas_dasum, cblas_scasum, cblas_dzasum)(n, dx, incx);
+        double sum = 0;
+        for (int64_t i = 0; i < n; ++i) sum += absSum(dx[i]);
+        return R(sum);
     });
 }
 
@@ -168,29 +191,22 @@ cublasStatus_t iamax(const char* name, cublasHandle_t handle, int n, const T* x,
     if (cublasStatus_t st = call.enter(); st != kSuccess) return st;
     if (!result) return kInvalid;
     if (n <= 0 || incx <= 0) return reduce(call, "iamax", 0.0, result, [] { return 0; });
-    const T* dx = call.vector(x, n, incx);
+    const Strided<const T> dx(call.vector(x, n, incx), n, incx);
     return reduce(call, "iamax", 0.0, result, [=] {
-        const size_t index =
-            pick<T>(cblas_isamax, cblas_idamax, cblas_icamax, cblas_izamax)(n, dx, incx);
-        return int(index) + 1;
+        int best = 0;
+        Real<T> largest = absSum(dx[0]);
+        for (int i = 1; i < n; ++i) {
+            if (absSum(dx[i]) > largest) {
+                best = i;
+                largest = absSum(dx[i]);
+            }
+        }
+        return best + 1;
     });
 }
 
-// (x, y) = (c x + s y, c y - conj(s) x) for a complex s with complex vectors; CBLAS has no
-// such rotation.
-template <typename T>
-void complexRot(int n, T* x, int incx, T* y, int incy, Real<T> c, T s) {
-    for (int64_t i = 0; i < n; ++i) {
-        T& xi = x[vectorIndex(i, n, incx)];
-        T& yi = y[vectorIndex(i, n, incy)];
-        const T xv = xi, yv = yi;
-        xi = c * xv + s * yv;
-        yi = c * yv - std::conj(s) * xv;
-    }
-}
-
-// Applies the plane rotation (c, s) to the pairs (x_i, y_i); S is T, or the real type (srot,
-// drot, csrot, zdrot).
+// Applies the plane rotation (c, s) to the pairs (x_i, y_i): (x, y) = (c x + s y, c y - conj(s) x).
+// S is T, or the real type (srot, drot, csrot, zdrot).
 template <typename T, typename S>
 cublasStatus_t rot(const char* name, cublasHandle_t handle, int n, T* x, int incx, T* y, int incy,
                    const Real<T>* c, const S* s) {
@@ -201,19 +217,22 @@ cublasStatus_t rot(const char* name, cublasHandle_t handle, int n, T* x, int inc
     const Scalar<R> cs = call.scalar(c);
     const Scalar<S> ss = call.scalar(s);
     if (n <= 0) return call.quickReturn("rot");
-    T* dx = call.vector(x, n, incx);
-    T* dy = call.vector(y, n, incy);
+    const Strided<T> dx(call.vector(x, n, incx), n, incx);
+    const Strided<T> dy(call.vector(y, n, incy), n, incy);
     // Per pair: real data 4 multiplications and 2 additions; complex data with a real s, 8 and 4;
     // with a complex s, 2 real-by-complex and 2 complex multiplications and 2 complex additions.
     const double count = !isComplex<T> ? 6.0 * n : isComplex<S> ? 20.0 * n : 12.0 * n;
     return call.run("rot", count, [=] {
         const R cv = cs.get();
         const S sv = ss.get();
-        if constexpr (isComplex<S>) {
-            complexRot(n, dx, incx, dy, incy, cv, sv);
-        } else {
-            pick<T>(cblas_srot, cblas_drot, cblas_csrot, cblas_zdrot)(n, dx, incx, dy, incy, cv,
-                                                                      sv);
+        for (int64_t i = 0; i < n; ++i) {
+            const T xv = dx[i], yv = dy[i];
+            dx[i] = cv * xv + sv * yv;
+            if constexpr (isComplex<S>) {
+                dy[i] = cv * yv - std::conj(sv) * xv;
+            } else {
+                dy[i] = cv * yv - sv * xv;
+            }
         }
     });
 }

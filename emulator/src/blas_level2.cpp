@@ -1,10 +1,37 @@
 // blas_level2.cpp - the emulated cuBLAS level-2 operations: gemv, symv, hemv, trmv, trsv, ger,
 // geru and gerc. The host BLAS does the arithmetic, except for the complex symmetric
 // matrix-vector product, which CBLAS lacks and a plain loop computes.
+//
+// The host BLAS gets the vectors as contiguous copies: some of OpenBLAS's kernels load elements
+// outside a vector (the complex gemv with m = 2 and a non-unit incx, before the first or after the
+// last; zhemv on its upper triangle with an odd n, after the last of y), which the guard pages
+// around device allocations turn into a crash, while a GPU touches the vector's elements only.
 #include "blas_common.h"
 
 namespace emu::blas {
 namespace {
+
+// A copy of a strided vector's n elements, contiguous, with room on both sides for the loads of a
+// kernel that strays past its ends (up to one 64-byte vector register).
+template <typename T>
+class Contiguous {
+  public:
+    Contiguous(const T* lowest, int n, int inc) : buffer_(n + 2 * kRoom), n_(n) {
+        const Strided<const T> v(lowest, n, inc);
+        for (int64_t i = 0; i < n; ++i) buffer_[kRoom + i] = v[i];
+    }
+    T* data() { return buffer_.data() + kRoom; }
+    // Copies the elements back into the vector they came from.
+    void copyTo(T* lowest, int inc) const {
+        const Strided<T> v(lowest, n_, inc);
+        for (int64_t i = 0; i < n_; ++i) v[i] = buffer_[kRoom + i];
+    }
+
+  private:
+    static constexpr size_t kRoom = 64 / sizeof(T) + 1;
+    std::vector<T> buffer_;
+    int n_;
+};
 
 // y = alpha * op(A) * x + beta * y, A m x n.
 template <typename T>
@@ -29,8 +56,11 @@ cublasStatus_t gemv(const char* name, cublasHandle_t handle, cublasOperation_t t
     const double mn = double(m) * n;
     return call.run("gemv", flops<T>(mn, mn), [=] {
         const T av = a.get(), bv = b.get();
-        pick<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(
-            CblasColMajor, ctrans, m, n, byBlas(av), dA, lda, dx, incx, byBlas(bv), dy, incy);
+        Contiguous<T> cx(dx, lenX, incx), cy(dy, lenY, incy);
+        pick<T>(cblas_sgemv, cblas_dgemv, cblas_cgemv, cblas_zgemv)(CblasColMajor, ctrans, m, n,
+                                                                    byBlas(av), dA, lda, cx.data(),
+                                                                    1, byBlas(bv), cy.data(), 1);
+        cy.copyTo(dy, incy);
     });
 }
 
@@ -79,14 +109,18 @@ cublasStatus_t symv(const char* name, cublasHandle_t handle, cublasFillMode_t up
     const double n2 = double(n) * n;
     return call.run(op, flops<T>(n2, n2), [=] {
         const T av = a.get(), bv = b.get();
-        if constexpr (Hermitian) {
-            pickComplex<T>(cblas_chemv, cblas_zhemv)(CblasColMajor, cuplo, n, &av, dA, lda, dx,
-                                                     incx, &bv, dy, incy);
-        } else if constexpr (isComplex<T>) {
+        if constexpr (isComplex<T> && !Hermitian) {
             complexSymv(cuplo == CblasUpper, n, av, dA, lda, dx, incx, bv, dy, incy);
         } else {
-            pick<T>(cblas_ssymv, cblas_dsymv, nullptr, nullptr)(CblasColMajor, cuplo, n, av, dA,
-                                                                lda, dx, incx, bv, dy, incy);
+            Contiguous<T> cx(dx, n, incx), cy(dy, n, incy);
+            if constexpr (Hermitian) {
+                pickComplex<T>(cblas_chemv, cblas_zhemv)(CblasColMajor, cuplo, n, &av, dA, lda,
+                                                         cx.data(), 1, &bv, cy.data(), 1);
+            } else {
+                pick<T>(cblas_ssymv, cblas_dsymv, nullptr, nullptr)(
+                    CblasColMajor, cuplo, n, av, dA, lda, cx.data(), 1, bv, cy.data(), 1);
+            }
+            cy.copyTo(dy, incy);
         }
     });
 }
@@ -111,13 +145,15 @@ cublasStatus_t trmv(const char* name, cublasHandle_t handle, cublasFillMode_t up
     const CBLAS_TRANSPOSE ctrans = cblasOp<T>(trans);
     const CBLAS_DIAG cdiag = cblasDiag(diag);
     return call.run(op, flops<T>(0.5 * n * (n + 1.0), 0.5 * n * (n - 1.0)), [=] {
+        Contiguous<T> cx(dx, n, incx);
         if constexpr (Solve) {
             pick<T>(cblas_strsv, cblas_dtrsv, cblas_ctrsv, cblas_ztrsv)(
-                CblasColMajor, cuplo, ctrans, cdiag, n, dA, lda, dx, incx);
+                CblasColMajor, cuplo, ctrans, cdiag, n, dA, lda, cx.data(), 1);
         } else {
             pick<T>(cblas_strmv, cblas_dtrmv, cblas_ctrmv, cblas_ztrmv)(
-                CblasColMajor, cuplo, ctrans, cdiag, n, dA, lda, dx, incx);
+                CblasColMajor, cuplo, ctrans, cdiag, n, dA, lda, cx.data(), 1);
         }
+        cx.copyTo(dx, incx);
     });
 }
 
@@ -143,15 +179,16 @@ cublasStatus_t ger(const char* name, cublasHandle_t handle, int m, int n, const 
     const double mn = double(m) * n;
     return call.run(op, flops<T>(mn, mn), [=] {
         const T av = a.get();
+        Contiguous<T> cx(dx, m, incx), cy(dy, n, incy);
         if constexpr (kind == Rank1::Real) {
-            pick<T>(cblas_sger, cblas_dger, nullptr, nullptr)(CblasColMajor, m, n, av, dx, incx, dy,
-                                                              incy, dA, lda);
+            pick<T>(cblas_sger, cblas_dger, nullptr, nullptr)(CblasColMajor, m, n, av, cx.data(), 1,
+                                                              cy.data(), 1, dA, lda);
         } else if constexpr (kind == Rank1::Unconjugated) {
-            pickComplex<T>(cblas_cgeru, cblas_zgeru)(CblasColMajor, m, n, &av, dx, incx, dy, incy,
-                                                     dA, lda);
+            pickComplex<T>(cblas_cgeru, cblas_zgeru)(CblasColMajor, m, n, &av, cx.data(), 1,
+                                                     cy.data(), 1, dA, lda);
         } else {
-            pickComplex<T>(cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &av, dx, incx, dy, incy,
-                                                     dA, lda);
+            pickComplex<T>(cblas_cgerc, cblas_zgerc)(CblasColMajor, m, n, &av, cx.data(), 1,
+                                                     cy.data(), 1, dA, lda);
         }
     });
 }

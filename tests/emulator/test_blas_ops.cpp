@@ -1,11 +1,14 @@
-// Every emulated cuBLAS operation against the host BLAS on the same data, in the four precisions,
-// over its transpose, side, triangle, diagonal and increment variants. Leading dimensions exceed
-// the rows and increments leave gaps, so that writes outside an operand are caught: every operand
-// is compared whole, inputs included.
+// Every emulated cuBLAS operation in the four precisions, over its transpose, side, triangle,
+// diagonal and increment variants: levels 2 and 3 against the host BLAS on the same data, level 1
+// against plain loops (the host BLAS's level-1 kernels change with the CPU, and some are wrong).
+// Leading dimensions exceed the rows and increments leave gaps, so that writes outside an operand
+// are caught: every operand is compared whole, inputs included. Vectors lie flush against the
+// inaccessible page before or after their allocation, so that a load outside them crashes.
 #include "test_blas_support.h"
 
 #include <functional>
 #include <memory>
+#include <numeric>
 
 namespace blastest {
 namespace {
@@ -16,6 +19,7 @@ constexpr cublasSideMode_t kSides[] = {CUBLAS_SIDE_LEFT, CUBLAS_SIDE_RIGHT};
 constexpr cublasDiagType_t kDiags[] = {CUBLAS_DIAG_NON_UNIT, CUBLAS_DIAG_UNIT};
 // (incx, incy) pairs: unit, strided, and backwards.
 constexpr std::pair<int, int> kIncs[] = {{1, 1}, {2, -1}, {-3, 2}};
+constexpr Edge kEdges[] = {Edge::First, Edge::Last};
 
 template <typename T>
 const T kAlpha = scalar<T>(1.5, -0.5);
@@ -62,9 +66,9 @@ struct Value {
 template <typename T>
 class Mirror {
   public:
-    Mirror(cublasHandle_t handle, std::vector<std::vector<T>> operands)
+    Mirror(cublasHandle_t handle, std::vector<std::vector<T>> operands, Edge edge = Edge::Any)
         : handle_(handle), host_(std::move(operands)) {
-        for (const auto& o : host_) device_.push_back(std::make_unique<DeviceArray<T>>(o));
+        for (const auto& o : host_) device_.push_back(std::make_unique<DeviceArray<T>>(o, edge));
     }
     template <typename F, typename... Args>
     void device(F cublas, const Args&... args) {
@@ -78,11 +82,6 @@ class Mirror {
     void both(F cublas, G cblas, const Args&... args) {
         device(cublas, args...);
         host(cblas, args...);
-    }
-    template <typename F, typename G, typename... Args>
-    void level1(F cublas, G cblas, const Args&... args) {
-        device(cublas, args...);
-        cblas(onHost(args)...);
     }
     T* operator[](Operand o) { return host_[o.index].data(); }
     void check(double tol) {
@@ -268,23 +267,29 @@ std::vector<T> completed(const T* a0, int n, int lda, cublasFillMode_t uplo, boo
 }
 
 // gemv with every transpose and increment; symv (every precision) and hemv (complex) in both
-// triangles against gemv on the completed matrix. beta == 0 leaves y unread.
+// triangles against gemv on the completed matrix. beta == 0 leaves y unread. Two rows and an odd
+// order are where host kernels have loaded outside a vector (complex gemv, zhemv).
 TYPED_TEST(BlasOps, GemvSymvHemv) {
     using T = TypeParam;
-    const int m = 6, n = 5, lda = m + 2;
     const Value<T> alpha{kAlpha<T>};
     const auto kinds = isComplex<T> ? std::vector{0, 1, 2} : std::vector{0, 1};  // ge, sy, he
-    for (const auto& c : every(kinds, kOps, kUplos, kIncs, std::vector{kBeta<T>, T(0)})) {
-        const auto [kind, trans, uplo, incs, beta] = c;
+    const auto shapes = std::vector{std::pair(6, 5), std::pair(2, 3)};
+    for (const auto& c :
+         every(shapes, kinds, kOps, kUplos, kIncs, std::vector{kBeta<T>, T(0)}, kEdges)) {
+        const auto [shape, kind, trans, uplo, incs, beta, edge] = c;
+        const auto [m, n] = shape;
         const auto [incx, incy] = incs;
+        const int lda = m + 2;
         // The general matrix has no triangle; the symmetric ones have no transpose.
         if (kind == 0 ? uplo != CUBLAS_FILL_MODE_LOWER : trans != CUBLAS_OP_N) continue;
         SCOPED_TRACE(testing::PrintToString(c));
         const int rows = kind == 0 ? m : n;
         const int lenX = trans == CUBLAS_OP_N ? n : rows, lenY = rows + n - lenX;
-        Mirror<T> mirror(this->handle, {randomVector<T>(size_t(lda) * n, 20),
-                                        randomVector<T>(span(lenX, incx), 21),
-                                        output<T>(span(lenY, incy), 22, beta)});
+        Mirror<T> mirror(
+            this->handle,
+            {randomVector<T>(size_t(lda) * n, 20), randomVector<T>(span(lenX, incx), 21),
+             output<T>(span(lenY, incy), 22, beta)},
+            edge);
         const auto full = kind == 0 ? std::vector<T>(mirror[A], mirror[A] + size_t(lda) * n)
                                     : completed(mirror[A], n, lda, uplo, kind == 2);
         if (kind == 0) {
@@ -307,118 +312,164 @@ TYPED_TEST(BlasOps, GemvSymvHemv) {
 TYPED_TEST(BlasOps, TrmvAndTrsv) {
     using T = TypeParam;
     const int n = 6, lda = n + 2;
-    for (const auto& c : every(kUplos, kOps, kDiags, std::vector{1, -2})) {
+    for (const auto& c : every(kUplos, kOps, kDiags, std::vector{1, -2}, kEdges)) {
         SCOPED_TRACE(testing::PrintToString(c));
-        const auto [uplo, trans, diag, incx] = c;
+        const auto [uplo, trans, diag, incx, edge] = c;
         Mirror<T> mirror(this->handle,
                          {dominantMatrix<T>(n, lda, 28), randomVector<T>(span(n, incx), 29),
-                          randomVector<T>(span(n, incx), 30)});
+                          randomVector<T>(span(n, incx), 30)},
+                         edge);
         mirror.both(CUBLAS(T, trmv), CBLAS(T, trmv), uplo, trans, diag, n, A, lda, B, incx);
         mirror.both(CUBLAS(T, trsv), CBLAS(T, trsv), uplo, trans, diag, n, A, lda, C, incx);
         mirror.check(tolerance<T>(n));
     }
 }
 
-// ---- rank-one updates and level 1 ---------------------------------------------------------------
-
-// ger for real data, geru (into A) and gerc (into A2) for complex data; then axpy into y, swap x
-// and y, copy y into z (laid out like x), scal z by T and (complex data) by a real factor, and
-// rotate x and y with a real sine and (complex data) a complex one s: x' = c x + s y,
-// y' = c y - conj(s) x.
-TYPED_TEST(BlasOps, RankOneUpdatesAndVectorOperations) {
+// ger for real data, geru (into A) and gerc (into A2) for complex data.
+TYPED_TEST(BlasOps, RankOneUpdates) {
     using T = TypeParam;
-    using R = Real<T>;
     const int m = 5, n = 4, lda = m + 1;
     const Value<T> alpha{kAlpha<T>};
-    const R real = -3.0, c = 0.6, realSine = 0.8;
-    const T s = scalar<T>(0.48, -0.64);
-    for (auto [incx, incy] : kIncs) {
-        SCOPED_TRACE(testing::Message() << "incs " << incx << "," << incy);
-        const int inc = std::abs(incx);
+    for (const auto& c : every(kIncs, kEdges)) {
+        SCOPED_TRACE(testing::PrintToString(c));
+        const auto [incs, edge] = c;
+        const auto [incx, incy] = incs;
         Mirror<T> mirror(
             this->handle,
-            {randomVector<T>(span(m, incx), 30), randomVector<T>(span(m, incy), 31),
-             randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33),
-             randomVector<T>(span(m, incx), 35)});
-        const auto [x, y, z] = std::tuple(A, B, E);
-        const auto rotate = [&](T sine, T conjSine) {
-            for (int i = 0; i < m; ++i) {
-                T& xi = mirror[x][at(i, m, incx)];
-                T& yi = mirror[y][at(i, m, incy)];
-                const T x0 = xi;
-                xi = c * x0 + sine * yi;
-                yi = c * yi - conjSine * x0;
-            }
-        };
+            {randomVector<T>(span(m, incx), 30), randomVector<T>(span(n, incy), 31),
+             randomVector<T>(size_t(lda) * n, 32), randomVector<T>(size_t(lda) * n, 33)},
+            edge);
         mirror.both(choose<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2),
-                    choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru), m, n, alpha, x,
-                    incx, y, incy, C, lda);
-        mirror.level1(CUBLAS(T, axpy), CBLAS(T, axpy), m, alpha, x, incx, y, incy);
-        mirror.level1(CUBLAS(T, swap), CBLAS(T, swap), m, x, incx, y, incy);
-        mirror.level1(CUBLAS(T, copy), CBLAS(T, copy), m, y, incy, z, incx);
-        mirror.level1(CUBLAS(T, scal), CBLAS(T, scal), m, alpha, z, inc);
-        mirror.device(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2), m, x,
-                      incx, y, incy, Value{c}, Value{realSine});
-        rotate(T(realSine), T(realSine));
+                    choose<T>(cblas_sger, cblas_dger, cblas_cgeru, cblas_zgeru), m, n, alpha, A,
+                    incx, B, incy, C, lda);
         if constexpr (isComplex<T>) {
             mirror.both(choose<T>(0, 0, cublasCgerc_v2, cublasZgerc_v2),
-                        choose<T>(0, 0, cblas_cgerc, cblas_zgerc), m, n, alpha, x, incx, y, incy, D,
+                        choose<T>(0, 0, cblas_cgerc, cblas_zgerc), m, n, alpha, A, incx, B, incy, D,
                         lda);
-            mirror.level1(choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2),
-                          choose<T>(0, 0, cblas_csscal, cblas_zdscal), m, Value{real}, z, inc);
-            mirror.device(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2), m, x, incx, y, incy,
-                          Value{c}, Value{s});
-            rotate(s, std::conj(s));
         }
         mirror.check(tolerance<T>(1));
     }
 }
 
-// dot (dotu, dotc), nrm2, asum and iamax into host memory; n <= 0 and, for the one-vector
-// reductions, incx <= 0 give 0. Both an even and an odd length: vectorised host kernels take
-// different paths for them, and a strided one that loads past the last element hits the guard
-// page after the allocation.
-TYPED_TEST(BlasOps, Reductions) {
+// ---- level 1 ------------------------------------------------------------------------------------
+
+// Lengths on both sides of the host kernels' unrolling, up to a few hundred; each increment as
+// incx and as incy (the one-vector operations take |incx|).
+constexpr int kLengths[] = {1, 8, 9, 17, 33, 100, 257};
+constexpr std::pair<int, int> kLevel1Incs[] = {{1, 1}, {2, -1}, {-1, -3}, {-3, 2}};
+
+template <typename T>
+long double absSum(T x) {
+    return std::abs(std::real(x)) + std::abs(std::imag(x));
+}
+
+// Every level-1 operation on the same x and y. First the reductions into host memory against sums
+// in long double: dot (dotu, dotc), asum, iamax and nrm2, the latter also at scales where the
+// squares overflow or underflow. The elements of x have distinct |Re| + |Im| (a shuffle of 1 .. n,
+// over n + 1), so that iamax has one answer whatever the rounding, but for an exact copy of the
+// largest (parts swapped, or negated) placed last, which must not win. Then axpy into y, swap x
+// and y, copy y into z (laid out like x), scal z by T and (complex data) by a real factor, and
+// rotate x and y with a real sine and (complex data) a complex one s: x' = c x + s y,
+// y' = c y - conj(s) x; the same steps as plain loops give the expected vectors. Last, n <= 0
+// and, for the one-vector reductions, incx <= 0 give 0.
+TYPED_TEST(BlasOps, Level1) {
     using T = TypeParam;
     using R = Real<T>;
+    using E = std::complex<long double>;  // the reference sums
+    using Limits = std::numeric_limits<R>;
     const auto h = this->handle;
     const auto nrm2 = choose<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2);
     const auto asum = choose<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2);
     const auto amax = choose<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2);
     const auto dotu = choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2);
-    for (const auto& [n, incs] : every(std::vector{8, 9}, kIncs)) {
+    const auto dotc = choose<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotc_v2, cublasZdotc_v2);
+    const T alpha = kAlpha<T>, s = scalar<T>(0.48, -0.64);
+    const R real = -3.0, c = 0.6, realSine = 0.8;
+    for (const auto& [n, incs, edge] : every(kLengths, kLevel1Incs, kEdges)) {
         const auto [incx, incy] = incs;
-        SCOPED_TRACE(testing::Message() << "n " << n << " incs " << incx << "," << incy);
-        auto x = randomVector<T>(span(n, incx), 36), y = randomVector<T>(span(n, incy), 37);
-        // A known largest element (|Re| + |Im| = 9), and a tie after it that must not win.
         const int inc1 = std::abs(incx);
-        x[at(4, n, inc1)] = scalar<T>(-5.0, 4.0);
-        x[at(6, n, inc1)] = scalar<T>(4.0, -5.0);
-        T expectU = T(0), expectC = T(0), dot = T(99);
-        double squares = 0, sumAbs = 0;
+        SCOPED_TRACE(testing::Message()
+                     << "n " << n << " incs " << incx << "," << incy << " edge " << int(edge));
+        auto x = randomVector<T>(span(n, incx), 36), y = randomVector<T>(span(n, incy), 37),
+             z = randomVector<T>(span(n, incx), 38);
+        const auto X = [&](int i) -> T& { return x[at(i, n, incx)]; };
+        const auto Y = [&](int i) -> T& { return y[at(i, n, incy)]; };
+        const auto Z = [&](int i) -> T& { return z[at(i, n, incx)]; };
+        std::vector<int> rank(n);
+        std::iota(rank.begin(), rank.end(), 1);
+        std::shuffle(rank.begin(), rank.end(), std::mt19937(n));
         for (int i = 0; i < n; ++i) {
-            const T xi = x[at(i, n, incx)], yi = y[at(i, n, incy)];
-            expectU += xi * yi;
-            if constexpr (isComplex<T>) expectC += std::conj(xi) * yi;
-            squares += std::norm(xi);
-            sumAbs += std::abs(std::real(xi)) + std::abs(std::imag(xi));
+            T& xi = x[at(i, n, inc1)];
+            xi *= R(rank[i] / (n + 1.0) / absSum(xi));
         }
-        DeviceArray<T> dx(x), dy(y);
-        R nrm = -1, sum = -1;
-        int index = -1;
+        const int largest = int(std::max_element(rank.begin(), rank.end()) - rank.begin());
+        if (largest < n - 1) {
+            const T top = x[at(largest, n, inc1)];
+            x[at(n - 1, n, inc1)] = isComplex<T> ? scalar<T>(std::imag(top), std::real(top)) : -top;
+        }
+        E expectU = 0, expectC = 0;
+        long double products = 0, squares = 0, sumAbs = 0;
+        for (int i = 0; i < n; ++i) {
+            expectU += E(X(i)) * E(Y(i));
+            expectC += std::conj(E(X(i))) * E(Y(i));
+            products += absSum(X(i)) * absSum(Y(i));
+            squares += std::norm(E(X(i)));
+            sumAbs += absSum(X(i));
+        }
+        const double tol = tolerance<T>(n);
+        DeviceArray<T> dx(x, edge), dy(y, edge), dz(z, edge);
+        T dot = T(99);
         EXPECT_OK(dotu(h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
-        EXPECT_TRUE(near<T>({expectU}, {dot}, tolerance<T>(n)));
-        if constexpr (isComplex<T>) {
-            EXPECT_OK(choose<T>(0, 0, cublasCdotc_v2, cublasZdotc_v2)(
-                h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
-            EXPECT_TRUE(near<T>({expectC}, {dot}, tolerance<T>(n)));
-        }
-        EXPECT_OK(nrm2(h, n, cu(dx.get()), inc1, &nrm));
+        EXPECT_LE(std::abs(E(dot) - expectU), tol * products) << "dotu " << dot;
+        EXPECT_OK(dotc(h, n, cu(dx.get()), incx, cu(dy.get()), incy, cu(&dot)));
+        EXPECT_LE(std::abs(E(dot) - expectC), tol * products) << "dotc " << dot;
+        R sum = -1;
+        int index = -1;
         EXPECT_OK(asum(h, n, cu(dx.get()), inc1, &sum));
+        EXPECT_NEAR(sum, sumAbs, tol * sumAbs);
         EXPECT_OK(amax(h, n, cu(dx.get()), inc1, &index));
-        EXPECT_NEAR(nrm, std::sqrt(squares), tolerance<T>(n) * std::sqrt(squares));
-        EXPECT_NEAR(sum, sumAbs, tolerance<T>(n) * sumAbs);
-        EXPECT_EQ(index, 5);  // 1-based
+        EXPECT_EQ(index, largest + 1);  // 1-based
+        for (R scale : {R(1), std::ldexp(R(1), Limits::max_exponent - 10),
+                        std::ldexp(R(1), Limits::min_exponent + Limits::digits)}) {
+            std::vector<T> scaled(x);
+            for (T& v : scaled) v *= scale;
+            DeviceArray<T> ds(scaled, edge);
+            R nrm = -1;
+            EXPECT_OK(nrm2(h, n, cu(ds.get()), inc1, &nrm));
+            EXPECT_NEAR(nrm, scale * std::sqrt(squares), tol * scale * std::sqrt(squares))
+                << "scale " << scale;
+        }
+
+        EXPECT_OK(CUBLAS(T, axpy)(h, n, cu(&alpha), cu(dx.get()), incx, cu(dy.get()), incy));
+        EXPECT_OK(CUBLAS(T, swap)(h, n, cu(dx.get()), incx, cu(dy.get()), incy));
+        EXPECT_OK(CUBLAS(T, copy)(h, n, cu(dy.get()), incy, cu(dz.get()), incx));
+        EXPECT_OK(CUBLAS(T, scal)(h, n, cu(&alpha), cu(dz.get()), inc1));
+        EXPECT_OK(choose<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
+            h, n, cu(dx.get()), incx, cu(dy.get()), incy, &c, &realSine));
+        const auto rotate = [&](T sine, T conjSine) {
+            for (int i = 0; i < n; ++i) {
+                const T x0 = X(i);
+                X(i) = c * x0 + sine * Y(i);
+                Y(i) = c * Y(i) - conjSine * x0;
+            }
+        };
+        for (int i = 0; i < n; ++i) {
+            Y(i) += alpha * X(i);
+            std::swap(X(i), Y(i));
+            Z(i) = alpha * Y(i);
+        }
+        rotate(T(realSine), T(realSine));
+        if constexpr (isComplex<T>) {
+            EXPECT_OK(
+                choose<T>(0, 0, cublasCsscal_v2, cublasZdscal_v2)(h, n, &real, cu(dz.get()), inc1));
+            EXPECT_OK(choose<T>(0, 0, cublasCrot_v2, cublasZrot_v2)(
+                h, n, cu(dx.get()), incx, cu(dy.get()), incy, &c, cu(&s)));
+            for (int i = 0; i < n; ++i) Z(i) *= real;
+            rotate(s, std::conj(s));
+        }
+        EXPECT_TRUE(near(x, dx.read(), tolerance<T>(1))) << "x";
+        EXPECT_TRUE(near(y, dy.read(), tolerance<T>(1))) << "y";
+        EXPECT_TRUE(near(z, dz.read(), tolerance<T>(1))) << "z";
     }
     DeviceArray<T> dx(randomVector<T>(4, 39));
     for (auto [n, incx] : {std::pair(0, 1), std::pair(-1, 1), std::pair(4, 0), std::pair(4, -1)}) {

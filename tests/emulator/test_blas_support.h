@@ -16,6 +16,8 @@
 #include <type_traits>
 #include <vector>
 
+#include <unistd.h>
+
 namespace blastest {
 
 using namespace emutest;
@@ -132,12 +134,19 @@ template <typename T>
     return ::testing::AssertionSuccess();
 }
 
+// Where a device array lies: wherever the allocator puts it, or in whole pages flush against the
+// inaccessible page before or after them, so that a load outside its elements faults.
+enum class Edge { Any, First, Last };
+
 // A device allocation holding a copy of a host vector.
 template <typename T>
 class DeviceArray {
   public:
-    explicit DeviceArray(const std::vector<T>& host)
-        : size_(host.size()), ptr_(deviceAlloc<T>(size_)) {
+    explicit DeviceArray(const std::vector<T>& host, Edge edge = Edge::Any) : size_(host.size()) {
+        const size_t page = size_t(sysconf(_SC_PAGESIZE)) / sizeof(T);
+        const size_t count = edge == Edge::Any ? size_ : (size_ + page - 1) / page * page;
+        base_ = deviceAlloc<T>(count);
+        ptr_ = edge == Edge::Last ? base_ + (count - size_) : base_;
         write(host);
     }
     explicit DeviceArray(size_t n) : DeviceArray(std::vector<T>(n)) {}
@@ -146,7 +155,7 @@ class DeviceArray {
     // Pending work (an unsynchronised call) must finish before the free.
     ~DeviceArray() {
         cudaDeviceSynchronize();
-        cudaFree(ptr_);
+        cudaFree(base_);
     }
     T* get() const { return ptr_; }
 
@@ -165,6 +174,7 @@ class DeviceArray {
 
   private:
     size_t size_;
+    T* base_;
     T* ptr_;
 };
 
