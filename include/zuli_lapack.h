@@ -204,5 +204,6 @@ static_assert(sizeof(zuliComplexDouble) == sizeof(std::complex<double>) &&
 #include "zuli_lapack_auxiliary.h"
 #include "zuli_lapack_householder.h"
 #include "zuli_lapack_solvers.h"
+#include "zuli_lapack_orthogonal.h"
 
 #endif /* ZULI_LAPACK_H */

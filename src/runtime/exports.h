@@ -109,10 +109,18 @@ decltype(auto) callInternal(F&& f, Args... args) {
     }
 
 #define ZULI_EXPORT_ROW(L, NAME, PARAMS, ARGS) ZULI_EXPORT_AS(L, L##NAME, NAME, (T), PARAMS, ARGS)
+#define ZULI_EXPORT_NAMED_ROW(L, CNAME, BODY, PARAMS, ARGS) \
+    ZULI_EXPORT_AS(L, L##CNAME, BODY, (T), PARAMS, ARGS)
 
 // ZULI_EXPORT(ALL | REAL | COMPLEX, name, (parameters), (arguments))
 #define ZULI_EXPORT(LIST, NAME, PARAMS, ARGS) \
     ZULI_EXPORT_LIST_##LIST(ZULI_EXPORT_ROW, NAME, PARAMS, ARGS)
+// The same for a C name that differs from the body's: the complex members of a family named
+// after the real ones, e.g. ZULI_EXPORT_NAMED(COMPLEX, ungqr, orgqr, ...) defines zuliCungqr,
+// zuliZungqr, zuliDeviceCungqr and zuliDeviceZungqr, which run host::orgqr<T> and orgqr<T>.
+#define ZULI_EXPORT_NAMED(LIST, CNAME, BODY, PARAMS, ARGS) \
+    ZULI_EXPORT_LIST_##LIST(ZULI_EXPORT_NAMED_ROW, CNAME, BODY, PARAMS, ARGS)
+
 #define ZULI_EXPORT_LIST_ALL ZULI_FOR_EACH_PRECISION
 #define ZULI_EXPORT_LIST_REAL ZULI_FOR_EACH_REAL_PRECISION
 #define ZULI_EXPORT_LIST_COMPLEX ZULI_FOR_EACH_COMPLEX_PRECISION

@@ -47,6 +47,13 @@ constexpr int bandBlockSize(int capabilityCode) {
     return baseBlockSize<T>(capabilityCode);
 }
 
+// The orthogonal factorizations and the generation and application of their Q (geqrf, gelqf,
+// geqlf, gerqf, geqrfp, orgqr, ormqr and kin): the base block size.
+template <typename T>
+constexpr int qrBlockSize(int capabilityCode) {
+    return baseBlockSize<T>(capabilityCode);
+}
+
 // The LU inverse works on block columns of this width, whatever the precision and device.
 inline constexpr int kInverseBlockSize = 64;
 

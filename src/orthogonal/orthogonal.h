@@ -1,0 +1,54 @@
+// orthogonal.h - the device-interface bodies of the orthogonal factorizations and of the
+// generation and application of their Q, for routines that run one another nested (least
+// squares, the SVD and the eigensolvers). Each routine's file also holds its host-interface body
+// (host::name) and its export row; the complex members are exported under LAPACK's complex names
+// (ungqr, unmqr, ...) and run the same templates.
+//
+// Pointers are device pointers; tau holds min(m, n) (factorizations) or k scalars. Every body
+// begins with its argument checks and raises every failure as an exception (a positive info of a
+// host LAPACK step is zuliDataError with that info).
+#pragma once
+
+#include "runtime/complex.h"
+#include "runtime/context.h"
+
+namespace zuli {
+
+// ---- factorizations (qr.cpp) --------------------------------------------------------------------
+
+template <typename T>
+void geqrf(const CallContext& ctx, int m, int n, T* a, int lda, T* tau);
+template <typename T>
+void geqrfp(const CallContext& ctx, int m, int n, T* a, int lda, T* tau);
+template <typename T>
+void gelqf(const CallContext& ctx, int m, int n, T* a, int lda, T* tau);
+template <typename T>
+void geqlf(const CallContext& ctx, int m, int n, T* a, int lda, T* tau);
+template <typename T>
+void gerqf(const CallContext& ctx, int m, int n, T* a, int lda, T* tau);
+
+// ---- generating and applying Q (q.cpp) ----------------------------------------------------------
+
+template <typename T>
+void orgqr(const CallContext& ctx, int m, int n, int k, T* a, int lda, const T* tau);
+template <typename T>
+void orglq(const CallContext& ctx, int m, int n, int k, T* a, int lda, const T* tau);
+template <typename T>
+void orgql(const CallContext& ctx, int m, int n, int k, T* a, int lda, const T* tau);
+template <typename T>
+void orgrq(const CallContext& ctx, int m, int n, int k, T* a, int lda, const T* tau);
+
+template <typename T>
+void ormqr(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
+           const T* tau, T* c, int ldc);
+template <typename T>
+void ormlq(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
+           const T* tau, T* c, int ldc);
+template <typename T>
+void ormql(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
+           const T* tau, T* c, int ldc);
+template <typename T>
+void ormrq(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
+           const T* tau, T* c, int ldc);
+
+}  // namespace zuli
