@@ -13,6 +13,16 @@ if(TARGET zuli_lapack)
   list(APPEND ZULI_INSTALL_TARGETS zuli_lapack)
 endif()
 
+# Installed, each library looks for its own dependencies beside itself first: the emulated flavor
+# finds libzuli_emu.so wherever the prefix is, with no run path or LD_LIBRARY_PATH in the program.
+# The GPU flavor gets the same for consistency; libcudart and libcublas are left to the system's
+# search (the toolkit's ld.so configuration or the program's own run path). The build tree keeps
+# its run paths to the build directories, except for the emulated GPU, which needs none: it has
+# $ORIGIN there too, so that installing need not rewrite it (CMake pads a run path it will
+# rewrite with empty entries, which the loader reads as the current directory).
+set_target_properties(${ZULI_INSTALL_TARGETS} PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(zuli_emu PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+
 install(TARGETS ${ZULI_INSTALL_TARGETS} EXPORT zuli_lapackTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build tree into a scratch prefix, then builds and runs an outside program against
-# it with find_package (both flavors) and with pkg-config (emulated flavor).
+# it with find_package (both flavors), with pkg-config (emulated flavor), and linked with the
+# emulated flavor's library alone.
 set -euo pipefail
 build=$1; src=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d); trap 'rm -rf "$work"' EXIT
@@ -18,6 +19,11 @@ export PKG_CONFIG_PATH=$prefix/lib/pkgconfig:$prefix/lib64/pkgconfig:$(ls -d "$p
 cc -o "$work/app_pc" "$src/app.c" $(pkg-config --cflags --libs zuli_lapack_emu)
 libdir=$(pkg-config --variable=libdir zuli_lapack_emu)
 LD_LIBRARY_PATH=$libdir "$work/app_pc"
+# Linked with the library alone and a run path to the prefix only: the library must find the
+# emulated GPU beside itself.
+cc -o "$work/app_alone" -DZULI_APP_LIBRARY_ONLY "$src/app.c" -I"$prefix/include" \
+    -L"$libdir" -lzuli_lapack_emu -Wl,-rpath,"$libdir"
+env -u LD_LIBRARY_PATH "$work/app_alone"
 if pkg-config --exists zuli_lapack; then
     cc -o "$work/app_pc_gpu" "$src/app.c" $(pkg-config --cflags --libs zuli_lapack) \
         -I/usr/local/cuda/include -L/usr/local/cuda/lib64 -lcudart
