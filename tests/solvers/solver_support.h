@@ -7,6 +7,7 @@
 #include "runtime/host_lapack.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <string>
 #include <vector>
@@ -90,6 +91,91 @@ double solveResidual(const Matrix<T>& a, const Matrix<T>& x, const Matrix<T>& b)
         worst = std::max(worst, r / (anorm * xn * a.n * epsilon<T>()));
     }
     return worst;
+}
+
+// ||P A - L U|| / (max(m, n) ||A|| eps) with the max norm, from getrf's factors f and pivots piv
+// of the m x n matrix a: LAPACK's kind of test ratio, of order 1 for a backward-stable
+// factorization.
+template <typename T>
+double luResidual(const Matrix<T>& a, const Matrix<T>& f, const std::vector<int>& piv) {
+    const int m = a.m, n = a.n, k = std::min(m, n);
+    Matrix<T> pa = a, l(m, k, m), u(k, n, k);
+    for (int i = 0; i < k; ++i)
+        for (int j = 0; j < n; ++j) std::swap(pa(i, j), pa(piv[size_t(i)] - 1, j));
+    for (int j = 0; j < k; ++j)
+        for (int i = 0; i < m; ++i) l(i, j) = i == j ? T(1) : (i > j ? f(i, j) : T(0));
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < k; ++i) u(i, j) = i <= j ? f(i, j) : T(0);
+    const T one(1), minusOne(-1);
+    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+        CblasColMajor, CblasNoTrans, CblasNoTrans, m, n, k, blas_test::byBlas(minusOne), l.ptr(),
+        l.ld, u.ptr(), u.ld, blas_test::byBlas(one), pa.ptr(), pa.ld);
+    return maxAbs(pa) / (std::max(m, n) * maxAbs(a) * epsilon<T>());
+}
+
+// ---- pivots ------------------------------------------------------------------------------------
+//
+// Partial pivoting takes the candidate of largest |re| + |im|. Where two candidates lie within
+// rounding of each other, another summation order (another host BLAS, a GPU's cuBLAS) may take the
+// other one, and every step after it differs. So pivots are compared with LAPACK's only on
+// matrices built without near ties (dominateColumns); any other factorization is judged by how
+// well its factors reproduce the matrix and by its multipliers, which the largest candidate
+// keeps at magnitude 1 at most.
+
+template <typename T>
+double cabs1(const T& v) {
+    if constexpr (zuli::IsComplexV<T>)
+        return std::fabs(double(v.re)) + std::fabs(double(v.im));
+    else
+        return std::fabs(double(v));
+}
+
+// The candidate of a multiplier l over its pivot u, as the pivot search measured them.
+template <typename T>
+double pivotRatio(const T& u, const T& l) {
+    return cabs1(l * u) / cabs1(u);
+}
+
+// Beyond this pivotRatio the pivot was not the largest candidate: 1 and far more than the
+// rounding of l = a / u and of l u.
+template <typename T>
+double pivotRatioBound() {
+    return 1 + std::sqrt(epsilon<T>());
+}
+
+// Makes the pivot of step j row rows[j] by a wide margin, whatever the rounding: in each column
+// j < rows.size() the element of that row becomes 2 s + 1 in its own direction, s the sum of the
+// magnitudes of the column's other elements (element(i, j): its address, null outside the
+// stored matrix of m rows). Elimination keeps columns dominated this way dominated by the same
+// factor, so each step's pivot is at least twice any other candidate (sqrt(2) times in
+// |re| + |im|).
+template <typename T, typename Element>
+void dominateColumns(int m, const std::vector<int>& rows, Element element) {
+    for (int j = 0; j < int(rows.size()); ++j) {
+        double others = 0;
+        for (int i = 0; i < m; ++i)
+            if (const T* e = element(i, j); e && i != rows[size_t(j)]) others += magnitude(*e);
+        T& d = *element(rows[size_t(j)], j);
+        const double size = magnitude(d);
+        const T direction = size > 0 ? d * T(Real<T>(1 / size)) : T(Real<T>(1));
+        d = direction * T(Real<T>(2 * others + 1));
+    }
+}
+
+// A random m x n matrix (leading dimension ld) whose pivots no near tie decides: the pivot rows
+// are a random permutation in which the rows `fixed` keep their place. A column that is to be
+// zero must keep its row: it is the row a zero pivot leaves in place, and any other row left
+// there would be missing among the later steps' candidates.
+template <typename T>
+Matrix<T> clearPivots(int m, int n, int ld, std::mt19937& rng, const std::vector<int>& fixed = {}) {
+    Matrix<T> a(m, n, ld, rng);
+    std::vector<int> rows(static_cast<size_t>(m));
+    for (int i = 0; i < m; ++i) rows[size_t(i)] = i;
+    std::shuffle(rows.begin(), rows.end(), rng);
+    for (int f : fixed) std::swap(rows[size_t(f)], *std::find(rows.begin(), rows.end(), f));
+    rows.resize(size_t(std::min(m, n)));
+    dominateColumns<T>(m, rows, [&](int i, int j) { return &a(i, j); });
+    return a;
 }
 
 // Device copies of host arrays for the device interface, downloaded again and freed when the

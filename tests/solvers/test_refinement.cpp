@@ -79,23 +79,20 @@ class RefinementTyped : public SolverTest {
   protected:
     using T = typename R::T;
 
-    // A well-conditioned matrix of order n with lda = n + 2: for LU a diagonally dominant one with
-    // its rows reversed (so that pivoting matters), for Cholesky a Hermitian one with a shifted
-    // diagonal whose unused triangle holds `poison`.
-    Matrix<T> wellConditioned(int n, char uplo, double poison = 1e39) {
+    // A well-conditioned matrix of order n with lda = n + 2: for LU one whose pivots no near tie
+    // decides (clearPivots, the rows `fixed` in place), for Cholesky a Hermitian one with a
+    // shifted diagonal whose unused triangle holds `poison`.
+    Matrix<T> wellConditioned(int n, char uplo, double poison = 1e39,
+                              const std::vector<int>& fixed = {}) {
+        if constexpr (!R::cholesky) return clearPivots<T>(n, n, n + 2, rng, fixed);
         Matrix<T> a(n, n, n + 2, rng);
         a.shiftDiagonal(n);
-        if constexpr (R::cholesky) {
-            for (int j = 0; j < n; ++j) {
-                a(j, j) = T(zuli::real(a(j, j)));
-                for (int i = j + 1; i < n; ++i) {
-                    a(j, i) = zuli::conj(a(i, j));
-                    (uplo == 'U' ? a(i, j) : a(j, i)) = T(poison);
-                }
+        for (int j = 0; j < n; ++j) {
+            a(j, j) = T(zuli::real(a(j, j)));
+            for (int i = j + 1; i < n; ++i) {
+                a(j, i) = zuli::conj(a(i, j));
+                (uplo == 'U' ? a(i, j) : a(j, i)) = T(poison);
             }
-        } else {
-            for (int j = 0; j < n; ++j)
-                for (int i = 0; i < n / 2; ++i) std::swap(a(i, j), a(n - 1 - i, j));
         }
         return a;
     }
@@ -181,7 +178,7 @@ TYPED_TEST(RefinementTyped, FailuresBeforeRefinementEndTheCall) {
     enum Kind { HugeB, HugeA, Singular };
     for (Kind kind : {HugeB, HugeA, Singular}) {
         for (char uplo : {'L', 'U'}) {
-            System<T> s = this->system(this->wellConditioned(12, uplo, 0.5), 2);
+            System<T> s = this->system(this->wellConditioned(12, uplo, 0.5, {4}), 2);
             if (kind == HugeB) s.b(3, 1) = T(-1e39);
             if (kind == HugeA) (uplo == 'U' ? s.a(2, 5) : s.a(5, 2)) = T(1e39);
             if (kind == Singular && cholesky) s.a(2, 2) = T(-1);
@@ -208,7 +205,8 @@ TYPED_TEST(RefinementTyped, FailuresBeforeRefinementEndTheCall) {
 // Two systems single precision cannot refine: right-hand sides below its normal range (its
 // corrections lose all their digits), and for LU a matrix of condition 1e9 (for Cholesky such a
 // matrix is rarely positive definite in single precision). The result is the double-precision
-// solution, and a holds the host LAPACK's double-precision factors of the same matrix.
+// solution, and a holds a double-precision factorization of the same matrix: the host LAPACK's,
+// where no near tie can decide a pivot (the matrix of condition 1e9 is not built to avoid them).
 TYPED_TEST(RefinementTyped, SystemsSinglePrecisionCannotRefineFallBackToDoublePrecision) {
     using T = typename TypeParam::T;
     const int n = 24;
@@ -233,8 +231,13 @@ TYPED_TEST(RefinementTyped, SystemsSinglePrecisionCannotRefineFallBackToDoublePr
                 ASSERT_EQ(o.status, zuliNoError);
                 EXPECT_EQ(o.iter, -31);
                 EXPECT_LT(solveResidual(this->full(s.a, uplo), o.x, s.b), 30);
-                EXPECT_LT(relativeError(o.a, factors), 40);
-                EXPECT_EQ(o.piv, pivots);
+                if (!TypeParam::cholesky) {
+                    EXPECT_LT(luResidual(s.a, o.a, o.piv), 30);
+                }
+                if (kind == 0) {
+                    EXPECT_LT(relativeError(o.a, factors), 40);
+                    EXPECT_EQ(o.piv, pivots);
+                }
             }
             if (!TypeParam::cholesky) break;
         }
