@@ -338,18 +338,43 @@ void runAll(int device) {
     runItems(targets);
 }
 
+namespace {
+
+// True when the item will still touch the allocation: work of a device with a sticky error
+// never runs, so it no longer holds its memory.
+bool holds(const Item& item, uint64_t allocation) {
+    if (!item.running && deviceStickyError(item.stream->device) != cudaSuccess) return false;
+    return std::find(item.allocations.begin(), item.allocations.end(), allocation) !=
+           item.allocations.end();
+}
+
+}  // namespace
+
 bool allocationInUse(uint64_t id, std::string* name) {
     Guard g(lock());
     for (auto& [iid, item] : g_pending) {
-        // Work of a device with a sticky error never runs: it no longer holds its memory.
-        if (!item.running && deviceStickyError(item.stream->device) != cudaSuccess) continue;
-        if (std::find(item.allocations.begin(), item.allocations.end(), id) !=
-            item.allocations.end()) {
+        if (holds(item, id)) {
             if (name) *name = item.name;
             return true;
         }
     }
     return false;
+}
+
+cudaError_t runUsersOf(uint64_t id) {
+    Guard g(lock());
+    std::vector<uint64_t> targets;
+    std::vector<int> devices;
+    for (auto& [iid, item] : g_pending) {
+        if (!holds(item, id)) continue;
+        targets.push_back(iid);
+        devices.push_back(item.stream->device);
+    }
+    runItems(targets);
+    for (int device : devices)
+        if (cudaError_t sticky = deviceStickyError(device); sticky != cudaSuccess)
+            return setErrorOn(device, sticky);
+    return cudaSuccess;
 }
 
 void resetDeviceStreams(int device) {
