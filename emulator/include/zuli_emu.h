@@ -105,15 +105,17 @@ void zuliEmuSetStrict(int strict);
  *     what it depends on, as the runtime's implicit synchronisation does, and returns the error
  *     that work raised, if any (a sticky error; the memory then stays allocated until
  *     cudaDeviceReset);
- *   - page-locked memory of cudaMallocHost / cudaHostAlloc used directly as device memory by a
- *     kernel, a cuBLAS call or a memset ("page-locked host memory used as device memory"). By
- *     default it is accepted, as unified addressing makes it reachable from every device;
+ *   - page-locked memory of cudaMallocHost / cudaHostAlloc (not write-combined) used directly as
+ *     device memory by a kernel, a cuBLAS call or a memset ("page-locked host memory used as
+ *     device memory"). By default it is accepted: unified addressing makes it reachable from
+ *     every device through its host address;
  *   - a copy whose host side starts in memory registered with cudaHostRegister and runs past the
  *     registered range ("overruns the page-locked block"). By default it is a copy of pageable
  *     memory (the range may be part of a larger host array).
  * pedantic != 0 turns it on, 0 off. zuliEmuReset turns it off, or on when the environment variable
  * ZULI_EMU_PEDANTIC is set to anything but "0" (which also decides at start-up). */
 void zuliEmuSetPedantic(int pedantic);
+
 unsigned long long zuliEmuViolationCount(void);
 /* Text of the most recent violation ("" if none); valid until the next violation or reset. */
 const char* zuliEmuLastViolation(void);
