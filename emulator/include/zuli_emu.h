@@ -91,12 +91,33 @@ typedef enum zuliEmuSchedule {
 void zuliEmuSetSchedule(zuliEmuSchedule schedule, unsigned long long seed);
 
 /* strict != 0 (the default): a violation (a bad device pointer or extent, a host pointer used as
- * device memory, freeing memory that pending work uses, a divergent __syncthreads) is printed
- * with the operation's name and the offending pointer, and the process aborts.
+ * device memory, a divergent __syncthreads, and what pedantic mode adds) is printed with the
+ * operation's name and the offending pointer, and the process aborts.
  * strict == 0: the violation is recorded (see zuliEmuViolationCount) and reported the way a GPU
- * reports it, as the sticky error cudaErrorIllegalAddress (divergent barriers and frees in use
- * report cudaErrorLaunchFailure / cudaErrorIllegalAddress likewise). */
+ * reports it, as the sticky error cudaErrorIllegalAddress (a divergent barrier as
+ * cudaErrorLaunchFailure). */
 void zuliEmuSetStrict(int strict);
+
+/* Pedantic mode, off by default, also reports as violations three things that a GPU runs
+ * correctly but that code written for speed avoids (libzuli_lapack's own tests run with it on):
+ *   - cudaFree, cudaFreeHost or cudaHostUnregister of memory that pending work uses ("... freed
+ *     while pending work uses it (<the work>)"). By default the call first waits for the device,
+ *     as the runtime's implicit synchronisation does: the pending work of the current device and
+ *     of every device that uses the memory runs (with what it depends on), and the call returns
+ *     the error that work raised, if any (a sticky error; the memory then stays allocated until
+ *     cudaDeviceReset). In pedantic mode a free waits for nothing, so that code which relies on
+ *     this wait for other work also fails;
+ *   - page-locked memory of cudaMallocHost / cudaHostAlloc (not write-combined) used directly as
+ *     device memory by a kernel, a cuBLAS call or a memset ("page-locked host memory used as
+ *     device memory"). By default it is accepted: unified addressing makes it reachable from
+ *     every device through its host address;
+ *   - a copy whose host side starts in memory registered with cudaHostRegister and runs past the
+ *     registered range ("overruns the page-locked block"). By default it is a copy of pageable
+ *     memory (the range may be part of a larger host array).
+ * pedantic != 0 turns it on, 0 off. zuliEmuReset turns it off, or on when the environment variable
+ * ZULI_EMU_PEDANTIC is set to anything but "0" (which also decides at start-up). */
+void zuliEmuSetPedantic(int pedantic);
+
 unsigned long long zuliEmuViolationCount(void);
 /* Text of the most recent violation ("" if none); valid until the next violation or reset. */
 const char* zuliEmuLastViolation(void);
@@ -163,8 +184,9 @@ size_t zuliEmuDeviceAllocationLog(unsigned long long* sizes, size_t max);
 
 /* Completes all pending work, then restores the defaults: one device of the default
  * configuration, default versions and mode, the adversarial schedule with its default seed,
- * strict mode; disarms all faults; clears counters, violations and the runtime's last error.
- * Live allocations, streams, events and cuBLAS handles stay valid. */
+ * strict mode, pedantic mode as the environment sets it; disarms all faults; clears counters,
+ * violations and the runtime's last error. Live allocations, streams, events and cuBLAS handles
+ * stay valid. */
 void zuliEmuReset(void);
 
 #ifdef __cplusplus

@@ -119,6 +119,11 @@ void zuliEmuSetStrict(int strict) {
     emu::config().strict = strict != 0;
 }
 
+void zuliEmuSetPedantic(int pedantic) {
+    Guard g(lock());
+    emu::config().pedantic = pedantic != 0;
+}
+
 unsigned long long zuliEmuViolationCount(void) {
     return emu::violationCount();
 }
@@ -186,6 +191,7 @@ void zuliEmuReset(void) {
     cfg.cublasVersion = defaults.cublasVersion;
     cfg.mode = ZULI_EMU_MODE_NORMAL;
     cfg.strict = true;
+    cfg.pedantic = defaults.pedantic;
     emu::resetSchedule();
     emu::resetErrorsAndFaults();
     emu::resetCounters();

@@ -16,6 +16,11 @@ std::recursive_mutex& lock() {
     return mutex;
 }
 
+bool pedanticFromEnvironment() {
+    const char* s = std::getenv("ZULI_EMU_PEDANTIC");
+    return s && *s && std::strcmp(s, "0") != 0;
+}
+
 Config& config() {
     static Config cfg = [] {
         Config c;

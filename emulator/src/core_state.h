@@ -22,6 +22,9 @@ using Guard = std::scoped_lock<std::recursive_mutex>;
 // ---- configuration and mode
 // ----------------------------------------------------------------------
 
+// True when the environment variable ZULI_EMU_PEDANTIC asks for pedantic mode (set, not "0").
+bool pedanticFromEnvironment();
+
 // A fresh emulator reports the versions of the toolkit it is built with (its headers): a runtime
 // and a driver of CUDART_VERSION, and the cuBLAS of CUBLAS_VERSION.
 struct Config {
@@ -31,6 +34,7 @@ struct Config {
     int cublasVersion = CUBLAS_VERSION;
     zuliEmuMode mode = ZULI_EMU_MODE_NORMAL;
     bool strict = true;
+    bool pedantic = pedanticFromEnvironment();
 };
 Config& config();
 
@@ -131,6 +135,12 @@ int allocationDevice(const void* p);
 void runAll(int device);
 // True when a pending (not yet executed) work item uses allocation `id`; *name receives its name.
 bool allocationInUse(uint64_t id, std::string* name);
+// The implicit synchronisation of a free, as the runtime does it: runs every pending work item of
+// the calling thread's current device and of each device whose pending work uses allocation
+// `id` (with what it depends on). Returns false when there was nothing to run; *error receives
+// the sticky error of such a device whose work ran (recorded as the last error), cudaSuccess
+// when there is none.
+bool runForFree(uint64_t id, cudaError_t* error);
 // Drops the pending work, streams and events of a device (cudaDeviceReset).
 void resetDeviceStreams(int device);
 // Restores the scheduling policy from the environment defaults (zuliEmuReset).

@@ -6,7 +6,13 @@
 // translated by its offset. In the private mapping only the pages of live allocations are
 // accessible, each allocation is preceded by an inaccessible guard page and ends within 256 bytes
 // of a page end, so an overrun past its end faults. Pages materialise only when touched and are
-// given back on free. Page-locked memory is ordinary host memory tracked in a registry.
+// given back on free. Page-locked memory is ordinary host memory tracked in a registry; with
+// unified addressing a device reaches blocks from cudaMallocHost / cudaHostAlloc through their
+// host address, so work may use them as device memory.
+//
+// Frees synchronise, as the runtime's do: the pending work that uses the memory runs first. In
+// pedantic mode code relying on that synchronisation (or on zero-copy access to page-locked
+// memory) is reported instead.
 #include "core_state.h"
 
 #include <algorithm>
@@ -221,11 +227,44 @@ void releaseDevice(std::map<uintptr_t, DeviceAlloc>::iterator it) {
     countDeviceFree(alloc.size);
 }
 
+// Page-locked blocks that a device reaches through their host address: those of cudaMallocHost
+// and cudaHostAlloc, except write-combined ones. Registered memory (the emulated devices report
+// no canUseHostPointerForRegisteredMem) and write-combined blocks have a distinct device address
+// (cudaHostGetDevicePointer), which the emulator does not hand out.
+bool deviceReachable(const PinnedBlock& block) {
+    return block.mapLength != 0 && !(block.flags & cudaHostAllocWriteCombined);
+}
+
 std::string describeNonDevice(const void* p) {
     if (inArena(p))
         return "address is not inside a live device allocation (freed or never allocated)";
-    if (findPinned(p).second) return "page-locked host pointer used as device memory";
+    if (auto [start, block] = findPinned(p); block) {
+        if (!deviceReachable(*block))
+            return block->mapLength ? "write-combined page-locked memory used as device memory "
+                                      "through its host address"
+                                    : "registered host memory used as device memory through "
+                                      "its host address";
+        return "page-locked host memory used as device memory (zero-copy access, reported in "
+               "pedantic mode)";
+    }
     return "host pointer used as device memory";
+}
+
+// The synchronisation of a free. A free waits for the device first, as the runtime's does (and
+// as programs rely on): the pending work of the current device and of every device that uses the
+// allocation runs, and an error that work raises is the free's result. That error is sticky: the
+// memory then stays allocated, with the rest of the lost context, until cudaDeviceReset.
+// Pedantic mode waits for nothing: it reports a free of memory that pending work still uses, so
+// that code relying on the implicit synchronisation fails instead of waiting.
+cudaError_t waitForUsers(uint64_t id, const char* op, const void* ptr, const char* what) {
+    if (config().pedantic) {
+        std::string user;
+        if (!allocationInUse(id, &user)) return cudaSuccess;
+        return violation(op, ptr, std::string(what) + " while pending work uses it (" + user + ")");
+    }
+    cudaError_t error = cudaSuccess;
+    if (runForFree(id, &error)) countSync();
+    return error;
 }
 
 }  // namespace
@@ -266,6 +305,9 @@ MemKind hostRange(const void* p, size_t bytes, const char* op, bool* fits) {
     if (!block) return MemKind::Pageable;
     const size_t offset = reinterpret_cast<uintptr_t>(p) - start;
     if (bytes > block->size - offset) {
+        // A registered range may be part of a larger host array: a copy that runs past it is a
+        // copy of pageable memory (pedantic mode reports it, as it is staged).
+        if (block->mapLength == 0 && !config().pedantic) return MemKind::Pageable;
         violation(op, p, overrun("host extent", bytes, offset, "page-locked block", block->size),
                   cudaErrorInvalidValue);
         *fits = false;
@@ -278,6 +320,14 @@ void* deviceRange(const void* p, size_t bytes, const char* op, int device) {
     Guard g(lock());
     auto [start, alloc] = findDevice(p);
     if (!alloc) {
+        auto [hostStart, block] = findPinned(p);
+        if (block && deviceReachable(*block) && !config().pedantic) {
+            // Page-locked memory is reachable from every device (it is portable).
+            const size_t offset = reinterpret_cast<uintptr_t>(p) - hostStart;
+            if (bytes <= block->size - offset) return const_cast<void*>(p);
+            violation(op, p, overrun("extent", bytes, offset, "page-locked block", block->size));
+            return nullptr;
+        }
         violation(op, p, p ? describeNonDevice(p) : "null device pointer");
         return nullptr;
     }
@@ -396,10 +446,8 @@ cudaError_t cudaFree(void* devPtr) {
     Guard g(lock());
     auto it = emu::g_device.find(reinterpret_cast<uintptr_t>(devPtr));
     if (it == emu::g_device.end()) return setError(cudaErrorInvalidValue);
-    std::string user;
-    if (emu::allocationInUse(it->second.id, &user))
-        return emu::violation("cudaFree", devPtr,
-                              "device memory freed while pending work uses it (" + user + ")");
+    cudaError_t err = emu::waitForUsers(it->second.id, "cudaFree", devPtr, "device memory freed");
+    if (err != cudaSuccess) return err;
     emu::releaseDevice(it);
     return cudaSuccess;
 }
@@ -441,10 +489,9 @@ cudaError_t cudaFreeHost(void* ptr) {
     auto it = emu::g_pinned.find(reinterpret_cast<uintptr_t>(ptr));
     if (it == emu::g_pinned.end() || it->second.mapLength == 0)
         return setError(cudaErrorInvalidValue);
-    std::string user;
-    if (emu::allocationInUse(it->second.id, &user))
-        return emu::violation("cudaFreeHost", ptr,
-                              "page-locked memory freed while pending work uses it (" + user + ")");
+    cudaError_t err =
+        emu::waitForUsers(it->second.id, "cudaFreeHost", ptr, "page-locked memory freed");
+    if (err != cudaSuccess) return err;
     munmap(ptr, it->second.mapLength);
     emu::countPinnedFree(it->second.size);
     emu::g_pinned.erase(it);
@@ -477,10 +524,9 @@ cudaError_t cudaHostUnregister(void* ptr) {
     auto it = emu::g_pinned.find(reinterpret_cast<uintptr_t>(ptr));
     if (!ptr || it == emu::g_pinned.end() || it->second.mapLength != 0)
         return setError(cudaErrorHostMemoryNotRegistered);
-    std::string user;
-    if (emu::allocationInUse(it->second.id, &user))
-        return emu::violation("cudaHostUnregister", ptr,
-                              "host memory unregistered while pending work uses it (" + user + ")");
+    cudaError_t err =
+        emu::waitForUsers(it->second.id, "cudaHostUnregister", ptr, "host memory unregistered");
+    if (err != cudaSuccess) return err;
     emu::g_pinned.erase(it);
     return cudaSuccess;
 }

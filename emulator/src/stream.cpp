@@ -338,18 +338,49 @@ void runAll(int device) {
     runItems(targets);
 }
 
+namespace {
+
+// True when the item will still touch the allocation: work of a device with a sticky error
+// never runs, so it no longer holds its memory.
+bool holds(const Item& item, uint64_t allocation) {
+    if (!item.running && deviceStickyError(item.stream->device) != cudaSuccess) return false;
+    return std::find(item.allocations.begin(), item.allocations.end(), allocation) !=
+           item.allocations.end();
+}
+
+}  // namespace
+
 bool allocationInUse(uint64_t id, std::string* name) {
     Guard g(lock());
     for (auto& [iid, item] : g_pending) {
-        // Work of a device with a sticky error never runs: it no longer holds its memory.
-        if (!item.running && deviceStickyError(item.stream->device) != cudaSuccess) continue;
-        if (std::find(item.allocations.begin(), item.allocations.end(), id) !=
-            item.allocations.end()) {
+        if (holds(item, id)) {
             if (name) *name = item.name;
             return true;
         }
     }
     return false;
+}
+
+bool runForFree(uint64_t id, cudaError_t* error) {
+    Guard g(lock());
+    // The devices to wait for: the calling thread's current one, and every device whose pending
+    // work uses the allocation.
+    std::vector<int> devices{currentDevice()};
+    for (auto& [iid, item] : g_pending)
+        if (holds(item, id)) devices.push_back(item.stream->device);
+    std::vector<uint64_t> targets;
+    for (auto& [iid, item] : g_pending)
+        if (std::find(devices.begin(), devices.end(), item.stream->device) != devices.end())
+            targets.push_back(iid);
+    *error = cudaSuccess;
+    if (targets.empty()) return false;
+    runItems(targets);
+    for (int device : devices)
+        if (cudaError_t sticky = deviceStickyError(device); sticky != cudaSuccess) {
+            *error = setErrorOn(device, sticky);
+            break;
+        }
+    return true;
 }
 
 void resetDeviceStreams(int device) {

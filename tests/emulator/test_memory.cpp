@@ -5,9 +5,12 @@
 #include <cuda_runtime.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace emutest {
@@ -69,7 +72,8 @@ long residentKiB() {
 }
 
 // 20 GiB of floats: only the touched pages exist, offsets past 2^31 elements work, and one
-// element past the end is outside.
+// element past the end is outside. A user's program frees it right after a copy from pageable
+// memory, whose device write is still pending: the free waits for it.
 TEST_F(MemoryTest, HugeAllocationIsSparseAndAddressablePastTwoToThe31Elements) {
     const size_t elements = size_t(5) << 30;
     const long before = residentKiB();
@@ -82,13 +86,14 @@ TEST_F(MemoryTest, HugeAllocationIsSparseAndAddressablePastTwoToThe31Elements) {
         EXPECT_EQ(std::memcmp(back, values, sizeof back), 0);
     }
     EXPECT_LT(residentKiB() - before, 64 * 1024) << "the allocation must not be materialised";
-    zuliEmuSetStrict(0);
     float back[4];
-    EXPECT_EQ(cudaMemcpy(back, d + elements - 3, sizeof back, cudaMemcpyDeviceToHost),
-              cudaErrorIllegalAddress);
-    // The device reset frees it.
+    EXPECT_DEATH(cudaMemcpy(back, d + elements - 3, sizeof back, cudaMemcpyDeviceToHost),
+                 "extent of 16 bytes at offset 21474836468 overruns");
+    ASSERT_EQ(cudaMemcpy(d + 12345, values, 1, cudaMemcpyHostToDevice), cudaSuccess);
+    const unsigned long long syncs = counters().syncs;
+    EXPECT_EQ(cudaFree(d), cudaSuccess);
+    EXPECT_EQ(counters().syncs, syncs + 1) << "the free waited for the copy";
     size_t freeBytes = 0, total = 0;
-    cudaDeviceReset();
     ASSERT_EQ(cudaMemGetInfo(&freeBytes, &total), cudaSuccess);
     EXPECT_EQ(freeBytes, total);
 }
@@ -161,11 +166,24 @@ TEST_F(MemoryTest, PointerAttributesTellWhereMemoryLives) {
     EXPECT_EQ(emu::classify(h + 10), emu::MemKind::Pinned);
     EXPECT_NE(emu::allocationOf(h), emu::allocationOf(d + 10));
     EXPECT_EQ(emu::allocationOf(&pageable), 0u);
+    // With unified addressing every device reaches cudaHostAlloc memory through its host address
+    // (a write-combined block has a distinct device address).
+    ASSERT_EQ(cudaMemsetAsync(h, 5, 100, nullptr), cudaSuccess);
+    ASSERT_EQ(cudaStreamSynchronize(nullptr), cudaSuccess);
+    EXPECT_TRUE(h[0] == 5 && h[99] == 5);
+    EXPECT_EQ(emu::deviceRange(h + 10, 90, "op", 0), h + 10);
+    EXPECT_DEATH(emu::deviceRange(h + 10, 91, "op"),
+                 "extent of 91 bytes at offset 10 overruns the page-locked block of 100 bytes");
+    ASSERT_EQ(cudaHostAlloc(&refused, 16, cudaHostAllocWriteCombined), cudaSuccess);
+    EXPECT_DEATH(emu::deviceRange(refused, 16, "op"), "write-combined page-locked memory used as");
+    cudaFreeHost(refused);
 
     // Registered host memory is page-locked until unregistered, and not the runtime's to free.
     std::vector<char> buffer(10000);
     ASSERT_EQ(cudaHostRegister(buffer.data(), buffer.size(), cudaHostRegisterDefault), cudaSuccess);
     EXPECT_EQ(emu::classify(buffer.data() + 9999), emu::MemKind::Pinned);
+    EXPECT_DEATH(emu::deviceRange(buffer.data(), 8, "op"),
+                 "registered host memory used as device memory through its host address");
     ASSERT_EQ(cudaPointerGetAttributes(&a, buffer.data() + 5), cudaSuccess);
     EXPECT_EQ(a.type, cudaMemoryTypeHost);
     EXPECT_EQ(cudaHostRegister(buffer.data() + 100, 10, 0), cudaErrorHostMemoryAlreadyRegistered);
@@ -286,6 +304,14 @@ TEST_F(MemoryTest, CopiesCheckThePageLockedExtent) {
     }
     ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
     for (int i = 0; i < 1000; ++i) ASSERT_EQ(pinned[i], 7) << i;
+    // A registered range may be part of a larger array: a copy running past it is a copy of
+    // pageable memory, whose data is staged by the call.
+    std::vector<char> array(2000, 9);
+    ASSERT_EQ(cudaHostRegister(array.data(), 1000, cudaHostRegisterDefault), cudaSuccess);
+    ASSERT_EQ(cudaMemcpyAsync(d, array.data(), 2000, cudaMemcpyHostToDevice, nullptr), cudaSuccess);
+    array[1500] = 1;
+    EXPECT_EQ(readDevice(d + 1500), 9);
+    EXPECT_EQ(cudaHostUnregister(array.data()), cudaSuccess);
     cudaFreeHost(pinned);
     cudaFree(d);
 }
@@ -324,26 +350,82 @@ TEST_F(MemoryTest, PitchedCopiesAndMemsetsMoveTheRightBytes) {
     cudaFree(d);
 }
 
-TEST_F(MemoryTest, FreeingMemoryThatPendingWorkUsesIsReported) {
+// Frees synchronise as the runtime's do: the pending work that uses the memory runs first, after
+// what it waits for, and the free succeeds.
+TEST_F(MemoryTest, FreesWaitForThePendingWorkThatUsesTheMemory) {
+    // b -> a on s2 waits through an event for a memset of a on s1 (work that does not use b):
+    // freeing b runs both, the memset first, so a ends as a copy of b.
+    cudaStream_t s1 = newStream(cudaStreamNonBlocking), s2 = newStream(cudaStreamNonBlocking);
+    cudaEvent_t memsetDone;
+    ASSERT_EQ(cudaEventCreate(&memsetDone), cudaSuccess);
+    float *a = deviceAlloc(64), *b = deviceAlloc(64), *pinned = pinnedAlloc(64, 2.0f);
+    ASSERT_EQ(cudaMemcpy(b, pinned, 256, cudaMemcpyHostToDevice), cudaSuccess);
+    ASSERT_EQ(cudaMemsetAsync(a, 0, 256, s1), cudaSuccess);
+    ASSERT_EQ(cudaEventRecord(memsetDone, s1), cudaSuccess);
+    ASSERT_EQ(cudaStreamWaitEvent(s2, memsetDone, 0), cudaSuccess);
+    ASSERT_EQ(cudaMemcpyAsync(a, b, 256, cudaMemcpyDeviceToDevice, s2), cudaSuccess);
+    EXPECT_EQ(cudaFree(b), cudaSuccess);
+    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
+    EXPECT_EQ(readDevice(a + 63), 2.0f);
+
+    // Page-locked memory that a pending copy reads: the copy runs before the free or the
+    // unregistration (the legacy stream's read-back does not wait for s2).
+    std::vector<float> registered(64, 3.0f);
+    ASSERT_EQ(cudaHostRegister(registered.data(), 256, cudaHostRegisterDefault), cudaSuccess);
+    ASSERT_EQ(cudaMemcpyAsync(a, pinned, 256, cudaMemcpyHostToDevice, s2), cudaSuccess);
+    ASSERT_EQ(cudaMemcpyAsync(a + 32, registered.data(), 128, cudaMemcpyHostToDevice, s2),
+              cudaSuccess);
+    EXPECT_EQ(cudaFreeHost(pinned), cudaSuccess);
+    EXPECT_EQ(cudaHostUnregister(registered.data()), cudaSuccess);
+    EXPECT_TRUE(readDevice(a) == 2.0f && readDevice(a + 32) == 3.0f);
+
+    // An error raised by the work a free waits for is the free's result, and sticky: the
+    // memory stays allocated until the device is reset.
+    reporting();
+    float* failing = deviceAlloc(64);
+    ASSERT_EQ(emu::submit(s2, "failing work", [] { throw std::runtime_error("lost"); }, {failing}),
+              cudaSuccess);
+    EXPECT_EQ(cudaFree(failing), cudaErrorLaunchFailure);
+    EXPECT_TRUE(oneViolation("failing work: work failed: lost"));
+    EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaFree(failing), cudaErrorLaunchFailure);
+    EXPECT_GT(counters().liveDeviceBytes, 0u);
+    ASSERT_EQ(cudaDeviceReset(), cudaSuccess);
+    EXPECT_EQ(counters().liveDeviceBytes, 0u);
+}
+
+// Pedantic mode (set here through the environment, as the library's tests set it) reports what
+// its description in zuli_emu.h lists: frees of memory in use, zero-copy access to page-locked
+// memory, and copies running past a registered range.
+TEST_F(MemoryTest, PedanticModeReportsWhatCodeWrittenForSpeedAvoids) {
+    const char* outer = std::getenv("ZULI_EMU_PEDANTIC");
+    const std::string saved = outer ? outer : "";
+    setenv("ZULI_EMU_PEDANTIC", "1", 1);
+    zuliEmuReset();
+    outer ? setenv("ZULI_EMU_PEDANTIC", saved.c_str(), 1) : unsetenv("ZULI_EMU_PEDANTIC");
+
     cudaStream_t s = newStream(cudaStreamNonBlocking);
-    float *d = deviceAlloc(64), *h = pinnedAlloc(64, 0.0f);
-    ASSERT_EQ(cudaMemcpyAsync(h, d, 256, cudaMemcpyDeviceToHost, s), cudaSuccess);
-    EXPECT_DEATH(cudaFree(d), "cudaFree: device memory freed while pending work uses it");
+    char *d = deviceAlloc<char>(4096), *h = pinnedAlloc<char>(4096, 1);
+    ASSERT_EQ(cudaMemcpyAsync(d, h, 4096, cudaMemcpyHostToDevice, s), cudaSuccess);
+    EXPECT_DEATH(cudaFree(d),
+                 "cudaFree: device memory freed while pending work uses it \\(cudaMemcpyAsync\\)");
     EXPECT_DEATH(cudaFreeHost(h), "cudaFreeHost: page-locked memory freed while pending work");
+    EXPECT_DEATH(cudaMemsetAsync(h, 0, 16, s),
+                 "cudaMemsetAsync: page-locked host memory used as device memory");
+    std::vector<char> array(8192);
+    ASSERT_EQ(cudaHostRegister(array.data(), 4096, cudaHostRegisterDefault), cudaSuccess);
+    EXPECT_DEATH(cudaMemcpy(d, array.data() + 1, 4096, cudaMemcpyHostToDevice),
+                 "host extent of 4096 bytes at offset 1 overruns the page-locked block");
+    ASSERT_EQ(cudaMemcpyAsync(array.data(), d, 16, cudaMemcpyDeviceToHost, s), cudaSuccess);
+    EXPECT_DEATH(cudaHostUnregister(array.data()),
+                 "cudaHostUnregister: host memory unregistered while pending work uses it");
+
     zuliEmuSetStrict(0);
     EXPECT_EQ(cudaFree(d), cudaErrorIllegalAddress);
-    EXPECT_TRUE(oneViolation("cudaMemcpyAsync"));
+    EXPECT_TRUE(oneViolation("(cudaMemcpyAsync)"));
     cudaDeviceReset();
+    cudaHostUnregister(array.data());
     cudaFreeHost(h);
-
-    // Once the work has run, freeing is fine.
-    reset();
-    s = newStream(cudaStreamDefault);
-    d = deviceAlloc(64);
-    ASSERT_EQ(cudaMemsetAsync(d, 0, 256, s), cudaSuccess);
-    ASSERT_EQ(cudaStreamSynchronize(s), cudaSuccess);
-    EXPECT_EQ(cudaFree(d), cudaSuccess);
-    cudaStreamDestroy(s);
 }
 
 }  // namespace

@@ -28,5 +28,16 @@ int main(void) {
     }
     const double error = (b[0] - 1) * (b[0] - 1) + (b[1] - 2) * (b[1] - 2);
     printf("zuliDgesv: %s, x = %g, y = %g\n", zuliGetStatusString(status), b[0], b[1]);
-    return strstr(text, "Argument error") && status == zuliNoError && error < 1e-24 ? 0 : 1;
+    int ok = strstr(text, "Argument error") && status == zuliNoError && error < 1e-24;
+#ifndef ZULI_APP_LIBRARY_ONLY
+    /* One byte from pageable memory into 8 GiB, then freed: cudaFree waits for the copy. */
+    void* big = NULL;
+    const char byte = 42;
+    e = cudaMalloc(&big, (size_t)8 << 30);
+    if (e == cudaSuccess) e = cudaMemcpy(big, &byte, 1, cudaMemcpyHostToDevice);
+    if (e == cudaSuccess) e = cudaFree(big);
+    printf("8 GiB allocated, written and freed: %s\n", cudaGetErrorName(e));
+    ok = ok && e == cudaSuccess;
+#endif
+    return ok ? 0 : 1;
 }
