@@ -54,31 +54,6 @@ constexpr cublasDiagType_t toDiagType(char c) {
 
 // ---- element types ----------------------------------------------------------------------------
 
-// The cuBLAS element type of each library element type (same bytes).
-template <typename T>
-struct CudaTypeOf {
-    using type = T;
-};
-template <>
-struct CudaTypeOf<Complex<float>> {
-    using type = cuComplex;
-};
-template <>
-struct CudaTypeOf<Complex<double>> {
-    using type = cuDoubleComplex;
-};
-template <typename T>
-using CudaType = typename CudaTypeOf<T>::type;
-
-template <typename T>
-CudaType<T>* cu(T* p) {
-    return reinterpret_cast<CudaType<T>*>(p);
-}
-template <typename T>
-const CudaType<T>* cu(const T* p) {
-    return reinterpret_cast<const CudaType<T>*>(p);
-}
-
 namespace detail {
 
 // The entry of the precision T among the four given (S, D, C, Z). An entry may be nullptr when
@@ -114,7 +89,8 @@ cublasStatus_t gemm(cublasHandle_t h, cublasOperation_t transa, cublasOperation_
                     int n, int k, const T* alpha, const T* a, int lda, const T* b, int ldb,
                     const T* beta, T* c, int ldc) {
     return pick<T>(cublasSgemm_v2, cublasDgemm_v2, cublasCgemm_v2, cublasZgemm_v2)(
-        h, transa, transb, m, n, k, cu(alpha), cu(a), lda, cu(b), ldb, cu(beta), cu(c), ldc);
+        h, transa, transb, m, n, k, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, asCuda(beta),
+        asCuda(c), ldc);
 }
 
 template <typename T>
@@ -122,7 +98,8 @@ cublasStatus_t symm(cublasHandle_t h, cublasSideMode_t side, cublasFillMode_t up
                     const T* alpha, const T* a, int lda, const T* b, int ldb, const T* beta, T* c,
                     int ldc) {
     return pick<T>(cublasSsymm_v2, cublasDsymm_v2, cublasCsymm_v2, cublasZsymm_v2)(
-        h, side, uplo, m, n, cu(alpha), cu(a), lda, cu(b), ldb, cu(beta), cu(c), ldc);
+        h, side, uplo, m, n, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, asCuda(beta), asCuda(c),
+        ldc);
 }
 
 template <typename T>
@@ -130,14 +107,15 @@ cublasStatus_t hemm(cublasHandle_t h, cublasSideMode_t side, cublasFillMode_t up
                     const T* alpha, const T* a, int lda, const T* b, int ldb, const T* beta, T* c,
                     int ldc) {
     return pick<T>(cublasSsymm_v2, cublasDsymm_v2, cublasChemm_v2, cublasZhemm_v2)(
-        h, side, uplo, m, n, cu(alpha), cu(a), lda, cu(b), ldb, cu(beta), cu(c), ldc);
+        h, side, uplo, m, n, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, asCuda(beta), asCuda(c),
+        ldc);
 }
 
 template <typename T>
 cublasStatus_t syrk(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,
                     const T* alpha, const T* a, int lda, const T* beta, T* c, int ldc) {
     return pick<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCsyrk_v2, cublasZsyrk_v2)(
-        h, uplo, trans, n, k, cu(alpha), cu(a), lda, cu(beta), cu(c), ldc);
+        h, uplo, trans, n, k, asCuda(alpha), asCuda(a), lda, asCuda(beta), asCuda(c), ldc);
 }
 
 // C = alpha * op(A) * op(A)^H + beta * C with real alpha and beta.
@@ -145,7 +123,7 @@ template <typename T>
 cublasStatus_t herk(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans, int n, int k,
                     const Real<T>* alpha, const T* a, int lda, const Real<T>* beta, T* c, int ldc) {
     return pick<T>(cublasSsyrk_v2, cublasDsyrk_v2, cublasCherk_v2, cublasZherk_v2)(
-        h, uplo, trans, n, k, alpha, cu(a), lda, beta, cu(c), ldc);
+        h, uplo, trans, n, k, alpha, asCuda(a), lda, beta, asCuda(c), ldc);
 }
 
 template <typename T>
@@ -153,7 +131,8 @@ cublasStatus_t syr2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t 
                      const T* alpha, const T* a, int lda, const T* b, int ldb, const T* beta, T* c,
                      int ldc) {
     return pick<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCsyr2k_v2, cublasZsyr2k_v2)(
-        h, uplo, trans, n, k, cu(alpha), cu(a), lda, cu(b), ldb, cu(beta), cu(c), ldc);
+        h, uplo, trans, n, k, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, asCuda(beta),
+        asCuda(c), ldc);
 }
 
 // C = alpha * op(A) * op(B)^H + conj(alpha) * op(B) * op(A)^H + beta * C with real beta.
@@ -162,7 +141,7 @@ cublasStatus_t her2k(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t 
                      const T* alpha, const T* a, int lda, const T* b, int ldb, const Real<T>* beta,
                      T* c, int ldc) {
     return pick<T>(cublasSsyr2k_v2, cublasDsyr2k_v2, cublasCher2k_v2, cublasZher2k_v2)(
-        h, uplo, trans, n, k, cu(alpha), cu(a), lda, cu(b), ldb, beta, cu(c), ldc);
+        h, uplo, trans, n, k, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, beta, asCuda(c), ldc);
 }
 
 template <typename T>
@@ -170,7 +149,7 @@ cublasStatus_t trsm(cublasHandle_t h, cublasSideMode_t side, cublasFillMode_t up
                     cublasOperation_t trans, cublasDiagType_t diag, int m, int n, const T* alpha,
                     const T* a, int lda, T* b, int ldb) {
     return pick<T>(cublasStrsm_v2, cublasDtrsm_v2, cublasCtrsm_v2, cublasZtrsm_v2)(
-        h, side, uplo, trans, diag, m, n, cu(alpha), cu(a), lda, cu(b), ldb);
+        h, side, uplo, trans, diag, m, n, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb);
 }
 
 // The out-of-place form C = alpha * op(A) * B (left) or alpha * B * op(A) (right). Passing
@@ -180,7 +159,8 @@ cublasStatus_t trmm(cublasHandle_t h, cublasSideMode_t side, cublasFillMode_t up
                     cublasOperation_t trans, cublasDiagType_t diag, int m, int n, const T* alpha,
                     const T* a, int lda, const T* b, int ldb, T* c, int ldc) {
     return pick<T>(cublasStrmm_v2, cublasDtrmm_v2, cublasCtrmm_v2, cublasZtrmm_v2)(
-        h, side, uplo, trans, diag, m, n, cu(alpha), cu(a), lda, cu(b), ldb, cu(c), ldc);
+        h, side, uplo, trans, diag, m, n, asCuda(alpha), asCuda(a), lda, asCuda(b), ldb, asCuda(c),
+        ldc);
 }
 
 // ---- level 2 ----------------------------------------------------------------------------------
@@ -189,35 +169,36 @@ template <typename T>
 cublasStatus_t gemv(cublasHandle_t h, cublasOperation_t trans, int m, int n, const T* alpha,
                     const T* a, int lda, const T* x, int incx, const T* beta, T* y, int incy) {
     return pick<T>(cublasSgemv_v2, cublasDgemv_v2, cublasCgemv_v2, cublasZgemv_v2)(
-        h, trans, m, n, cu(alpha), cu(a), lda, cu(x), incx, cu(beta), cu(y), incy);
+        h, trans, m, n, asCuda(alpha), asCuda(a), lda, asCuda(x), incx, asCuda(beta), asCuda(y),
+        incy);
 }
 
 template <typename T>
 cublasStatus_t symv(cublasHandle_t h, cublasFillMode_t uplo, int n, const T* alpha, const T* a,
                     int lda, const T* x, int incx, const T* beta, T* y, int incy) {
     return pick<T>(cublasSsymv_v2, cublasDsymv_v2, cublasCsymv_v2, cublasZsymv_v2)(
-        h, uplo, n, cu(alpha), cu(a), lda, cu(x), incx, cu(beta), cu(y), incy);
+        h, uplo, n, asCuda(alpha), asCuda(a), lda, asCuda(x), incx, asCuda(beta), asCuda(y), incy);
 }
 
 template <typename T>
 cublasStatus_t hemv(cublasHandle_t h, cublasFillMode_t uplo, int n, const T* alpha, const T* a,
                     int lda, const T* x, int incx, const T* beta, T* y, int incy) {
     return pick<T>(cublasSsymv_v2, cublasDsymv_v2, cublasChemv_v2, cublasZhemv_v2)(
-        h, uplo, n, cu(alpha), cu(a), lda, cu(x), incx, cu(beta), cu(y), incy);
+        h, uplo, n, asCuda(alpha), asCuda(a), lda, asCuda(x), incx, asCuda(beta), asCuda(y), incy);
 }
 
 template <typename T>
 cublasStatus_t trsv(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans,
                     cublasDiagType_t diag, int n, const T* a, int lda, T* x, int incx) {
     return pick<T>(cublasStrsv_v2, cublasDtrsv_v2, cublasCtrsv_v2, cublasZtrsv_v2)(
-        h, uplo, trans, diag, n, cu(a), lda, cu(x), incx);
+        h, uplo, trans, diag, n, asCuda(a), lda, asCuda(x), incx);
 }
 
 template <typename T>
 cublasStatus_t trmv(cublasHandle_t h, cublasFillMode_t uplo, cublasOperation_t trans,
                     cublasDiagType_t diag, int n, const T* a, int lda, T* x, int incx) {
     return pick<T>(cublasStrmv_v2, cublasDtrmv_v2, cublasCtrmv_v2, cublasZtrmv_v2)(
-        h, uplo, trans, diag, n, cu(a), lda, cu(x), incx);
+        h, uplo, trans, diag, n, asCuda(a), lda, asCuda(x), incx);
 }
 
 // A += alpha * x * y^T (geru) and A += alpha * x * y^H (gerc); ger is geru.
@@ -225,13 +206,13 @@ template <typename T>
 cublasStatus_t geru(cublasHandle_t h, int m, int n, const T* alpha, const T* x, int incx,
                     const T* y, int incy, T* a, int lda) {
     return pick<T>(cublasSger_v2, cublasDger_v2, cublasCgeru_v2, cublasZgeru_v2)(
-        h, m, n, cu(alpha), cu(x), incx, cu(y), incy, cu(a), lda);
+        h, m, n, asCuda(alpha), asCuda(x), incx, asCuda(y), incy, asCuda(a), lda);
 }
 template <typename T>
 cublasStatus_t gerc(cublasHandle_t h, int m, int n, const T* alpha, const T* x, int incx,
                     const T* y, int incy, T* a, int lda) {
     return pick<T>(cublasSger_v2, cublasDger_v2, cublasCgerc_v2, cublasZgerc_v2)(
-        h, m, n, cu(alpha), cu(x), incx, cu(y), incy, cu(a), lda);
+        h, m, n, asCuda(alpha), asCuda(x), incx, asCuda(y), incy, asCuda(a), lda);
 }
 template <typename T>
 cublasStatus_t ger(cublasHandle_t h, int m, int n, const T* alpha, const T* x, int incx, const T* y,
@@ -244,32 +225,33 @@ cublasStatus_t ger(cublasHandle_t h, int m, int n, const T* alpha, const T* x, i
 template <typename T>
 cublasStatus_t copy(cublasHandle_t h, int n, const T* x, int incx, T* y, int incy) {
     return pick<T>(cublasScopy_v2, cublasDcopy_v2, cublasCcopy_v2, cublasZcopy_v2)(
-        h, n, cu(x), incx, cu(y), incy);
+        h, n, asCuda(x), incx, asCuda(y), incy);
 }
 
 template <typename T>
 cublasStatus_t swap(cublasHandle_t h, int n, T* x, int incx, T* y, int incy) {
     return pick<T>(cublasSswap_v2, cublasDswap_v2, cublasCswap_v2, cublasZswap_v2)(
-        h, n, cu(x), incx, cu(y), incy);
+        h, n, asCuda(x), incx, asCuda(y), incy);
 }
 
 // x = alpha * x with alpha of the element type ...
 template <typename T>
 cublasStatus_t scal(cublasHandle_t h, int n, const T* alpha, T* x, int incx) {
-    return pick<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(h, n, cu(alpha),
-                                                                                   cu(x), incx);
+    return pick<T>(cublasSscal_v2, cublasDscal_v2, cublasCscal_v2, cublasZscal_v2)(
+        h, n, asCuda(alpha), asCuda(x), incx);
 }
 // ... or a real alpha on complex data (csscal, zdscal).
 template <typename T>
 requires IsComplexV<T> cublasStatus_t scal(cublasHandle_t h, int n, const Real<T>* alpha, T* x,
                                            int incx) {
-    return pick<T>(nullptr, nullptr, cublasCsscal_v2, cublasZdscal_v2)(h, n, alpha, cu(x), incx);
+    return pick<T>(nullptr, nullptr, cublasCsscal_v2, cublasZdscal_v2)(h, n, alpha, asCuda(x),
+                                                                       incx);
 }
 
 template <typename T>
 cublasStatus_t axpy(cublasHandle_t h, int n, const T* alpha, const T* x, int incx, T* y, int incy) {
     return pick<T>(cublasSaxpy_v2, cublasDaxpy_v2, cublasCaxpy_v2, cublasZaxpy_v2)(
-        h, n, cu(alpha), cu(x), incx, cu(y), incy);
+        h, n, asCuda(alpha), asCuda(x), incx, asCuda(y), incy);
 }
 
 // x^T y (dotu) and x^H y (dotc); dot is dotu.
@@ -277,13 +259,13 @@ template <typename T>
 cublasStatus_t dotu(cublasHandle_t h, int n, const T* x, int incx, const T* y, int incy,
                     T* result) {
     return pick<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotu_v2, cublasZdotu_v2)(
-        h, n, cu(x), incx, cu(y), incy, cu(result));
+        h, n, asCuda(x), incx, asCuda(y), incy, asCuda(result));
 }
 template <typename T>
 cublasStatus_t dotc(cublasHandle_t h, int n, const T* x, int incx, const T* y, int incy,
                     T* result) {
     return pick<T>(cublasSdot_v2, cublasDdot_v2, cublasCdotc_v2, cublasZdotc_v2)(
-        h, n, cu(x), incx, cu(y), incy, cu(result));
+        h, n, asCuda(x), incx, asCuda(y), incy, asCuda(result));
 }
 template <typename T>
 cublasStatus_t dot(cublasHandle_t h, int n, const T* x, int incx, const T* y, int incy, T* result) {
@@ -292,36 +274,36 @@ cublasStatus_t dot(cublasHandle_t h, int n, const T* x, int incx, const T* y, in
 
 template <typename T>
 cublasStatus_t nrm2(cublasHandle_t h, int n, const T* x, int incx, Real<T>* result) {
-    return pick<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(h, n, cu(x),
-                                                                                     incx, result);
+    return pick<T>(cublasSnrm2_v2, cublasDnrm2_v2, cublasScnrm2_v2, cublasDznrm2_v2)(
+        h, n, asCuda(x), incx, result);
 }
 
 template <typename T>
 cublasStatus_t asum(cublasHandle_t h, int n, const T* x, int incx, Real<T>* result) {
-    return pick<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(h, n, cu(x),
-                                                                                     incx, result);
+    return pick<T>(cublasSasum_v2, cublasDasum_v2, cublasScasum_v2, cublasDzasum_v2)(
+        h, n, asCuda(x), incx, result);
 }
 
 // The 1-based index of the first element of largest |re| + |im|; 0 when n <= 0.
 template <typename T>
 cublasStatus_t iamax(cublasHandle_t h, int n, const T* x, int incx, int* result) {
     return pick<T>(cublasIsamax_v2, cublasIdamax_v2, cublasIcamax_v2, cublasIzamax_v2)(
-        h, n, cu(x), incx, result);
+        h, n, asCuda(x), incx, result);
 }
 
 // Plane rotation with real c and s (srot, drot, csrot, zdrot) ...
 template <typename T>
 cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy, const Real<T>* c,
                    const Real<T>* s) {
-    return pick<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(h, n, cu(x), incx,
-                                                                                 cu(y), incy, c, s);
+    return pick<T>(cublasSrot_v2, cublasDrot_v2, cublasCsrot_v2, cublasZdrot_v2)(
+        h, n, asCuda(x), incx, asCuda(y), incy, c, s);
 }
 // ... or with complex s (crot, zrot).
 template <typename T>
 requires IsComplexV<T> cublasStatus_t rot(cublasHandle_t h, int n, T* x, int incx, T* y, int incy,
                                           const Real<T>* c, const T* s) {
-    return pick<T>(nullptr, nullptr, cublasCrot_v2, cublasZrot_v2)(h, n, cu(x), incx, cu(y), incy,
-                                                                   c, cu(s));
+    return pick<T>(nullptr, nullptr, cublasCrot_v2, cublasZrot_v2)(h, n, asCuda(x), incx, asCuda(y),
+                                                                   incy, c, asCuda(s));
 }
 
 }  // namespace unchecked
@@ -379,7 +361,7 @@ ZULI_CHECKED_BLAS(rot)
 // stays bound to a per-call stream that dies with its call. release() gives it back at once and
 // raises a failure to do so (the destructor then tries once more, silently).
 class StreamBinding {
-public:
+  public:
     StreamBinding(cublasHandle_t handle, cudaStream_t stream) : handle_(handle) {
         cudalib::checkCublas(cublasGetStream_v2(handle, &previous_));
         cudalib::checkCublas(cublasSetStream_v2(handle, stream));
@@ -396,7 +378,7 @@ public:
         bound_ = false;
     }
 
-private:
+  private:
     cublasHandle_t handle_;
     cudaStream_t previous_ = nullptr;
     bool bound_ = false;

@@ -288,15 +288,35 @@ ZULI_HD inline cuDoubleComplex toCuda(const Complex<double>& z) {
 ZULI_HD constexpr Complex<float> fromCuda(const cuComplex& z) { return {z.x, z.y}; }
 ZULI_HD constexpr Complex<double> fromCuda(const cuDoubleComplex& z) { return {z.x, z.y}; }
 
+// The type of another interface that has the layout of T: T itself for the real types, CF for
+// Complex<float> and CD for Complex<double> (cuComplex and cuDoubleComplex for cuBLAS;
+// zuliComplexFloat and zuliComplexDouble for the public header).
+template <typename T, typename CF, typename CD>
+struct SameLayout {
+    using type = T;
+};
+template <typename CF, typename CD>
+struct SameLayout<Complex<float>, CF, CD> {
+    using type = CF;
+};
+template <typename CF, typename CD>
+struct SameLayout<Complex<double>, CF, CD> {
+    using type = CD;
+};
+
+// The cuBLAS element type of each library element type.
+template <typename T>
+using CudaType = typename SameLayout<T, cuComplex, cuDoubleComplex>::type;
+
 // Views of arrays, for passing library arrays to cuBLAS and back. The Complex -> CUDA direction
 // assumes natural alignment (8 bytes for float, 16 for double), as device memory always has.
-inline cuComplex* asCuda(Complex<float>* p) { return reinterpret_cast<cuComplex*>(p); }
-inline const cuComplex* asCuda(const Complex<float>* p) {
-    return reinterpret_cast<const cuComplex*>(p);
+template <typename T>
+CudaType<T>* asCuda(T* p) {
+    return reinterpret_cast<CudaType<T>*>(p);
 }
-inline cuDoubleComplex* asCuda(Complex<double>* p) { return reinterpret_cast<cuDoubleComplex*>(p); }
-inline const cuDoubleComplex* asCuda(const Complex<double>* p) {
-    return reinterpret_cast<const cuDoubleComplex*>(p);
+template <typename T>
+const CudaType<T>* asCuda(const T* p) {
+    return reinterpret_cast<const CudaType<T>*>(p);
 }
 inline Complex<float>* fromCuda(cuComplex* p) { return reinterpret_cast<Complex<float>*>(p); }
 inline const Complex<float>* fromCuda(const cuComplex* p) {

@@ -39,19 +39,7 @@ namespace zuli {
 // The public element type of each internal element type: PublicType<float> is float,
 // PublicType<Complex<float>> is zuliComplexFloat, and so on (the same bytes).
 template <typename T>
-struct PublicTypeOf {
-    using type = T;
-};
-template <>
-struct PublicTypeOf<Complex<float>> {
-    using type = zuliComplexFloat;
-};
-template <>
-struct PublicTypeOf<Complex<double>> {
-    using type = zuliComplexDouble;
-};
-template <typename T>
-using PublicType = typename PublicTypeOf<T>::type;
+using PublicType = typename SameLayout<T, zuliComplexFloat, zuliComplexDouble>::type;
 
 static_assert(sizeof(Complex<float>) == sizeof(zuliComplexFloat));
 static_assert(sizeof(Complex<double>) == sizeof(zuliComplexDouble));
