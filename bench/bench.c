@@ -129,25 +129,24 @@ QR_ROUTINES(S, s, float, orm, "T")
 QR_ROUTINES(D, d, double, orm, "T")
 QR_ROUTINES(C, c, zuliComplexFloat, unm, "C")
 QR_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
-#define QR_ROWS                                                                 \
-    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs},      \
-        {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs}, \
-        {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs},  \
-        {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs}, \
-        {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs},  \
-        {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs}, \
-        {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs},  \
-        {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs},
-
-static const Routine routines[] = {{"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs},
-                                   {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs},
-                                   {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs},
-                                   {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs},
-                                   {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs},
-                                   {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs},
-                                   {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs},
-                                   {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs},
-                                   QR_ROWS};
+static const Routine routines[] = {
+    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs},
+    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs},
+    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs},
+    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs},
+    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs},
+    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs},
+    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs},
+    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs},
+    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs},
+    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs},
+    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs},
+    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs},
+    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs},
+    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs},
+    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs},
+    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs},
+};
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
 static double now(void) {
@@ -177,11 +176,11 @@ static void set(const Routine* r, void* a, size_t k, int part, double v) {
  * Cholesky made symmetric / Hermitian (real diagonal), which the shift makes positive definite. */
 static void fill(const Routine* r, int n, void* a) {
     const int parts = r->isComplex ? 2 : 1;
+    const int cholesky = r->kind == KIND_CHOLESKY;
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             for (int part = 0; part < parts; ++part) {
                 double v = 2.0 * rand() / RAND_MAX - 1.0;
-                const int cholesky = r->kind == KIND_CHOLESKY;
                 if (cholesky && i < j) continue; /* set from the lower triangle below */
                 if (i == j) v = part == 0 ? v + n : 0.0;
                 set(r, a, (size_t)j * n + i, part, v);
