@@ -5,12 +5,13 @@
  *   routine  interface  n  seconds  GFLOP/s  error ratio  ok | failed
  *
  * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
- * potrf 1/3 n^3, four times that in complex arithmetic). The error ratio is the backward error of
- * a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the
- * solve runs in the host LAPACK, the residual in double precision); "ok" means below 60.
+ * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, four times that in complex arithmetic). The error ratio
+ * is the backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in
+ * the infinity norm (the solve runs in the host LAPACK, the residual in double precision); "ok"
+ * means below 60.
  *
- *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]     routines: sgetrf ... zpotrf (default:
- * all)
+ *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]     routines: sgetrf ... zpotrf, sgeqrf ...
+ * zgelqf (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -38,13 +39,17 @@
 #define ERROR_RATIO_LIMIT 60.0
 #define MAX_SIZES 32
 
+/* What a routine computes: the matrix it gets and its operation count follow from it. */
+enum { KIND_LU, KIND_CHOLESKY, KIND_QR };
+
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
- * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors. */
+ * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
+ * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau). */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
     int isComplex;
-    int cholesky;
+    int kind;
     zuliStatus (*call[2])(int n, void* a, int* ipiv);
     int (*solve)(int n, const void* factors, const int* ipiv, void* b);
 } Routine;
@@ -80,6 +85,50 @@ ROUTINES(D, d, double)
 ROUTINES(C, c, zuliComplexFloat)
 ROUTINES(Z, z, zuliComplexDouble)
 
+/* ---- QR and LQ: factored through the library, solved through the host LAPACK with the factors
+ * and tau. A x = b is R x = Q^H b for A = Q R, and x = Q^H L^-1 b for A = L Q. orm names the
+ * LAPACK routines that apply Q (orm or unm), ct the letter of its conjugate transpose. */
+#define QR_WORK 8192 /* elements of the host work array: more than ormqr wants for one column */
+#define QR_ROUTINES(L, l, T, orm, ct)                                                           \
+    static zuliStatus L##geqrf(int n, void* a, int* tau) {                                      \
+        return zuli##L##geqrf(n, n, (T*)a, n, (T*)tau);                                         \
+    }                                                                                           \
+    static zuliStatus L##deviceGeqrf(int n, void* a, int* tau) {                                \
+        return zuliDevice##L##geqrf(n, n, (T*)a, n, (T*)tau);                                   \
+    }                                                                                           \
+    static zuliStatus L##gelqf(int n, void* a, int* tau) {                                      \
+        return zuli##L##gelqf(n, n, (T*)a, n, (T*)tau);                                         \
+    }                                                                                           \
+    static zuliStatus L##deviceGelqf(int n, void* a, int* tau) {                                \
+        return zuliDevice##L##gelqf(n, n, (T*)a, n, (T*)tau);                                   \
+    }                                                                                           \
+    static int L##geqrs(int n, const void* f, const int* tau, void* b) {                        \
+        int one = 1, lwork = QR_WORK, info = 0;                                                 \
+        T* work = malloc(QR_WORK * sizeof(T));                                                  \
+        if (!work) return -1;                                                                   \
+        LAPACK_##l##orm##qr("L", ct, &n, &one, &n, f, &n, (const void*)tau, b, &n, (void*)work, \
+                            &lwork, &info);                                                     \
+        free(work);                                                                             \
+        if (info == 0) LAPACK_##l##trtrs("U", "N", "N", &n, &one, f, &n, b, &n, &info);         \
+        return info;                                                                            \
+    }                                                                                           \
+    static int L##gelqs(int n, const void* f, const int* tau, void* b) {                        \
+        int one = 1, lwork = QR_WORK, info = 0;                                                 \
+        LAPACK_##l##trtrs("L", "N", "N", &n, &one, f, &n, b, &n, &info);                        \
+        T* work = malloc(QR_WORK * sizeof(T));                                                  \
+        if (info != 0 || !work) {                                                               \
+            free(work);                                                                         \
+            return info != 0 ? info : -1;                                                       \
+        }                                                                                       \
+        LAPACK_##l##orm##lq("L", ct, &n, &one, &n, f, &n, (const void*)tau, b, &n, (void*)work, \
+                            &lwork, &info);                                                     \
+        free(work);                                                                             \
+        return info;                                                                            \
+    }
+QR_ROUTINES(S, s, float, orm, "T")
+QR_ROUTINES(D, d, double, orm, "T")
+QR_ROUTINES(C, c, zuliComplexFloat, unm, "C")
+QR_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
 static const Routine routines[] = {
     {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs},
     {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs},
@@ -89,6 +138,14 @@ static const Routine routines[] = {
     {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs},
     {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs},
     {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs},
+    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs},
+    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs},
+    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs},
+    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs},
+    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs},
+    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs},
+    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs},
+    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -119,14 +176,15 @@ static void set(const Routine* r, void* a, size_t k, int part, double v) {
  * Cholesky made symmetric / Hermitian (real diagonal), which the shift makes positive definite. */
 static void fill(const Routine* r, int n, void* a) {
     const int parts = r->isComplex ? 2 : 1;
+    const int cholesky = r->kind == KIND_CHOLESKY;
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             for (int part = 0; part < parts; ++part) {
                 double v = 2.0 * rand() / RAND_MAX - 1.0;
-                if (r->cholesky && i < j) continue; /* set from the lower triangle below */
+                if (cholesky && i < j) continue; /* set from the lower triangle below */
                 if (i == j) v = part == 0 ? v + n : 0.0;
                 set(r, a, (size_t)j * n + i, part, v);
-                if (r->cholesky && i > j) /* a(j, i) = conj(a(i, j)) */
+                if (cholesky && i > j) /* a(j, i) = conj(a(i, j)) */
                     set(r, a, (size_t)i * n + j, part, part == 1 ? -v : v);
             }
         }
@@ -197,7 +255,9 @@ done:
 static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
-    int* ipiv = malloc((size_t)n * sizeof(int));
+    /* pivots, or tau for KIND_QR */
+    const size_t ipivBytes = (size_t)n * (r->kind == KIND_QR ? elementSize(r) : sizeof(int));
+    int* ipiv = malloc(ipivBytes);
     void* da = NULL;
     int* dpiv = NULL;
     int failed = 1;
@@ -206,7 +266,7 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
         goto done;
     }
     if (device && (cudaMalloc(&da, bytes) != cudaSuccess ||
-                   cudaMalloc((void**)&dpiv, (size_t)n * sizeof(int)) != cudaSuccess)) {
+                   cudaMalloc((void**)&dpiv, ipivBytes) != cudaSuccess)) {
         fprintf(stderr, "%s: cudaMalloc of %zu bytes failed\n", r->name, bytes);
         goto done;
     }
@@ -236,14 +296,15 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
         }
         if (seconds < best) best = seconds;
     }
-    if (device &&
-        (cudaMemcpy(work, da, bytes, cudaMemcpyDeviceToHost) != cudaSuccess ||
-         cudaMemcpy(ipiv, dpiv, (size_t)n * sizeof(int), cudaMemcpyDeviceToHost) != cudaSuccess))
+    if (device && (cudaMemcpy(work, da, bytes, cudaMemcpyDeviceToHost) != cudaSuccess ||
+                   cudaMemcpy(ipiv, dpiv, ipivBytes, cudaMemcpyDeviceToHost) != cudaSuccess))
         goto done;
     const double ratio = errorRatio(r, n, a, work, ipiv);
     const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
-    const double flops =
-        (r->cholesky ? 1.0 / 3.0 : 2.0 / 3.0) * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
+    const double perCube = r->kind == KIND_QR         ? 4.0 / 3.0
+                           : r->kind == KIND_CHOLESKY ? 1.0 / 3.0
+                                                      : 2.0 / 3.0;
+    const double flops = perCube * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
     printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
            device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
 #ifdef ZULI_BENCH_EMULATED
@@ -291,8 +352,10 @@ int main(int argc, char** argv) {
             size_t k = 0;
             while (k < ROUTINE_COUNT && strcmp(routines[k].name, argv[i])) ++k;
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
-                fprintf(stderr, "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zpotrf]\n",
-                        argv[0]);
+                fprintf(
+                    stderr,
+                    "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zpotrf sgeqrf ... zgelqf]\n",
+                    argv[0]);
                 return 2;
             }
             selected[chosen++] = &routines[k];

@@ -3,19 +3,25 @@
 //
 // A hybrid factorization sends a panel (or a diagonal block) to the host, factors it there with
 // the host LAPACK, and sends it back, while the GPU updates the rest of the matrix. PanelStaging
-// holds the two streams of such a call and its page-locked staging area:
+// holds the streams of such a call and its page-locked staging area:
 //
 //     compute()    the legacy default stream, which the thread's cuBLAS handle and the kernel
 //                  launchers use;
 //     copies()     a stream created for the call (a blocking stream, so the legacy default
 //                  stream orders against it both ways), on which panels travel; on a device
 //                  that cannot overlap copies with kernels it is the default stream, and every
-//                  copy is synchronous.
+//                  copy is synchronous;
+//     uploads()    with CopyStreams::Two, a second such stream that carries the uploads, so that
+//                  panels go down on copies() and come back up on uploads() (the QR look-ahead);
+//                  with CopyStreams::One it is copies() itself.
 //
-// The protocol: download() / upload() queue copies on the copy stream; afterCompute() makes the
+// The protocol: download() / upload() queue copies on their stream; afterCompute() makes the
 // copies queued after it wait for the compute work issued so far (a panel the GPU has just
-// updated); wait() blocks the host until the queued copies are done (before it reads the staging,
-// or before the GPU may use an uploaded panel through the compute stream).
+// updated); computeAfterCopies() makes the compute work issued after it wait for the copies
+// queued so far (a panel just uploaded); wait() blocks the host until the queued downloads are
+// done (before it reads the staging), waitUploads() until the queued uploads are (before the host
+// overwrites the staging they read, or before the GPU may use an uploaded panel through the
+// compute stream).
 //
 // HostPivots are the pivots of one factorization, produced on the host panel by panel and
 // uploaded to the caller's device vector at the end.
@@ -39,11 +45,20 @@ enum class StagingSource {
     Pool,  // drawn from the page-locked work-space pool, ordered after the block's last stream
 };
 
+// How many copy streams a PanelStaging creates.
+enum class CopyStreams {
+    One,  // downloads and uploads share one stream
+    Two,  // uploads travel on a stream of their own
+};
+
 template <typename T>
 class PanelStaging {
   public:
-    PanelStaging(const CallContext& ctx, int64_t elements, StagingSource source)
+    PanelStaging(const CallContext& ctx, int64_t elements, StagingSource source,
+                 CopyStreams streams = CopyStreams::One)
         : copies_(ctx),
+          separateUploads_(streams == CopyStreams::Two),
+          uploads_(separateUploads_ ? cudalib::Stream(ctx) : cudalib::Stream()),
           staging_(source == StagingSource::Pool ? acquirePinnedWorkspace<T>(ctx, elements, copies_)
                                                  : PinnedBuffer<T>(static_cast<size_t>(elements))) {
     }
@@ -52,6 +67,7 @@ class PanelStaging {
     T* get() const { return staging_.get(); }
     const cudalib::Stream& compute() const { return compute_; }
     const cudalib::Stream& copies() const { return copies_; }
+    const cudalib::Stream& uploads() const { return separateUploads_ ? uploads_ : copies_; }
 
     // Queues the rows x cols block at `device` (leading dimension ld) into the staging area at
     // `offset` elements, with leading dimension hostLd (rows when 0: packed).
@@ -65,20 +81,30 @@ class PanelStaging {
     void upload(T* device, int64_t ld, int rows, int cols, int64_t hostLd = 0,
                 int64_t offset = 0) const {
         const int64_t hld = hostLd > 0 ? hostLd : rows;
-        copies_.copy2D(device, ld * sizeof(T), get() + offset, hld * sizeof(T), rows * sizeof(T),
-                       cols, cudaMemcpyHostToDevice);
+        uploads().copy2D(device, ld * sizeof(T), get() + offset, hld * sizeof(T), rows * sizeof(T),
+                         cols, cudaMemcpyHostToDevice);
     }
 
     // Copies queued from now on wait for the compute work issued so far.
-    void afterCompute() const { copies_.waitFor(compute_); }
+    void afterCompute() const {
+        copies_.waitFor(compute_);
+        if (separateUploads_) uploads_.waitFor(compute_);
+    }
     // Compute work issued from now on waits for the copies queued so far.
-    void computeAfterCopies() const { compute_.waitFor(copies_); }
-    // The host waits until the queued copies are done.
+    void computeAfterCopies() const {
+        compute_.waitFor(copies_);
+        if (separateUploads_) compute_.waitFor(uploads_);
+    }
+    // The host waits until the queued downloads (with CopyStreams::One: all copies) are done.
     void wait() const { copies_.synchronize(); }
+    // The host waits until the queued uploads are done.
+    void waitUploads() const { uploads().synchronize(); }
 
   private:
     const cudalib::Stream compute_;
     const cudalib::Stream copies_;
+    const bool separateUploads_;
+    const cudalib::Stream uploads_;
     PinnedBuffer<T> staging_;
 };
 
