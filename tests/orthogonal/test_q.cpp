@@ -24,48 +24,41 @@ bool rowwise(Form f) {
     return f == Form::LQ || f == Form::RQ;
 }
 
-// The exported routine for T and api: LAPACK's real name for S and D, its complex one for C, Z.
-#define Q_ENTRY(api, real, cplx)                                       \
-    ((api) == Api::Host                                                \
-         ? pick<T>(zuliS##real, zuliD##real, zuliC##cplx, zuliZ##cplx) \
-         : pick<T>(zuliDeviceS##real, zuliDeviceD##real, zuliDeviceC##cplx, zuliDeviceZ##cplx))
+// The exported routine org<s> / orm<s> (ung<s> / unm<s> for C and Z) of T for the interface api.
+#define Q_ENTRY(api, real, cplx, s)                                                               \
+    ((api) == Api::Host ? pick<T>(zuliS##real##s, zuliD##real##s, zuliC##cplx##s, zuliZ##cplx##s) \
+                        : pick<T>(zuliDeviceS##real##s, zuliDeviceD##real##s,                     \
+                                  zuliDeviceC##cplx##s, zuliDeviceZ##cplx##s))
+// Returns CALL(s) for the suffix s of form f (qr, lq, ql, rq).
+#define BY_FORM(f, CALL)     \
+    switch (f) {             \
+        case Form::QR:       \
+            return CALL(qr); \
+        case Form::LQ:       \
+            return CALL(lq); \
+        case Form::QL:       \
+            return CALL(ql); \
+        case Form::RQ:       \
+            return CALL(rq); \
+    }                        \
+    return {}
 
 template <typename T>
 zuliStatus generate(Api api, Form f, int m, int n, int k, T* a, int lda, const T* tau) {
-    switch (f) {
-        case Form::QR:
-            return Q_ENTRY(api, orgqr, ungqr)(m, n, k, pub(a), lda, pub(tau));
-        case Form::LQ:
-            return Q_ENTRY(api, orglq, unglq)(m, n, k, pub(a), lda, pub(tau));
-        case Form::QL:
-            return Q_ENTRY(api, orgql, ungql)(m, n, k, pub(a), lda, pub(tau));
-        case Form::RQ:
-            return Q_ENTRY(api, orgrq, ungrq)(m, n, k, pub(a), lda, pub(tau));
-    }
-    return zuliUnspecifiedError;
+#define CALL(s) Q_ENTRY(api, org, ung, s)(m, n, k, pub(a), lda, pub(tau))
+    BY_FORM(f, CALL);
+#undef CALL
 }
 
 template <typename T>
 zuliStatus apply(Api api, Form f, char side, char trans, int m, int n, int k, const T* a, int lda,
                  const T* tau, T* c, int ldc) {
-    switch (f) {
-        case Form::QR:
-            return Q_ENTRY(api, ormqr, unmqr)(side, trans, m, n, k, pub(a), lda, pub(tau), pub(c),
-                                              ldc);
-        case Form::LQ:
-            return Q_ENTRY(api, ormlq, unmlq)(side, trans, m, n, k, pub(a), lda, pub(tau), pub(c),
-                                              ldc);
-        case Form::QL:
-            return Q_ENTRY(api, ormql, unmql)(side, trans, m, n, k, pub(a), lda, pub(tau), pub(c),
-                                              ldc);
-        case Form::RQ:
-            return Q_ENTRY(api, ormrq, unmrq)(side, trans, m, n, k, pub(a), lda, pub(tau), pub(c),
-                                              ldc);
-    }
-    return zuliUnspecifiedError;
+#define CALL(s) Q_ENTRY(api, orm, unm, s)(side, trans, m, n, k, pub(a), lda, pub(tau), pub(c), ldc)
+    BY_FORM(f, CALL);
+#undef CALL
 }
 
-// Runs a host LAPACK routine that takes (work, lwork) last, after asking it for its work size.
+// The host LAPACK's routine, with the work array it asks for.
 template <typename T, typename Call>
 int withWork(Call call) {
     std::vector<T> work(size_t(std::max(1, lapack::workSize<T>(call))));
@@ -77,59 +70,27 @@ template <typename T>
 std::pair<Matrix<T>, std::vector<T>> factor(Form f, int m, int n, int ld, std::mt19937& rng) {
     Matrix<T> a(m, n, ld, rng);
     std::vector<T> tau(size_t(std::max(1, std::min(m, n))));
-    const int info = withWork<T>([&](T* work, int lwork) {
-        switch (f) {
-            case Form::QR:
-                return lapack::geqrf(m, n, a.ptr(), ld, tau.data(), work, lwork);
-            case Form::LQ:
-                return lapack::gelqf(m, n, a.ptr(), ld, tau.data(), work, lwork);
-            case Form::QL:
-                return lapack::geqlf(m, n, a.ptr(), ld, tau.data(), work, lwork);
-            case Form::RQ:
-                return lapack::gerqf(m, n, a.ptr(), ld, tau.data(), work, lwork);
-        }
-        return -1;
-    });
-    EXPECT_EQ(info, 0);
+#define CALL(s) lapack::ge##s##f(m, n, a.ptr(), ld, tau.data(), work, lwork)
+    EXPECT_EQ(withWork<T>([&](T* work, int lwork) -> int { BY_FORM(f, CALL); }), 0);
+#undef CALL
     return {a, tau};
 }
 
 template <typename T>
 void lapackGenerate(Form f, int m, int n, int k, T* a, int lda, const T* tau) {
-    const int info = withWork<T>([&](T* work, int lwork) {
-        switch (f) {
-            case Form::QR:
-                return lapack::orgqr(m, n, k, a, lda, tau, work, lwork);
-            case Form::LQ:
-                return lapack::orglq(m, n, k, a, lda, tau, work, lwork);
-            case Form::QL:
-                return lapack::orgql(m, n, k, a, lda, tau, work, lwork);
-            case Form::RQ:
-                return lapack::orgrq(m, n, k, a, lda, tau, work, lwork);
-        }
-        return -1;
-    });
-    EXPECT_EQ(info, 0);
+#define CALL(s) lapack::org##s(m, n, k, a, lda, tau, work, lwork)
+    EXPECT_EQ(withWork<T>([&](T* work, int lwork) -> int { BY_FORM(f, CALL); }), 0);
+#undef CALL
 }
 
+// The host LAPACK takes 'T' for S and D and 'C' for C and Z.
 template <typename T>
 void lapackApply(Form f, char side, char trans, int m, int n, int k, const T* a, int lda,
                  const T* tau, T* c, int ldc) {
     const char t = trans == 'N' ? 'N' : (zuli::IsComplexV<T> ? 'C' : 'T');
-    const int info = withWork<T>([&](T* work, int lwork) {
-        switch (f) {
-            case Form::QR:
-                return lapack::ormqr(side, t, m, n, k, a, lda, tau, c, ldc, work, lwork);
-            case Form::LQ:
-                return lapack::ormlq(side, t, m, n, k, a, lda, tau, c, ldc, work, lwork);
-            case Form::QL:
-                return lapack::ormql(side, t, m, n, k, a, lda, tau, c, ldc, work, lwork);
-            case Form::RQ:
-                return lapack::ormrq(side, t, m, n, k, a, lda, tau, c, ldc, work, lwork);
-        }
-        return -1;
-    });
-    EXPECT_EQ(info, 0);
+#define CALL(s) lapack::orm##s(side, t, m, n, k, a, lda, tau, c, ldc, work, lwork)
+    EXPECT_EQ(withWork<T>([&](T* work, int lwork) -> int { BY_FORM(f, CALL); }), 0);
+#undef CALL
 }
 
 // ||I - Q^H Q|| / (max(m, n) eps) for orthonormal columns, ||I - Q Q^H|| for orthonormal rows
