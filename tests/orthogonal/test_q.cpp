@@ -122,9 +122,10 @@ class QTyped : public SolverTyped<T> {};
 TYPED_TEST_SUITE(QTyped, AllPrecisions);
 
 // orgqr and kin: Q as the host LAPACK forms it from the same reflectors, with orthonormal
-// columns (rows), on the host-only path (k = nb), with one reflector beyond a block (k = nb + 1),
-// and with several blocks, a partial one and columns beyond the reflectors, in a padded array;
-// on both device generations and through both interfaces.
+// columns (rows), without reflectors (k = 0: columns of I), on the host-only path (k = nb), with
+// one reflector beyond a block (k = nb + 1), and with several blocks, a partial one and columns
+// beyond the reflectors, in a padded array; on both device generations and through both
+// interfaces.
 TYPED_TEST(QTyped, GenerateMatchesLapackOnEveryPath) {
     using T = TypeParam;
     for (int code : this->generations()) {
@@ -132,7 +133,8 @@ TYPED_TEST(QTyped, GenerateMatchesLapackOnEveryPath) {
         const int nb = zuli::qrBlockSize<T>(code);
         struct Case {
             int rowsQ, colsQ, k, pad;  // Q's order along the reflectors and its other extent
-        } cases[] = {{nb + 20, nb, nb, 0},
+        } cases[] = {{20, 7, 0, 1},
+                     {nb + 20, nb, nb, 0},
                      {nb + 9, nb + 4, nb + 1, 0},
                      {2 * nb + 30, 2 * nb + 11, 2 * nb + 5, 3}};
         for (const Case& s : cases)
@@ -142,7 +144,8 @@ TYPED_TEST(QTyped, GenerateMatchesLapackOnEveryPath) {
                 const auto [a, tau] = factor<T>(f, m, n, m + s.pad, this->rng);
                 // QL and RQ take the reflectors of the last k columns (rows) of the factorization.
                 const size_t first = f == Form::QL ? n - s.k : f == Form::RQ ? m - s.k : 0;
-                const std::vector<T> t(tau.begin() + first, tau.begin() + first + s.k);
+                std::vector<T> t(tau.begin() + first, tau.begin() + first + s.k);
+                t.resize(size_t(std::max(s.k, 1)));  // without reflectors tau is still passed
                 Matrix<T> want = a;
                 lapackGenerate(f, m, n, s.k, want.ptr(), want.ld, t.data());
                 for (Api api : kApis) {
