@@ -16,9 +16,10 @@
 // for the latter, so that the reflectors are always the frame's columns. QR and LQ store them
 // forward (reflector j starts at element j: the products run H(1) H(2) ..., T is upper
 // triangular, larfb direct 'F'), QL and RQ backward (reflector j ends at element nq - k + j,
-// direct 'B'). In the frame, a row form's block reflector applied from the left is A's applied
-// from the right with storev 'R', and its Q is the conjugate transpose of the column forms' one:
-// its trans letter is the other one.
+// direct 'B'). A block of a row form's reflectors is applied with larfb's storev 'R' and, as
+// LAPACK does, with the other trans letter ('C' for 'N', 'N' for 'T' or 'C'): the row forms' Q is
+// the conjugate transpose of the product of their block reflectors. Applied from the left in the
+// frame, such a block is applied from the right in A.
 #include "orthogonal/orthogonal.h"
 
 #include "auxiliary/auxiliary.h"
@@ -171,15 +172,15 @@ struct Frame {
         generateOnHost(form, sr, sc, kr, host, sr, tau);
         upload(i, j, r, c, host);
     }
-    // The frame's r x c block at (i, j) becomes H times it (trans 'N') or H^H times it, H the
-    // block reflector of the ib frame columns from (vi, vj) with triangular factor dT (ld ldt).
-    void applyFromLeft(const CallContext& ctx, char trans, char direct, int i, int j, int r, int c,
-                       int vi, int vj, int ib, const T* dT, int ldt) const {
+    // The frame's r x c block at (i, j) becomes H times it, H the block reflector of the ib frame
+    // columns from (vi, vj) with triangular factor dT (ld ldt), as the form's Q is built: in A,
+    // H from the left (column forms) or H^H from the right (row forms).
+    void applyFromLeft(const CallContext& ctx, char direct, int i, int j, int r, int c, int vi,
+                       int vj, int ib, const T* dT, int ldt) const {
         if (rows)
-            larfb(ctx, 'R', trans == 'N' ? 'C' : 'N', direct, 'R', c, r, ib, at(vi, vj), lda, dT,
-                  ldt, at(i, j), lda);
+            larfb(ctx, 'R', 'C', direct, 'R', c, r, ib, at(vi, vj), lda, dT, ldt, at(i, j), lda);
         else
-            larfb(ctx, 'L', trans, direct, 'C', r, c, ib, at(vi, vj), lda, dT, ldt, at(i, j), lda);
+            larfb(ctx, 'L', 'N', direct, 'C', r, c, ib, at(vi, vj), lda, dT, ldt, at(i, j), lda);
     }
 };
 
@@ -274,7 +275,7 @@ void generateQ(const CallContext& ctx, Form form, int m, int n, int k, T* a, int
             q.download(r0, j0, len, ib, panel);
             lapack::larft(direct, storev, len, ib, panel, ldp, tauHost.data() + i, hostT, ib);
             copyToDevice(hostT, ib, ib, ib, dT.get(), ib);
-            q.applyFromLeft(ctx, 'N', direct, r0, c0, len, others, r0, j0, ib, dT.get(), ib);
+            q.applyFromLeft(ctx, direct, r0, c0, len, others, r0, j0, ib, dT.get(), ib);
         }
         q.generate(form, r0, j0, len, ib, ib, tauHost.data() + i, panel);
         // The rest of the block's columns of Q.
@@ -310,8 +311,9 @@ void applyQ(const CallContext& ctx, Form form, char side, char trans, int m, int
 
     const bool back = backward(form);
     const char direct = back ? 'B' : 'F', storev = v.rows ? 'R' : 'C';
-    // The block order of LAPACK: the block applied first is the one nearest to C. Q = H(1) ...
-    // H(k) for QR and RQ, H(k) ... H(1) for LQ and QL (conjugate transposes aside).
+    // LAPACK's block order. With Q = H(1) ... H(k) (QR, RQ; conjugate transposes aside), Q C and
+    // C Q^H start with the last block, Q^H C and C Q with the first; with Q = H(k) ... H(1) (LQ,
+    // QL) the other way round.
     const bool lastFirst = (left == notran) == (form == Form::QR || form == Form::RQ);
     // A row form's blocks are applied as the conjugate transpose of their stored form.
     const char blockTrans = v.rows ? (notran ? 'C' : 'N') : trans;
