@@ -5,13 +5,15 @@
  *   routine  interface  n  seconds  GFLOP/s  error ratio  ok | failed
  *
  * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
- * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, four times that in complex arithmetic). The error ratio
- * is the backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in
- * the infinity norm (the solve runs in the host LAPACK, the residual in double precision); "ok"
- * means below 60.
+ * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, four times that in complex
+ * arithmetic). The error ratio of a factorization is the backward error of a solve with the
+ * computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the solve runs in the
+ * host LAPACK, the residual in double precision); orgqr and ormqr are checked as described at
+ * benchQ. "ok" means below 60.
  *
- *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]     routines: sgetrf ... zpotrf, sgeqrf ...
- * zgelqf (default: all)
+ *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
+ *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr
+ *   (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -42,9 +44,12 @@
 /* What a routine computes: the matrix it gets and its operation count follow from it. */
 enum { KIND_LU, KIND_CHOLESKY, KIND_QR };
 
+struct QOps;
+
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
  * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
- * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau). */
+ * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau).
+ * orgqr and ormqr rows have q instead (and no call or solve). */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
@@ -52,6 +57,7 @@ typedef struct Routine {
     int kind;
     zuliStatus (*call[2])(int n, void* a, int* ipiv);
     int (*solve)(int n, const void* factors, const int* ipiv, void* b);
+    const struct QOps* q;
 } Routine;
 
 #define ROUTINES(L, l, T)                                                 \
@@ -129,23 +135,70 @@ QR_ROUTINES(S, s, float, orm, "T")
 QR_ROUTINES(D, d, double, orm, "T")
 QR_ROUTINES(C, c, zuliComplexFloat, unm, "C")
 QR_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
+/* ---- orgqr and ormqr: how they run ------------------------------------------------------------
+ * Both start from the reflectors and tau of a host LAPACK geqrf of the matrix. call[device](n, x,
+ * v, tau) overwrites x: orgqr forms Q (n x n, from n reflectors) in place of the reflectors in x;
+ * ormqr computes Q x (side 'L', trans 'N') with the reflectors in v. */
+typedef struct QOps {
+    int apply; /* 0: orgqr, 1: ormqr */
+    zuliStatus (*call[2])(int n, void* x, const void* v, const void* tau);
+    int (*geqrf)(int n, void* a, void* tau); /* the host LAPACK's, on an n x n matrix */
+} QOps;
+
+#define Q_ROUTINES(L, l, T, ORG, ORM)                                                          \
+    static zuliStatus L##ORG##Host(int n, void* x, const void* v, const void* tau) {           \
+        (void)v;                                                                               \
+        return zuli##L##ORG(n, n, n, (T*)x, n, (const T*)tau);                                 \
+    }                                                                                          \
+    static zuliStatus L##ORG##Device(int n, void* x, const void* v, const void* tau) {         \
+        (void)v;                                                                               \
+        return zuliDevice##L##ORG(n, n, n, (T*)x, n, (const T*)tau);                           \
+    }                                                                                          \
+    static zuliStatus L##ORM##Host(int n, void* x, const void* v, const void* tau) {           \
+        return zuli##L##ORM('L', 'N', n, n, n, (const T*)v, n, (const T*)tau, (T*)x, n);       \
+    }                                                                                          \
+    static zuliStatus L##ORM##Device(int n, void* x, const void* v, const void* tau) {         \
+        return zuliDevice##L##ORM('L', 'N', n, n, n, (const T*)v, n, (const T*)tau, (T*)x, n); \
+    }                                                                                          \
+    static int L##hostGeqrf(int n, void* a, void* tau) {                                       \
+        int lwork = 64 * n, info = -1;                                                         \
+        void* work = malloc((size_t)lwork * sizeof(T));                                        \
+        if (work) LAPACK_##l##geqrf(&n, &n, a, &n, tau, work, &lwork, &info);                  \
+        free(work);                                                                            \
+        return info;                                                                           \
+    }                                                                                          \
+    static const QOps L##ORG##Ops = {0, {L##ORG##Host, L##ORG##Device}, L##hostGeqrf};         \
+    static const QOps L##ORM##Ops = {1, {L##ORM##Host, L##ORM##Device}, L##hostGeqrf};
+Q_ROUTINES(S, s, float, orgqr, ormqr)
+Q_ROUTINES(D, d, double, orgqr, ormqr)
+Q_ROUTINES(C, c, zuliComplexFloat, ungqr, unmqr)
+Q_ROUTINES(Z, z, zuliComplexDouble, ungqr, unmqr)
+
 static const Routine routines[] = {
-    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs},
-    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs},
-    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs},
-    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs},
-    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs},
-    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs},
-    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs},
-    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs},
-    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs},
-    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs},
-    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs},
-    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs},
-    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs},
-    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs},
-    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs},
-    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs},
+    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL},
+    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL},
+    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs, NULL},
+    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs, NULL},
+    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs, NULL},
+    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs, NULL},
+    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs, NULL},
+    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs, NULL},
+    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs, NULL},
+    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs, NULL},
+    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs, NULL},
+    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs, NULL},
+    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs, NULL},
+    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs, NULL},
+    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs, NULL},
+    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs, NULL},
+    {"sorgqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SorgqrOps},
+    {"dorgqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DorgqrOps},
+    {"cungqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CungqrOps},
+    {"zungqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZungqrOps},
+    {"sormqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SormqrOps},
+    {"dormqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DormqrOps},
+    {"cunmqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CunmqrOps},
+    {"zunmqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZunmqrOps},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -249,10 +302,138 @@ done:
     return ratio;
 }
 
+/* ---- orgqr and ormqr: how they are timed and checked -------------------------------------------
+ * orgqr's Q must have orthonormal columns: max |q_i^H q_j - delta_ij| / (n eps) over all i and a
+ * sample of four columns j. ormqr applies Q to R of the same factorization, which must give back
+ * the matrix: max |Q R - A| / (n max |A| eps). Both take O(n^2) operations. */
+
+static double qEpsilon(const Routine* r) {
+    return r->realSize == sizeof(float) ? FLT_EPSILON / 2 : DBL_EPSILON / 2;
+}
+
+static double orthogonalityRatio(const Routine* r, int n, const void* q) {
+    const int parts = r->isComplex ? 2 : 1;
+    const int sample[4] = {0, n / 3, 2 * n / 3, n - 1};
+    double worst = 0.0;
+    for (int s = 0; s < 4; ++s) {
+        const int j = sample[s];
+        for (int i = 0; i < n; ++i) {
+            double re = i == j ? -1.0 : 0.0, im = 0.0; /* q_i^H q_j - delta_ij */
+            for (int l = 0; l < n; ++l) {
+                const size_t li = (size_t)i * n + l, lj = (size_t)j * n + l;
+                const double ar = get(r, q, li, 0), ai = parts == 2 ? get(r, q, li, 1) : 0.0;
+                const double br = get(r, q, lj, 0), bi = parts == 2 ? get(r, q, lj, 1) : 0.0;
+                re += ar * br + ai * bi;
+                im += ar * bi - ai * br;
+            }
+            if (hypot(re, im) > worst) worst = hypot(re, im);
+        }
+    }
+    return worst / (n * qEpsilon(r));
+}
+
+static double reproductionRatio(const Routine* r, int n, const void* a, const void* qr) {
+    const int parts = r->isComplex ? 2 : 1;
+    double diff = 0.0, size = 0.0;
+    for (size_t k = 0; k < (size_t)n * n; ++k) {
+        const double ar = get(r, a, k, 0), ai = parts == 2 ? get(r, a, k, 1) : 0.0;
+        const double d = hypot(get(r, qr, k, 0) - ar, (parts == 2 ? get(r, qr, k, 1) : 0.0) - ai);
+        if (d > diff) diff = d;
+        if (hypot(ar, ai) > size) size = hypot(ar, ai);
+    }
+    return size > 0 ? diff / (n * size * qEpsilon(r)) : 0.0;
+}
+
+/* bench() for an orgqr or ormqr row: the same runs and the same line. */
+static int benchQ(const Routine* r, int device, int n, int runs, const void* a) {
+    const QOps* q = r->q;
+    const size_t bytes = (size_t)n * n * elementSize(r), tauBytes = (size_t)n * elementSize(r);
+    void* v = malloc(bytes); /* the factors: reflectors below R */
+    void* tau = malloc(tauBytes);
+    void* start = malloc(bytes); /* what a call overwrites: the factors (orgqr) or R (ormqr) */
+    void* x = malloc(bytes);
+    void *dx = NULL, *dv = NULL, *dtau = NULL;
+    int failed = 1;
+    if (!v || !tau || !start || !x) {
+        fprintf(stderr, "%s: out of host memory\n", r->name);
+        goto done;
+    }
+    memcpy(v, a, bytes);
+    if (q->geqrf(n, v, tau) != 0) {
+        fprintf(stderr, "%s: the host geqrf failed\n", r->name);
+        goto done;
+    }
+    memcpy(start, v, bytes);
+    if (q->apply) /* R: the factors' upper triangle */
+        for (int j = 0; j < n; ++j)
+            for (int i = j + 1; i < n; ++i)
+                for (int part = 0; part < (r->isComplex ? 2 : 1); ++part)
+                    set(r, start, (size_t)j * n + i, part, 0.0);
+    if (device && (cudaMalloc(&dx, bytes) != cudaSuccess || cudaMalloc(&dv, bytes) != cudaSuccess ||
+                   cudaMalloc(&dtau, tauBytes) != cudaSuccess)) {
+        fprintf(stderr, "%s: cudaMalloc of %zu bytes failed\n", r->name, bytes);
+        goto done;
+    }
+    if (device && (cudaMemcpy(dv, v, bytes, cudaMemcpyHostToDevice) != cudaSuccess ||
+                   cudaMemcpy(dtau, tau, tauBytes, cudaMemcpyHostToDevice) != cudaSuccess))
+        goto done;
+    double best = 1e300;
+#ifdef ZULI_BENCH_EMULATED
+    zuliEmuCounters counted;
+    memset(&counted, 0, sizeof counted);
+#endif
+    for (int run = 0; run < runs; ++run) {
+        memcpy(x, start, bytes);
+        if (device && cudaMemcpy(dx, x, bytes, cudaMemcpyHostToDevice) != cudaSuccess) goto done;
+        cudaDeviceSynchronize();
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuResetCounters();
+#endif
+        const double t0 = now();
+        const zuliStatus s =
+            q->call[device](n, device ? dx : x, device ? dv : v, device ? dtau : tau);
+        cudaDeviceSynchronize();
+        const double seconds = now() - t0;
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuGetCounters(&counted);
+#endif
+        if (s != zuliNoError) {
+            fprintf(stderr, "%s (%s): %s, info %d\n", r->name, device ? "device" : "host",
+                    zuliGetStatusString(s), (int)zuliGetErrorInfo());
+            goto done;
+        }
+        if (seconds < best) best = seconds;
+    }
+    if (device && cudaMemcpy(x, dx, bytes, cudaMemcpyDeviceToHost) != cudaSuccess) goto done;
+    const double ratio = q->apply ? reproductionRatio(r, n, a, x) : orthogonalityRatio(r, n, x);
+    const int ok = ratio < ERROR_RATIO_LIMIT;
+    const double flops =
+        (q->apply ? 2.0 : 4.0 / 3.0) * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
+    printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
+           device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
+#ifdef ZULI_BENCH_EMULATED
+    printf("  bus %5.2f x matrix  device flops %5.1f %%  launches %5llu  waits %5llu",
+           (double)(counted.h2dBytes + counted.d2hBytes) / bytes, 100.0 * counted.blasFlops / flops,
+           counted.launches, counted.syncs);
+#endif
+    printf("\n");
+    failed = !ok;
+done:
+    free(v);
+    free(tau);
+    free(start);
+    free(x);
+    cudaFree(dx);
+    cudaFree(dv);
+    cudaFree(dtau);
+    return failed;
+}
+
 /* Runs routine r on interface `device` `runs` times on fresh copies of a; prints one line.
  * Returns 0, or 1 when a call fails or the result is wrong. Everything it allocates is freed on
  * every path. */
 static int bench(const Routine* r, int device, int n, int runs, const void* a) {
+    if (r->q) return benchQ(r, device, n, runs, a);
     const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
     /* pivots, or tau for KIND_QR */
@@ -354,7 +535,7 @@ int main(int argc, char** argv) {
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
                 fprintf(
                     stderr,
-                    "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zpotrf sgeqrf ... zgelqf]\n",
+                    "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr]\n",
                     argv[0]);
                 return 2;
             }

@@ -114,6 +114,219 @@ ZULI_API zuliStatus zuliDeviceZgerqf(int m, int n, zuliDeviceComplexDouble* a, i
  * Generating and applying Q: orgqr / ungqr, ormqr / unmqr and their LQ, QL and RQ kin
  * ============================================================================================= */
 
+/* ---- orgqr / ungqr: Q of a QR factorization. The first n columns of Q = H(1) H(2) ... H(k)
+ * (m x m) replace A (m x n), from the k reflectors geqrf left in A's first k columns (below the
+ * diagonal, unit diagonal implied) and tau (k scalars).
+ * Argument errors: m < 0 -1, n < 0 or n > m -2, k < 0 or k > n -3, lda < max(1, m) -5; n = 0
+ * returns at once; a null -4, tau null -6 (also when k = 0, which gives the first n columns of
+ * the identity). */
+ZULI_API zuliStatus zuliSorgqr(int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgqr(int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgqr(int m, int n, int k, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgqr(int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungqr(int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungqr(int m, int n, int k, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungqr(int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungqr(int m, int n, int k, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- orglq / unglq: Q of an LQ factorization. The first m rows of Q = H(k)^H ... H(1)^H
+ * (n x n; H(k) ... H(1) for S, D) replace A (m x n), from the k reflectors gelqf left in A's
+ * first k rows (right of the diagonal, unit diagonal implied) and tau.
+ * Argument errors: m < 0 -1, n < m -2, k < 0 or k > m -3, lda < max(1, m) -5; m = 0 returns at
+ * once; a null -4, tau null -6. */
+ZULI_API zuliStatus zuliSorglq(int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorglq(int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorglq(int m, int n, int k, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorglq(int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCunglq(int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCunglq(int m, int n, int k, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZunglq(int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZunglq(int m, int n, int k, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- orgql / ungql: Q of a QL factorization. The last n columns of Q = H(k) ... H(2) H(1)
+ * (m x m) replace A (m x n), from the k reflectors geqlf left in A's last k columns (above the
+ * diagonal of the trailing block, unit diagonal implied) and tau.
+ * Argument errors: m < 0 -1, n < 0 or n > m -2, k < 0 or k > n -3, lda < max(1, m) -5; n = 0
+ * returns at once; a null -4, tau null -6. */
+ZULI_API zuliStatus zuliSorgql(int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgql(int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgql(int m, int n, int k, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgql(int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungql(int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungql(int m, int n, int k, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungql(int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungql(int m, int n, int k, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- orgrq / ungrq: Q of an RQ factorization. The last m rows of Q = H(1)^H ... H(k)^H
+ * (n x n; H(1) ... H(k) for S, D) replace A (m x n), from the k reflectors gerqf left in A's last
+ * k rows and tau.
+ * Argument errors: m < 0 -1, n < m -2, k < 0 or k > m -3, lda < max(1, m) -5; m = 0 returns at
+ * once; a null -4, tau null -6. */
+ZULI_API zuliStatus zuliSorgrq(int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgrq(int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgrq(int m, int n, int k, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgrq(int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungrq(int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungrq(int m, int n, int k, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungrq(int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungrq(int m, int n, int k, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- ormqr / unmqr: multiplies by the Q = H(1) ... H(k) of a QR factorization (geqrf's k
+ * reflectors in the columns of A, nq x k, and tau) without forming it.
+ * side 'L': C = op(Q) C, 'R': C = C op(Q), C m x n; op(Q) is Q for trans 'N' and Q^H for 'T' or
+ * 'C' (all three letters are accepted in every precision; 'T' means the conjugate transpose for C
+ * and Z). nq = m for side 'L', n for 'R'.
+ * Argument errors: side -1, trans -2, m < 0 -3, n < 0 -4, k < 0 or k > nq -5, lda < max(1, nq)
+ * -7, ldc < max(1, m) -10; m, n or k = 0 returns at once; a null -6, tau null -8, c null -9.
+ * The device interface writes each panel of A it reads back in place, with the same values. */
+ZULI_API zuliStatus zuliSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSormqr(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceFloat* a, int lda, const zuliDeviceFloat* tau,
+                                     zuliDeviceFloat* c, int ldc);
+ZULI_API zuliStatus zuliDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDormqr(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* c, int ldc);
+ZULI_API zuliStatus zuliCunmqr(char side, char trans, int m, int n, int k,
+                               const zuliComplexFloat* a, int lda, const zuliComplexFloat* tau,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCunmqr(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZunmqr(char side, char trans, int m, int n, int k,
+                               const zuliComplexDouble* a, int lda, const zuliComplexDouble* tau,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZunmqr(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
+                                     int ldc);
+
+/* ---- ormlq / unmlq: the same with the Q = H(k)^H ... H(1)^H of an LQ factorization (gelqf's k
+ * reflectors in the rows of A, k x nq).
+ * side 'L': C = op(Q) C, 'R': C = C op(Q), C m x n; op(Q) is Q for trans 'N' and Q^H for 'T' or
+ * 'C' (all three letters are accepted in every precision; 'T' means the conjugate transpose for C
+ * and Z). nq = m for side 'L', n for 'R'.
+ * Argument errors: side -1, trans -2, m < 0 -3, n < 0 -4, k < 0 or k > nq -5, lda < max(1, k) -7,
+ * ldc < max(1, m) -10; m, n or k = 0 returns at once; a null -6, tau null -8, c null -9. A as for
+ * ormqr. */
+ZULI_API zuliStatus zuliSormlq(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSormlq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceFloat* a, int lda, const zuliDeviceFloat* tau,
+                                     zuliDeviceFloat* c, int ldc);
+ZULI_API zuliStatus zuliDormlq(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDormlq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* c, int ldc);
+ZULI_API zuliStatus zuliCunmlq(char side, char trans, int m, int n, int k,
+                               const zuliComplexFloat* a, int lda, const zuliComplexFloat* tau,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCunmlq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZunmlq(char side, char trans, int m, int n, int k,
+                               const zuliComplexDouble* a, int lda, const zuliComplexDouble* tau,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZunmlq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
+                                     int ldc);
+
+/* ---- ormql / unmql: the same with the Q = H(k) ... H(2) H(1) of a QL factorization (geqlf's k
+ * reflectors in the columns of A, nq x k).
+ * side 'L': C = op(Q) C, 'R': C = C op(Q), C m x n; op(Q) is Q for trans 'N' and Q^H for 'T' or
+ * 'C' (all three letters are accepted in every precision; 'T' means the conjugate transpose for C
+ * and Z). nq = m for side 'L', n for 'R'.
+ * Argument errors: side -1, trans -2, m < 0 -3, n < 0 -4, k < 0 or k > nq -5, lda < max(1, nq)
+ * -7, ldc < max(1, m) -10; m, n or k = 0 returns at once; a null -6, tau null -8, c null -9. A as
+ * for ormqr. */
+ZULI_API zuliStatus zuliSormql(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSormql(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceFloat* a, int lda, const zuliDeviceFloat* tau,
+                                     zuliDeviceFloat* c, int ldc);
+ZULI_API zuliStatus zuliDormql(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDormql(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* c, int ldc);
+ZULI_API zuliStatus zuliCunmql(char side, char trans, int m, int n, int k,
+                               const zuliComplexFloat* a, int lda, const zuliComplexFloat* tau,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCunmql(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZunmql(char side, char trans, int m, int n, int k,
+                               const zuliComplexDouble* a, int lda, const zuliComplexDouble* tau,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZunmql(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
+                                     int ldc);
+
+/* ---- ormrq / unmrq: the same with the Q = H(1)^H ... H(k)^H of an RQ factorization (gerqf's k
+ * reflectors in the rows of A, k x nq).
+ * side 'L': C = op(Q) C, 'R': C = C op(Q), C m x n; op(Q) is Q for trans 'N' and Q^H for 'T' or
+ * 'C' (all three letters are accepted in every precision; 'T' means the conjugate transpose for C
+ * and Z). nq = m for side 'L', n for 'R'.
+ * Argument errors: side -1, trans -2, m < 0 -3, n < 0 -4, k < 0 or k > nq -5, lda < max(1, k) -7,
+ * ldc < max(1, m) -10; m, n or k = 0 returns at once; a null -6, tau null -8, c null -9. A as for
+ * ormqr. */
+ZULI_API zuliStatus zuliSormrq(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSormrq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceFloat* a, int lda, const zuliDeviceFloat* tau,
+                                     zuliDeviceFloat* c, int ldc);
+ZULI_API zuliStatus zuliDormrq(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDormrq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* c, int ldc);
+ZULI_API zuliStatus zuliCunmrq(char side, char trans, int m, int n, int k,
+                               const zuliComplexFloat* a, int lda, const zuliComplexFloat* tau,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCunmrq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZunmrq(char side, char trans, int m, int n, int k,
+                               const zuliComplexDouble* a, int lda, const zuliComplexDouble* tau,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZunmrq(char side, char trans, int m, int n, int k,
+                                     const zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
+                                     int ldc);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
