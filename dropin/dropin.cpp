@@ -183,7 +183,10 @@ void Route::run() {
     if (check_) {
         const int position = check_();
         if (position > 0) return argumentError(position);
-        if (position < 0) return;  // answered
+        if (position < 0) {  // a workspace query, answered
+            if (info_) *info_ = 0;
+            return;
+        }
     }
     // Empty problems never reach the library: what LAPACK does with them (nothing, or setting an
     // output) is exactly what the host LAPACK does.

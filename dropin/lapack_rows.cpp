@@ -351,19 +351,19 @@ ZULI_DROPIN(C, lag2z,
             .lapack(Family::Utility, order2(*m, *n), info).library(library))
 
 // dlat2s_ zlat2c_ (not in lapack.h; LAPACK 3.11's interface): uplo other than 'U' is the lower
-// triangle.
+// triangle. LAPACK's lat2s sets INFO only when a value overflows, and leaves it alone otherwise.
 ZULI_DROPIN(D, lat2s,
             (const char* uplo, const int* n, const P* a, const int* lda, float* sa, const int* ldsa,
              int* info, size_t uploLength),
             (uplo, n, a, lda, sa, ldsa, info, uploLength), lat2s,
             (letterOr(uplo, "U", 'L'), *n, a, *lda, sa, *ldsa),
-            .lapack(Family::Utility, *n, info).library(library).dataInfo([] { return 1; }))
+            .noInfo(Family::Utility, *n).library(library).dataInfo([&] { return *info = 1; }))
 ZULI_DROPIN(Z, lat2c,
             (const char* uplo, const int* n, const P* a, const int* lda, zuliComplexFloat* sa,
              const int* ldsa, int* info, size_t uploLength),
             (uplo, n, a, lda, sa, ldsa, info, uploLength), lat2c,
             (letterOr(uplo, "U", 'L'), *n, a, *lda, sa, *ldsa),
-            .lapack(Family::Utility, *n, info).library(library).dataInfo([] { return 1; }))
+            .noInfo(Family::Utility, *n).library(library).dataInfo([&] { return *info = 1; }))
 
 // slarfb_ dlarfb_ clarfb_ zlarfb_: each letter LAPACK does not name is the other choice (trans:
 // any letter but 'N' applies H^T, or H^H in C and Z); the work array is not needed.
