@@ -60,6 +60,17 @@ void applyLastInterchange(int m, int n, P* a, int lda, const int* ipiv) {
     for (int64_t j = 0; j < n - 1; ++j) std::swap(a[r + j * lda], a[p + j * lda]);
 }
 
+// getrs: LAPACK's checks, made here for every path, since the host LAPACK's getrs (OpenBLAS's own)
+// reports a bad argument to xerbla_ without setting INFO.
+int getrsCheck(const char* trans, int n, int nrhs, int lda, int ldb) {
+    if (!same(trans, 'N') && !same(trans, 'T') && !same(trans, 'C')) return 1;
+    if (n < 0) return 2;
+    if (nrhs < 0) return 3;
+    if (lda < std::max(1, n)) return 5;
+    if (ldb < std::max(1, n)) return 8;
+    return 0;
+}
+
 // getri: LAPACK's checks with its workspace (lwork >= max(1, n)); a query (lwork = -1) is
 // answered with that minimum, as the library needs no workspace.
 template <typename P>
@@ -129,6 +140,7 @@ ZULI_DROPIN(ALL, getrs,
             (trans, n, nrhs, a, lda, ipiv, b, ldb, info, transLength), getrs,
             (*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb),
             .lapack(Family::Lu, order3(*n, *n, *nrhs), info)
+                .check([&] { return getrsCheck(trans, *n, *nrhs, *lda, *ldb); })
                 .hostWhen(!same(trans, 'N'))
                 .library(library, {1, 2, 3, 0, 5, 0, 0, 8}))
 
