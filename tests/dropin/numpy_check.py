@@ -1,11 +1,14 @@
-"""NumPy as Debian ships it (it calls the system LAPACK), with the drop-in library preloaded:
-solve, inv, cholesky and det in every precision give what NumPy gives without it, and the
-emulated GPU's counters show that the library did the work.
+"""NumPy as Debian ships it (it calls the system LAPACK), with the drop-in library in place of the
+system LAPACK: solve, inv, cholesky and det in every precision give what NumPy gives without it,
+and the emulated GPU's counters show that the library did the work.
 
-    numpy_check.py <libzuli_dropin_emu.so>
+    numpy_check.py <libzuli_dropin_emu.so> [--alternative]
 
 computes the results without the drop-in, then runs itself with the library preloaded
-(LD_PRELOAD, ZULI_DROPIN_MIN_ORDER=64) to compare. Exits 77 (skipped) without NumPy."""
+(LD_PRELOAD), or with --alternative as the system's liblapack.so.3 would be after
+update-alternatives: a private directory whose liblapack.so.3 is the drop-in, found first through
+LD_LIBRARY_PATH (the machine's configuration is not touched). ZULI_DROPIN_MIN_ORDER=64. Exits 77
+(skipped) without NumPy."""
 import ctypes
 import os
 import subprocess
@@ -56,7 +59,7 @@ class Counters(ctypes.Structure):
 
 
 def check(reference_file):
-    emu = ctypes.CDLL(None)  # the preloaded drop-in brings the emulated GPU
+    emu = ctypes.CDLL("libzuli_emu.so.0")  # loaded already: the drop-in brings the emulated GPU
     reference = np.load(reference_file)
     passed = failed = 0
     for t in DTYPES:
@@ -85,5 +88,10 @@ if __name__ == "__main__":
     with tempfile.TemporaryDirectory() as work:
         reference = os.path.join(work, "reference.npz")
         np.savez(reference, **results())
-        env = dict(os.environ, LD_PRELOAD=library, ZULI_DROPIN_MIN_ORDER="64")
+        env = dict(os.environ, ZULI_DROPIN_MIN_ORDER="64")
+        if "--alternative" in sys.argv:
+            os.symlink(library, os.path.join(work, "liblapack.so.3"))
+            env["LD_LIBRARY_PATH"] = work + os.pathsep + env.get("LD_LIBRARY_PATH", "")
+        else:
+            env["LD_PRELOAD"] = library
         sys.exit(subprocess.run([sys.executable, __file__, "--check", reference], env=env).returncode)
