@@ -278,18 +278,22 @@ using T = zuli::Complex<double>;
 // ZULI_DROPIN(LIST, NAME, (Fortran parameters), (their names), LIBNAME, (library arguments), ...)
 // defines, for each precision letter L of LIST (ALL, REAL, COMPLEX, or one letter S, D, C, Z), the
 // entry point l##NAME##_ (l the lower-case letter) with LAPACK's Fortran parameters (written with P
-// for the element type and R for the real type; hidden character lengths as trailing size_t), and
-// runs it through a Route whose library call is zuli##L##LIBNAME(library arguments); the rest of
-// the row (starting with '.') configures the Route:
+// for the element type and R for the real type; hidden character lengths as trailing size_t). The
+// library's call zuli##L##LIBNAME(library arguments) is the lambda `library`; the rest of the row
+// (starting with '.') configures the Route that runs the call:
 //
-//     ZULI_DROPIN(ALL, getrs, (const char* trans, const int* n, ..., int* info, size_t),
-//                 (trans, n, ..., info, transLength), getrs, (*trans, *n, ...),
+//     // sgetrs_ dgetrs_ cgetrs_ zgetrs_
+//     ZULI_DROPIN(ALL, getrs,
+//                 (const char* trans, const int* n, const int* nrhs, const P* a, const int* lda,
+//                  const int* ipiv, P* b, const int* ldb, int* info, size_t transLength),
+//                 (trans, n, nrhs, a, lda, ipiv, b, ldb, info, transLength),
+//                 getrs, (*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb),
 //                 .lapack(Family::Lu, order3(*n, *n, *nrhs), info)
 //                 .hostWhen(!same(trans, 'N'))
-//                 .positions...)
+//                 .library(library, {1, 2, 3, 0, 5, 0, 0, 8}))
 //
-// The library's call becomes a lambda, so the rest of the row refers to the library call as
-// `library`: .library(library, {1, 2, 0, 4}).
+// The comment above a row names the symbols it defines (a test checks that every exported symbol
+// is named in dropin/).
 //
 // Where the rows expand, ZULI_DROPIN_SIGNATURE_CHECK(symbol, namespace) compares each entry point
 // with the prototype of the symbol there (LAPACK 3.11's lapack.h for the LAPACK rows): an entry
