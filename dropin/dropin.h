@@ -22,10 +22,13 @@
 //        anything else    (no device, out of memory, not implemented: the library has left the
 //                         caller's arrays untouched) the host LAPACK runs the call.
 //
-// A data error's info is read from the outputs where LAPACK defines it by them (the first zero on
-// U's diagonal, the first diagonal element of a Cholesky factor that is not positive): the
-// library's last-info cell is shared by all threads, so another thread's call may overwrite it
-// before it is read. Routines whose info is not visible in the outputs read the cell.
+// The library's last-info cell is shared by all threads: another thread's call may overwrite it
+// before it is read. So a data error's info is read from the outputs, where LAPACK defines it (the
+// first zero on U's diagonal, the first diagonal element of a Cholesky factor that is not
+// positive); only a row without such a rule reads the cell. An argument error's position is read
+// from the cell right after the call; a value another thread's call left there (0, or a position
+// the routine's table does not map) sends the call to the host LAPACK, which reports the error
+// itself.
 #pragma once
 
 #include "zuli_lapack.h"
