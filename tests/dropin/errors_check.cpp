@@ -4,10 +4,7 @@
 // position, and INFO is minus the position. Every precision. ctest sets ZULI_DROPIN_MIN_ORDER=1,
 // so that the valid sizes of these calls go to the library and its argument errors are the ones
 // translated. Prints "N passed, N failed".
-#include <complex>
-#define lapack_complex_float std::complex<float>
-#define lapack_complex_double std::complex<double>
-#include <lapack.h>
+#include "fortran_prototypes.h"
 
 #include <cmath>
 #include <cstdio>
@@ -16,31 +13,6 @@
 #include <vector>
 
 extern "C" {
-#define ZULI_BLAS3(p, T)                                                                           \
-    void p##gemm_(const char*, const char*, const int*, const int*, const int*, const T*,          \
-                  const T*, const int*, const T*, const int*, const T*, T*, const int*, size_t,    \
-                  size_t);                                                                         \
-    void p##symm_(const char*, const char*, const int*, const int*, const T*, const T*,            \
-                  const int*, const T*, const int*, const T*, T*, const int*, size_t, size_t);     \
-    void p##syrk_(const char*, const char*, const int*, const int*, const T*, const T*,            \
-                  const int*, const T*, T*, const int*, size_t, size_t);                           \
-    void p##syr2k_(const char*, const char*, const int*, const int*, const T*, const T*,           \
-                   const int*, const T*, const int*, const T*, T*, const int*, size_t, size_t);    \
-    void p##trmm_(const char*, const char*, const char*, const char*, const int*, const int*,      \
-                  const T*, const T*, const int*, T*, const int*, size_t, size_t, size_t, size_t); \
-    void p##trsm_(const char*, const char*, const char*, const char*, const int*, const int*,      \
-                  const T*, const T*, const int*, T*, const int*, size_t, size_t, size_t, size_t);
-ZULI_BLAS3(s, float)
-ZULI_BLAS3(d, double)
-ZULI_BLAS3(c, std::complex<float>)
-ZULI_BLAS3(z, std::complex<double>)
-void cherk_(const char*, const char*, const int*, const int*, const float*,
-            const std::complex<float>*, const int*, const float*, std::complex<float>*, const int*,
-            size_t, size_t);
-void zherk_(const char*, const char*, const int*, const int*, const double*,
-            const std::complex<double>*, const int*, const double*, std::complex<double>*,
-            const int*, size_t, size_t);
-
 // What the last xerbla_ call said (exported: the drop-in and the host LAPACK call it).
 std::string seenName;
 int seenPosition = 0;
@@ -57,17 +29,6 @@ namespace {
 
 int passed = 0, failed = 0;
 
-template <typename T, typename S, typename D, typename C, typename Z>
-auto pick(S s, D d, C c, Z z) {
-    if constexpr (std::is_same_v<T, float>)
-        return s;
-    else if constexpr (std::is_same_v<T, double>)
-        return d;
-    else if constexpr (std::is_same_v<T, std::complex<float>>)
-        return c;
-    else
-        return z;
-}
 #define F(name) pick<T>(s##name##_, d##name##_, c##name##_, z##name##_)
 
 template <typename T>

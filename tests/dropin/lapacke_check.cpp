@@ -8,10 +8,7 @@
 //     below it (ctest sets ZULI_DROPIN_MIN_ORDER=32; sizes 8 go to the host LAPACK, 40 and the
 //     blocked sizes to the library).
 // Prints "N passed, N failed" and exits non-zero on a failure.
-#include <complex>
-#define lapack_complex_float std::complex<float>
-#define lapack_complex_double std::complex<double>
-#include <lapacke.h>
+#include "fortran_prototypes.h"
 
 #include "zuli_emu.h"
 
@@ -26,39 +23,6 @@
 #include <string>
 #include <type_traits>
 #include <vector>
-
-extern "C" {  // the level-3 BLAS and lat2 by their Fortran names (lapack.h has no BLAS)
-#define ZULI_BLAS3(p, T)                                                                           \
-    void p##gemm_(const char*, const char*, const int*, const int*, const int*, const T*,          \
-                  const T*, const int*, const T*, const int*, const T*, T*, const int*, size_t,    \
-                  size_t);                                                                         \
-    void p##symm_(const char*, const char*, const int*, const int*, const T*, const T*,            \
-                  const int*, const T*, const int*, const T*, T*, const int*, size_t, size_t);     \
-    void p##syrk_(const char*, const char*, const int*, const int*, const T*, const T*,            \
-                  const int*, const T*, T*, const int*, size_t, size_t);                           \
-    void p##syr2k_(const char*, const char*, const int*, const int*, const T*, const T*,           \
-                   const int*, const T*, const int*, const T*, T*, const int*, size_t, size_t);    \
-    void p##trmm_(const char*, const char*, const char*, const char*, const int*, const int*,      \
-                  const T*, const T*, const int*, T*, const int*, size_t, size_t, size_t, size_t); \
-    void p##trsm_(const char*, const char*, const char*, const char*, const int*, const int*,      \
-                  const T*, const T*, const int*, T*, const int*, size_t, size_t, size_t, size_t);
-#define ZULI_BLAS3_HERMITIAN(p, T, R)                                                          \
-    void p##hemm_(const char*, const char*, const int*, const int*, const T*, const T*,        \
-                  const int*, const T*, const int*, const T*, T*, const int*, size_t, size_t); \
-    void p##herk_(const char*, const char*, const int*, const int*, const R*, const T*,        \
-                  const int*, const R*, T*, const int*, size_t, size_t);                       \
-    void p##her2k_(const char*, const char*, const int*, const int*, const T*, const T*,       \
-                   const int*, const T*, const int*, const R*, T*, const int*, size_t, size_t);
-ZULI_BLAS3(s, float)
-ZULI_BLAS3(d, double)
-ZULI_BLAS3(c, std::complex<float>)
-ZULI_BLAS3(z, std::complex<double>)
-ZULI_BLAS3_HERMITIAN(c, std::complex<float>, float)
-ZULI_BLAS3_HERMITIAN(z, std::complex<double>, double)
-void dlat2s_(const char*, const int*, const double*, const int*, float*, const int*, int*, size_t);
-void zlat2c_(const char*, const int*, const std::complex<double>*, const int*, std::complex<float>*,
-             const int*, int*, size_t);
-}
 
 namespace {
 
@@ -83,18 +47,6 @@ F* host(const char* name) {
     return reinterpret_cast<F*>(hostSymbol(name));
 }
 
-// The function of precision T among the four (LAPACKE or Fortran, drop-in or host).
-template <typename T, typename S, typename D, typename C, typename Z>
-auto pick(S s, D d, C c, Z z) {
-    if constexpr (std::is_same_v<T, float>)
-        return s;
-    else if constexpr (std::is_same_v<T, double>)
-        return d;
-    else if constexpr (std::is_same_v<T, std::complex<float>>)
-        return c;
-    else
-        return z;
-}
 #define LAPACKE(T, name) pick<T>(LAPACKE_s##name, LAPACKE_d##name, LAPACKE_c##name, LAPACKE_z##name)
 #define FORTRAN(T, name) pick<T>(s##name##_, d##name##_, c##name##_, z##name##_)
 #define HOST(T, name)                                                                             \
