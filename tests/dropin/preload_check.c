@@ -30,8 +30,8 @@ static void expect(int ok, const char* what, int n) {
 /* The cuBLAS flops of the emulated GPU so far (its counters, through the preloaded library). */
 static double deviceFlops(void) {
     typedef struct {
-        unsigned long long h2dCopies, h2dBytes, d2hCopies, d2hBytes, d2dCopies, d2dBytes,
-            h2hCopies, h2hBytes, memsets, memsetBytes, launches, syncs, blasCalls;
+        unsigned long long h2dCopies, h2dBytes, d2hCopies, d2hBytes, d2dCopies, d2dBytes, h2hCopies,
+            h2hBytes, memsets, memsetBytes, launches, syncs, blasCalls;
         double blasFlops;
         unsigned long long rest[7];
     } Counters;
