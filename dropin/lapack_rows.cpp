@@ -1,0 +1,392 @@
+// lapack_rows.cpp - the LAPACK routines of the drop-in library: one row per routine (dropin.h).
+//
+// Each row gives LAPACK 3.11's Fortran parameters, the library routine that runs the call and
+// the arguments it gets, then the route: the family and size compared with the thresholds, the
+// checks LAPACK makes that the library does not, what the library does not serve, the position
+// in LAPACK's call of each of the library's arguments (0 where LAPACK checks nothing: such an
+// error sends the call to the host LAPACK), and how a data error's info is read.
+#include "dropin.h"
+
+#include "runtime/tuning.h"
+
+// lapack.h declares LAPACK's entry points; with the library's complex types as LAPACK's, a row
+// whose parameters differ from LAPACK's does not compile.
+#define lapack_complex_float zuliComplexFloat
+#define lapack_complex_double zuliComplexDouble
+#include <lapack.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+// lapack.h lacks the triangular conversions of the mixed-precision Cholesky drivers: their
+// prototypes as LAPACK 3.11 documents them.
+extern "C" {
+void dlat2s_(const char* uplo, const int* n, const double* a, const int* lda, float* sa,
+             const int* ldsa, int* info, size_t uploLength);
+void zlat2c_(const char* uplo, const int* n, const zuliComplexDouble* a, const int* lda,
+             zuliComplexFloat* sa, const int* ldsa, int* info, size_t uploLength);
+}
+
+#define ZULI_DROPIN_SIGNATURE_CHECK(SYMBOL, NS)                               \
+    static_assert(std::is_same_v<decltype(&::SYMBOL), decltype(&NS::SYMBOL)>, \
+                  #SYMBOL " has parameters other than LAPACK's");
+
+namespace zuli::dropin {
+
+namespace {
+
+// The letter a LAPACK routine that reads only `letters` (LSAME) makes of `c`: `c` itself when it
+// is one of them, else `otherwise` (lacpy and laset copy or set the whole matrix for any other
+// letter, lat2s converts the lower triangle, larfb takes the other choice).
+char letterOr(const char* c, const char* letters, char otherwise) {
+    for (const char* l = letters; *l; ++l)
+        if (same(c, *l)) return *l;
+    return otherwise;
+}
+
+// The library's getrf leaves, when m > n and n is one more than a multiple of its block size, the
+// last pivot's interchange unapplied to the first n - 1 columns of L (zuli_lapack_solvers.h);
+// LAPACK's L has it.
+template <typename T, typename P>
+void applyLastInterchange(int m, int n, P* a, int lda, const int* ipiv) {
+    if (m <= n || n < 2) return;
+    const int nb = factorBlockSize<T>(currentCapabilityCode());
+    if (n <= nb || (n - 1) % nb != 0) return;
+    const int64_t r = n - 1, p = ipiv[n - 1] - 1;
+    if (p == r) return;
+    for (int64_t j = 0; j < n - 1; ++j) std::swap(a[r + j * lda], a[p + j * lda]);
+}
+
+// getrs: LAPACK's checks, made here for every path, since the host LAPACK's getrs (OpenBLAS's own)
+// reports a bad argument to xerbla_ without setting INFO.
+int getrsCheck(const char* trans, int n, int nrhs, int lda, int ldb) {
+    if (!same(trans, 'N') && !same(trans, 'T') && !same(trans, 'C')) return 1;
+    if (n < 0) return 2;
+    if (nrhs < 0) return 3;
+    if (lda < std::max(1, n)) return 5;
+    if (ldb < std::max(1, n)) return 8;
+    return 0;
+}
+
+// getri: LAPACK's checks with its workspace (lwork >= max(1, n)); a query (lwork = -1) is
+// answered with that minimum, as the library needs no workspace.
+template <typename P>
+int getriCheck(int n, int lda, P* work, int lwork) {
+    if (work) work[0] = fromReal<P>(std::max(1, n));
+    if (n < 0) return 1;
+    if (lda < std::max(1, n)) return 3;
+    if (lwork == -1) return -1;
+    if (lwork < std::max(1, n)) return 6;
+    return 0;
+}
+
+// The mixed-precision drivers set ITER to 0 first, then check their arguments; with no
+// right-hand side they still factor A (the library returns at once), so that case goes to the
+// host LAPACK.
+int mixedCheck(int* iter, int n, int nrhs, int lda, int ldb, int ldx, int shift) {
+    *iter = 0;
+    if (n < 0) return 1 + shift;
+    if (nrhs < 0) return 2 + shift;
+    if (lda < std::max(1, n)) return 4 + shift;
+    if (ldb < std::max(1, n)) return 7;
+    if (ldx < std::max(1, n)) return 9;
+    return 0;
+}
+
+// lascl checks in its own order, rejects a NaN cfrom, and bounds lda even for an empty matrix.
+template <typename R>
+int lasclCheck(const char* type, int kl, int ku, R cfrom, R cto, int m, int n, int lda) {
+    const char* types = "GLUHBQZ";
+    int t = -1;
+    for (int i = 0; types[i]; ++i)
+        if (same(type, types[i])) t = i;
+    if (t < 0) return 1;
+    if (cfrom == 0 || std::isnan(cfrom)) return 4;
+    if (std::isnan(cto)) return 5;
+    if (m < 0) return 6;
+    if (n < 0 || ((t == 4 || t == 5) && n != m)) return 7;
+    if (t <= 3 && lda < std::max(1, m)) return 9;
+    if (t >= 4) {
+        if (kl < 0 || kl > std::max(m - 1, 0)) return 2;
+        if (ku < 0 || ku > std::max(n - 1, 0) || ((t == 4 || t == 5) && kl != ku)) return 3;
+        if ((t == 4 && lda < kl + 1) || (t == 5 && lda < ku + 1) ||
+            (t == 6 && lda < 2 * kl + ku + 1))
+            return 9;
+    }
+    return 0;
+}
+
+}  // namespace
+
+}  // namespace zuli::dropin
+
+// ---- LU ---------------------------------------------------------------------------------------
+
+// sgetrf_ dgetrf_ cgetrf_ zgetrf_
+ZULI_DROPIN(ALL, getrf, (const int* m, const int* n, P* a, const int* lda, int* ipiv, int* info),
+            (m, n, a, lda, ipiv, info), getrf, (*m, *n, a, *lda, ipiv),
+            .lapack(Family::Lu, std::min(*m, *n), info)
+                .library(library, {1, 2, 0, 4, 0})
+                .dataInfo([&] { return firstZero(std::min(*m, *n), a, *lda + 1); })
+                .after([&] { applyLastInterchange<T>(*m, *n, a, *lda, ipiv); }))
+
+// sgetrs_ dgetrs_ cgetrs_ zgetrs_: the library solves with A only; A^T and A^H go to the host.
+ZULI_DROPIN(ALL, getrs,
+            (const char* trans, const int* n, const int* nrhs, const P* a, const int* lda,
+             const int* ipiv, P* b, const int* ldb, int* info, size_t transLength),
+            (trans, n, nrhs, a, lda, ipiv, b, ldb, info, transLength), getrs,
+            (*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb),
+            .lapack(Family::Lu, order3(*n, *n, *nrhs), info)
+                .check([&] { return getrsCheck(trans, *n, *nrhs, *lda, *ldb); })
+                .hostWhen(!same(trans, 'N'))
+                .library(library, {1, 2, 3, 0, 5, 0, 0, 8}))
+
+// sgesv_ dgesv_ cgesv_ zgesv_
+ZULI_DROPIN(ALL, gesv,
+            (const int* n, const int* nrhs, P* a, const int* lda, int* ipiv, P* b, const int* ldb,
+             int* info),
+            (n, nrhs, a, lda, ipiv, b, ldb, info), gesv, (*n, *nrhs, a, *lda, ipiv, b, *ldb),
+            .lapack(Family::Lu, *n, info).library(library, {1, 2, 0, 4, 0, 0, 7}).dataInfo([&] {
+                return firstZero(*n, a, *lda + 1);
+            }))
+
+// sgetri_ dgetri_ cgetri_ zgetri_
+ZULI_DROPIN(ALL, getri,
+            (const int* n, P* a, const int* lda, const int* ipiv, P* work, const int* lwork,
+             int* info),
+            (n, a, lda, ipiv, work, lwork, info), getri, (*n, a, *lda, ipiv),
+            .lapack(Family::Lu, *n, info)
+                .check([&] { return getriCheck(*n, *lda, work, *lwork); })
+                .library(library, {1, 0, 3, 0})
+                .dataInfo([&] { return firstZero(*n, a, *lda + 1); }))
+
+// ---- Cholesky ---------------------------------------------------------------------------------
+
+// spotrf_ dpotrf_ cpotrf_ zpotrf_
+ZULI_DROPIN(ALL, potrf,
+            (const char* uplo, const int* n, P* a, const int* lda, int* info, size_t uploLength),
+            (uplo, n, a, lda, info, uploLength), potrf, (*uplo, *n, a, *lda),
+            .lapack(Family::Cholesky, *n, info).library(library, {1, 2, 0, 4}).dataInfo([&] {
+                return firstNotPositive(*n, a, *lda + 1);
+            }))
+
+// spotrs_ dpotrs_ cpotrs_ zpotrs_
+ZULI_DROPIN(
+    ALL, potrs,
+    (const char* uplo, const int* n, const int* nrhs, const P* a, const int* lda, P* b,
+     const int* ldb, int* info, size_t uploLength),
+    (uplo, n, nrhs, a, lda, b, ldb, info, uploLength), potrs, (*uplo, *n, *nrhs, a, *lda, b, *ldb),
+    .lapack(Family::Cholesky, order3(*n, *n, *nrhs), info).library(library, {1, 2, 3, 0, 5, 0, 7}))
+
+// sposv_ dposv_ cposv_ zposv_
+ZULI_DROPIN(
+    ALL, posv,
+    (const char* uplo, const int* n, const int* nrhs, P* a, const int* lda, P* b, const int* ldb,
+     int* info, size_t uploLength),
+    (uplo, n, nrhs, a, lda, b, ldb, info, uploLength), posv, (*uplo, *n, *nrhs, a, *lda, b, *ldb),
+    .lapack(Family::Cholesky, *n, info).library(library, {1, 2, 3, 0, 5, 0, 7}).dataInfo([&] {
+        return firstNotPositive(*n, a, *lda + 1);
+    }))
+
+// spotri_ dpotri_ cpotri_ zpotri_
+ZULI_DROPIN(ALL, potri,
+            (const char* uplo, const int* n, P* a, const int* lda, int* info, size_t uploLength),
+            (uplo, n, a, lda, info, uploLength), potri, (*uplo, *n, a, *lda),
+            .lapack(Family::Cholesky, *n, info).library(library, {1, 2, 0, 4}).dataInfo([&] {
+                return firstZero(*n, a, *lda + 1);
+            }))
+
+// ---- mixed precision ----------------------------------------------------------------------------
+// LAPACK falls back to double precision when a value overflows single precision (ITER -2) or the
+// single-precision factor is singular (-3); the library fails there, leaving A and B untouched,
+// and the host LAPACK then runs the call.
+
+// dsgesv_
+ZULI_DROPIN(D, sgesv,
+            (const int* n, const int* nrhs, P* a, const int* lda, int* ipiv, const P* b,
+             const int* ldb, P* x, const int* ldx, P* work, float* swork, int* iter, int* info),
+            (n, nrhs, a, lda, ipiv, b, ldb, x, ldx, work, swork, iter, info), sgesv,
+            (*n, *nrhs, a, *lda, ipiv, b, *ldb, x, *ldx, iter),
+            .lapack(Family::Mixed, *n, info)
+                .check([&] { return mixedCheck(iter, *n, *nrhs, *lda, *ldb, *ldx, 0); })
+                .hostWhen(*nrhs == 0)
+                .library(library, {1, 2, 0, 4, 0, 0, 7, 0, 9, 0})
+                .hostOnDataError([&] { return *iter == -2 || *iter == -3; })
+                .dataInfo([&] { return firstZero(*n, a, *lda + 1); }))
+
+// zcgesv_
+ZULI_DROPIN(Z, cgesv,
+            (const int* n, const int* nrhs, P* a, const int* lda, int* ipiv, const P* b,
+             const int* ldb, P* x, const int* ldx, P* work, zuliComplexFloat* swork, double* rwork,
+             int* iter, int* info),
+            (n, nrhs, a, lda, ipiv, b, ldb, x, ldx, work, swork, rwork, iter, info), cgesv,
+            (*n, *nrhs, a, *lda, ipiv, b, *ldb, x, *ldx, iter),
+            .lapack(Family::Mixed, *n, info)
+                .check([&] { return mixedCheck(iter, *n, *nrhs, *lda, *ldb, *ldx, 0); })
+                .hostWhen(*nrhs == 0)
+                .library(library, {1, 2, 0, 4, 0, 0, 7, 0, 9, 0})
+                .hostOnDataError([&] { return *iter == -2 || *iter == -3; })
+                .dataInfo([&] { return firstZero(*n, a, *lda + 1); }))
+
+// dsposv_
+ZULI_DROPIN(D, sposv,
+            (const char* uplo, const int* n, const int* nrhs, P* a, const int* lda, const P* b,
+             const int* ldb, P* x, const int* ldx, P* work, float* swork, int* iter, int* info,
+             size_t uploLength),
+            (uplo, n, nrhs, a, lda, b, ldb, x, ldx, work, swork, iter, info, uploLength), sposv,
+            (*uplo, *n, *nrhs, a, *lda, b, *ldb, x, *ldx, iter),
+            .lapack(Family::Mixed, *n, info)
+                .check([&] {
+                    if (!same(uplo, 'U') && !same(uplo, 'L')) return (*iter = 0), 1;
+                    return mixedCheck(iter, *n, *nrhs, *lda, *ldb, *ldx, 1);
+                })
+                .hostWhen(*nrhs == 0)
+                .library(library, {1, 2, 3, 0, 5, 0, 7, 0, 9, 0})
+                .hostOnDataError([&] { return *iter == -2 || *iter == -3; })
+                .dataInfo([&] { return firstNotPositive(*n, a, *lda + 1); }))
+
+// zcposv_
+ZULI_DROPIN(Z, cposv,
+            (const char* uplo, const int* n, const int* nrhs, P* a, const int* lda, const P* b,
+             const int* ldb, P* x, const int* ldx, P* work, zuliComplexFloat* swork, double* rwork,
+             int* iter, int* info, size_t uploLength),
+            (uplo, n, nrhs, a, lda, b, ldb, x, ldx, work, swork, rwork, iter, info, uploLength),
+            cposv, (*uplo, *n, *nrhs, a, *lda, b, *ldb, x, *ldx, iter),
+            .lapack(Family::Mixed, *n, info)
+                .check([&] {
+                    if (!same(uplo, 'U') && !same(uplo, 'L')) return (*iter = 0), 1;
+                    return mixedCheck(iter, *n, *nrhs, *lda, *ldb, *ldx, 1);
+                })
+                .hostWhen(*nrhs == 0)
+                .library(library, {1, 2, 3, 0, 5, 0, 7, 0, 9, 0})
+                .hostOnDataError([&] { return *iter == -2 || *iter == -3; })
+                .dataInfo([&] { return firstNotPositive(*n, a, *lda + 1); }))
+
+// ---- triangular and banded ----------------------------------------------------------------------
+
+// strtrs_ dtrtrs_ ctrtrs_ ztrtrs_
+ZULI_DROPIN(ALL, trtrs,
+            (const char* uplo, const char* trans, const char* diag, const int* n, const int* nrhs,
+             const P* a, const int* lda, P* b, const int* ldb, int* info, size_t uploLength,
+             size_t transLength, size_t diagLength),
+            (uplo, trans, diag, n, nrhs, a, lda, b, ldb, info, uploLength, transLength, diagLength),
+            trtrs, (*uplo, *trans, *diag, *n, *nrhs, a, *lda, b, *ldb),
+            .lapack(Family::Triangular, order3(*n, *n, *nrhs), info)
+                .library(library, {1, 2, 3, 4, 5, 0, 7, 0, 9})
+                .dataInfo([&] { return firstZero(*n, a, *lda + 1); }))
+
+// strtri_ dtrtri_ ctrtri_ ztrtri_
+ZULI_DROPIN(ALL, trtri,
+            (const char* uplo, const char* diag, const int* n, P* a, const int* lda, int* info,
+             size_t uploLength, size_t diagLength),
+            (uplo, diag, n, a, lda, info, uploLength, diagLength), trtri,
+            (*uplo, *diag, *n, a, *lda),
+            .lapack(Family::Triangular, *n, info).library(library, {1, 2, 3, 0, 5}).dataInfo([&] {
+                return firstZero(*n, a, *lda + 1);
+            }))
+
+// sgbtrf_ dgbtrf_ cgbtrf_ zgbtrf_: U's diagonal is row kl + ku of the band storage.
+ZULI_DROPIN(ALL, gbtrf,
+            (const int* m, const int* n, const int* kl, const int* ku, P* ab, const int* ldab,
+             int* ipiv, int* info),
+            (m, n, kl, ku, ab, ldab, ipiv, info), gbtrf, (*m, *n, *kl, *ku, ab, *ldab, ipiv),
+            .lapack(Family::Band, std::min(*m, *n), info)
+                .library(library, {1, 2, 3, 4, 0, 6, 0})
+                .dataInfo([&] { return firstZero(std::min(*m, *n), ab + *kl + *ku, *ldab); }))
+
+// spbtrf_ dpbtrf_ cpbtrf_ zpbtrf_: the diagonal is row kd (upper) or 0 (lower) of the band.
+ZULI_DROPIN(ALL, pbtrf,
+            (const char* uplo, const int* n, const int* kd, P* ab, const int* ldab, int* info,
+             size_t uploLength),
+            (uplo, n, kd, ab, ldab, info, uploLength), pbtrf, (*uplo, *n, *kd, ab, *ldab),
+            .lapack(Family::Band, *n, info).library(library, {1, 2, 3, 0, 5}).dataInfo([&] {
+                return firstNotPositive(*n, ab + (same(uplo, 'U') ? *kd : 0), *ldab);
+            }))
+
+// ---- utilities ----------------------------------------------------------------------------------
+// lacpy, laset, larfb, lag2 and lat2 check nothing in LAPACK: whatever the library refuses goes to
+// the host LAPACK, which does what LAPACK does with it.
+
+// slacpy_ dlacpy_ clacpy_ zlacpy_
+ZULI_DROPIN(ALL, lacpy,
+            (const char* uplo, const int* m, const int* n, const P* a, const int* lda, P* b,
+             const int* ldb, size_t uploLength),
+            (uplo, m, n, a, lda, b, ldb, uploLength), lacpy,
+            (letterOr(uplo, "UL", 'A'), *m, *n, a, *lda, b, *ldb),
+            .noInfo(Family::Utility, order2(*m, *n)).library(library))
+
+// slaset_ dlaset_ claset_ zlaset_
+ZULI_DROPIN(ALL, laset,
+            (const char* uplo, const int* m, const int* n, const P* alpha, const P* beta, P* a,
+             const int* lda, size_t uploLength),
+            (uplo, m, n, alpha, beta, a, lda, uploLength), laset,
+            (letterOr(uplo, "UL", 'A'), *m, *n, *alpha, *beta, a, *lda),
+            .noInfo(Family::Utility, order2(*m, *n)).library(library))
+
+// slascl_ dlascl_ clascl_ zlascl_
+ZULI_DROPIN(ALL, lascl,
+            (const char* type, const int* kl, const int* ku, const R* cfrom, const R* cto,
+             const int* m, const int* n, P* a, const int* lda, int* info, size_t typeLength),
+            (type, kl, ku, cfrom, cto, m, n, a, lda, info, typeLength), lascl,
+            (*type, *kl, *ku, *cfrom, *cto, *m, *n, a, *lda),
+            .lapack(Family::Utility, order2(*m, *n), info)
+                .check([&] { return lasclCheck(type, *kl, *ku, *cfrom, *cto, *m, *n, *lda); })
+                .library(library))
+
+// dlag2s_ zlag2c_: a value beyond single precision is info 1.
+ZULI_DROPIN(
+    D, lag2s,
+    (const int* m, const int* n, const P* a, const int* lda, float* sa, const int* ldsa, int* info),
+    (m, n, a, lda, sa, ldsa, info), lag2s, (*m, *n, a, *lda, sa, *ldsa),
+    .lapack(Family::Utility, order2(*m, *n), info).library(library).dataInfo([] { return 1; }))
+ZULI_DROPIN(Z, lag2c,
+            (const int* m, const int* n, const P* a, const int* lda, zuliComplexFloat* sa,
+             const int* ldsa, int* info),
+            (m, n, a, lda, sa, ldsa, info), lag2c, (*m, *n, a, *lda, sa, *ldsa),
+            .lapack(Family::Utility, order2(*m, *n), info).library(library).dataInfo([] {
+                return 1;
+            }))
+
+// slag2d_ clag2z_
+ZULI_DROPIN(S, lag2d,
+            (const int* m, const int* n, const P* sa, const int* ldsa, double* a, const int* lda,
+             int* info),
+            (m, n, sa, ldsa, a, lda, info), lag2d, (*m, *n, sa, *ldsa, a, *lda),
+            .lapack(Family::Utility, order2(*m, *n), info).library(library))
+ZULI_DROPIN(C, lag2z,
+            (const int* m, const int* n, const P* sa, const int* ldsa, zuliComplexDouble* a,
+             const int* lda, int* info),
+            (m, n, sa, ldsa, a, lda, info), lag2z, (*m, *n, sa, *ldsa, a, *lda),
+            .lapack(Family::Utility, order2(*m, *n), info).library(library))
+
+// dlat2s_ zlat2c_ (not in lapack.h; LAPACK 3.11's interface): uplo other than 'U' is the lower
+// triangle. LAPACK's lat2s sets INFO only when a value overflows, and leaves it alone otherwise.
+ZULI_DROPIN(D, lat2s,
+            (const char* uplo, const int* n, const P* a, const int* lda, float* sa, const int* ldsa,
+             int* info, size_t uploLength),
+            (uplo, n, a, lda, sa, ldsa, info, uploLength), lat2s,
+            (letterOr(uplo, "U", 'L'), *n, a, *lda, sa, *ldsa),
+            .noInfo(Family::Utility, *n).library(library).dataInfo([&] { return *info = 1; }))
+ZULI_DROPIN(Z, lat2c,
+            (const char* uplo, const int* n, const P* a, const int* lda, zuliComplexFloat* sa,
+             const int* ldsa, int* info, size_t uploLength),
+            (uplo, n, a, lda, sa, ldsa, info, uploLength), lat2c,
+            (letterOr(uplo, "U", 'L'), *n, a, *lda, sa, *ldsa),
+            .noInfo(Family::Utility, *n).library(library).dataInfo([&] { return *info = 1; }))
+
+// slarfb_ dlarfb_ clarfb_ zlarfb_: each letter LAPACK does not name is the other choice (trans:
+// any letter but 'N' applies H^T, or H^H in C and Z); the work array is not needed.
+ZULI_DROPIN(ALL, larfb,
+            (const char* side, const char* trans, const char* direct, const char* storev,
+             const int* m, const int* n, const int* k, const P* v, const int* ldv, const P* t,
+             const int* ldt, P* c, const int* ldc, P* work, const int* ldwork, size_t sideLength,
+             size_t transLength, size_t directLength, size_t storevLength),
+            (side, trans, direct, storev, m, n, k, v, ldv, t, ldt, c, ldc, work, ldwork, sideLength,
+             transLength, directLength, storevLength),
+            larfb,
+            (letterOr(side, "L", 'R'), letterOr(trans, "N", 'C'), letterOr(direct, "F", 'B'),
+             letterOr(storev, "C", 'R'), *m, *n, *k, v, *ldv, t, *ldt, c, *ldc),
+            .noInfo(Family::Qr, order3(*m, *n, *k)).library(library))
