@@ -18,6 +18,7 @@
 #include <lapack.h>
 #include <cblas.h>
 
+#include <cstdint>
 #include <type_traits>
 
 // Calls LAPACK_<p>name(args...) with p the precision prefix (s, d, c, z) of T.
@@ -48,6 +49,17 @@
     }()
 
 namespace zuli::lapack {
+
+// Elements to allocate past a host matrix (leading dimension ld) that the host LAPACK's reflector
+// routines work on. The host BLAS's complex gemv without transposition (OpenBLAS 0.3.21, every
+// kernel family) reads the element one stride past the last of its x vector, and the row-wise
+// reflector routines (gelq2, gerq2, ungl2, unml2, ...) pass a row of the matrix as x, with stride
+// ld: the read lands up to one column past the matrix, which faults when the allocation ends on a
+// page boundary. One spare column and one vector register keep every such read inside.
+template <typename T>
+constexpr int64_t reflectorSlack(int64_t ld) {
+    return ld + 64 / int64_t(sizeof(T));
+}
 
 // ---- factorizations and solves ------------------------------------------------------------
 

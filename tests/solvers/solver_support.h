@@ -31,7 +31,10 @@ constexpr double epsilon() {
 }
 
 // A column-major m x n host matrix with leading dimension ld, random entries in [-1, 1] (both
-// parts for complex).
+// parts for complex). `data` holds exactly ld x n elements (device copies are made from it, and
+// the emulator catches a routine that strays past them), but its allocation, copies included,
+// reaches one column further: the host LAPACK's row reflectors read up to there when the matrix
+// is a reference computation's operand (zuli::lapack::reflectorSlack).
 template <typename T>
 struct Matrix {
     int m = 0, n = 0, ld = 1;
@@ -41,13 +44,32 @@ struct Matrix {
         std::uniform_real_distribution<double> u(-1.0, 1.0);
         for (T& v : data) v = makeScalar<T>(u(rng), u(rng));
     }
-    Matrix(int rows, int cols, int leading)
-        : m(rows), n(cols), ld(leading), data(size_t(std::max(1, leading)) * std::max(1, cols)) {}
+    Matrix(int rows, int cols, int leading) : m(rows), n(cols), ld(leading) {
+        const size_t size = size_t(std::max(1, leading)) * std::max(1, cols);
+        reserveSlack(size);
+        data.resize(size);
+    }
     Matrix(int rows, int cols, std::mt19937& rng) : Matrix(rows, cols, std::max(1, rows), rng) {}
+    Matrix(const Matrix& other) : m(other.m), n(other.n), ld(other.ld) {
+        reserveSlack(other.data.size());
+        data = other.data;
+    }
+    Matrix(Matrix&&) noexcept = default;
+    Matrix& operator=(const Matrix& other) {
+        if (this != &other) *this = Matrix(other);
+        return *this;
+    }
+    Matrix& operator=(Matrix&&) noexcept = default;
 
     T& operator()(int i, int j) { return data[size_t(i) + size_t(j) * ld]; }
     const T& operator()(int i, int j) const { return data[size_t(i) + size_t(j) * ld]; }
     T* ptr() { return data.data(); }
+
+  private:
+    size_t slack() const { return size_t(zuli::lapack::reflectorSlack<T>(std::max(1, ld))); }
+    void reserveSlack(size_t elements) { data.reserve(elements + slack()); }
+
+  public:
     // Adds `shift` to the diagonal: diagonally dominant, well conditioned.
     Matrix& shiftDiagonal(double shift) {
         for (int i = 0; i < std::min(m, n); ++i) (*this)(i, i) = (*this)(i, i) + T(Real<T>(shift));
