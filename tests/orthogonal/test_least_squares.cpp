@@ -367,14 +367,14 @@ TYPED_TEST(LeastSquaresTyped, ArgumentTables) {
 }
 
 // Every allocation, cuBLAS call and CUDA call that gels reaches, failing in turn: tall (QR, 'N')
-// through the host interface, wide (LQ, 'T') through the device one, both beyond the block size
-// (nb = 64). The fault's status, no device memory left behind, and the host arrays either as they
-// were or the complete result.
+// beyond the block size (nb = 64) through the host interface, small and wide (LQ, 'T') through
+// the device one. The fault's status, no device memory left behind, and the host arrays either as
+// they were or the complete result.
 TEST_F(SolverTest, GelsFailureSweep) {
     SKIP_ON_A_REAL_GPU();
     for (Api api : kApis) {
         const bool host = api == Api::Host;
-        const int m = host ? 90 : 70, n = host ? 70 : 90, nrhs = 3;
+        const int m = host ? 90 : 20, n = host ? 70 : 30, nrhs = 3;
         const char trans = host ? 'N' : 'T';
         const auto gels = host ? zuliDgels : zuliDeviceDgels;
         SCOPED_TRACE(blas_test::apiName(api));
