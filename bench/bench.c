@@ -6,14 +6,15 @@
  *
  * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
  * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, four times that in complex
- * arithmetic). The error ratio of a factorization is the backward error of a solve with the
- * computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the solve runs in the
- * host LAPACK, the residual in double precision); orgqr and ormqr are checked as described at
- * benchQ. "ok" means below 60.
+ * arithmetic; gels solves a 2n x n least-squares problem, 10/3 n^3). The error ratio of a
+ * factorization is the backward error of a solve with the computed factors,
+ * ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the solve runs in the host LAPACK, the
+ * residual in double precision); orgqr, ormqr and gels are checked as described at benchQ and
+ * benchGels. "ok" means below 60.
  *
  *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
- *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr
- *   (default: all)
+ *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr,
+ *   sgels ... zgels (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -45,11 +46,12 @@
 enum { KIND_LU, KIND_CHOLESKY, KIND_QR };
 
 struct QOps;
+struct LsOps;
 
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
  * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
  * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau).
- * orgqr and ormqr rows have q instead (and no call or solve). */
+ * orgqr and ormqr rows have q instead, gels rows ls (and no call or solve). */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
@@ -58,6 +60,7 @@ typedef struct Routine {
     zuliStatus (*call[2])(int n, void* a, int* ipiv);
     int (*solve)(int n, const void* factors, const int* ipiv, void* b);
     const struct QOps* q;
+    const struct LsOps* ls;
 } Routine;
 
 #define ROUTINES(L, l, T)                                                 \
@@ -174,31 +177,55 @@ Q_ROUTINES(D, d, double, orgqr, ormqr)
 Q_ROUTINES(C, c, zuliComplexFloat, ungqr, unmqr)
 Q_ROUTINES(Z, z, zuliComplexDouble, ungqr, unmqr)
 
+/* ---- gels: how it runs -------------------------------------------------------------------------
+ * call[device](m, n, a, b) solves the least-squares problem min ||b - A x|| for the m x n matrix
+ * A (m >= n, leading dimension m) and one right-hand side; x overwrites b's first n elements. */
+typedef struct LsOps {
+    zuliStatus (*call[2])(int m, int n, void* a, void* b);
+} LsOps;
+
+#define GELS_ROUTINES(L, T)                                           \
+    static zuliStatus L##gelsHost(int m, int n, void* a, void* b) {   \
+        return zuli##L##gels('N', m, n, 1, (T*)a, m, (T*)b, m);       \
+    }                                                                 \
+    static zuliStatus L##gelsDevice(int m, int n, void* a, void* b) { \
+        return zuliDevice##L##gels('N', m, n, 1, (T*)a, m, (T*)b, m); \
+    }                                                                 \
+    static const LsOps L##gelsOps = {{L##gelsHost, L##gelsDevice}};
+GELS_ROUTINES(S, float)
+GELS_ROUTINES(D, double)
+GELS_ROUTINES(C, zuliComplexFloat)
+GELS_ROUTINES(Z, zuliComplexDouble)
+
 static const Routine routines[] = {
-    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL},
-    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL},
-    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs, NULL},
-    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs, NULL},
-    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs, NULL},
-    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs, NULL},
-    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs, NULL},
-    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs, NULL},
-    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs, NULL},
-    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs, NULL},
-    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs, NULL},
-    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs, NULL},
-    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs, NULL},
-    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs, NULL},
-    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs, NULL},
-    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs, NULL},
-    {"sorgqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SorgqrOps},
-    {"dorgqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DorgqrOps},
-    {"cungqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CungqrOps},
-    {"zungqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZungqrOps},
-    {"sormqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SormqrOps},
-    {"dormqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DormqrOps},
-    {"cunmqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CunmqrOps},
-    {"zunmqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZunmqrOps},
+    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL, NULL},
+    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL, NULL},
+    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs, NULL, NULL},
+    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs, NULL, NULL},
+    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs, NULL, NULL},
+    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs, NULL, NULL},
+    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs, NULL, NULL},
+    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs, NULL, NULL},
+    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs, NULL, NULL},
+    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs, NULL, NULL},
+    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs, NULL, NULL},
+    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs, NULL, NULL},
+    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs, NULL, NULL},
+    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs, NULL, NULL},
+    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs, NULL, NULL},
+    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs, NULL, NULL},
+    {"sorgqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SorgqrOps, NULL},
+    {"dorgqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DorgqrOps, NULL},
+    {"cungqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CungqrOps, NULL},
+    {"zungqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZungqrOps, NULL},
+    {"sormqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SormqrOps, NULL},
+    {"dormqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DormqrOps, NULL},
+    {"cunmqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CunmqrOps, NULL},
+    {"zunmqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZunmqrOps, NULL},
+    {"sgels", sizeof(float), 0, 0, {NULL, NULL}, NULL, NULL, &SgelsOps},
+    {"dgels", sizeof(double), 0, 0, {NULL, NULL}, NULL, NULL, &DgelsOps},
+    {"cgels", sizeof(float), 1, 0, {NULL, NULL}, NULL, NULL, &CgelsOps},
+    {"zgels", sizeof(double), 1, 0, {NULL, NULL}, NULL, NULL, &ZgelsOps},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -429,11 +456,135 @@ done:
     return failed;
 }
 
+/* ---- gels: how it is timed and checked ---------------------------------------------------------
+ * The problem is 2n x n: the n x n matrix of the other routines on top of n random rows, and a
+ * random right-hand side b. The least-squares residual r = b - A x must be orthogonal to A's
+ * columns: ||A^H r||_1 / (max(m, n) ||A||_1 ||b||_1 eps), computed in double precision in O(mn)
+ * operations. */
+static double residualOrthogonality(const Routine* r, int m, int n, const void* a, const void* b,
+                                    const void* x) {
+    const int parts = r->isComplex ? 2 : 1;
+    double* res = malloc((size_t)m * 2 * sizeof(double));
+    if (!res) return -1.0;
+    double normB = 0.0;
+    for (int i = 0; i < m; ++i) {
+        double re = get(r, b, (size_t)i, 0), im = parts == 2 ? get(r, b, (size_t)i, 1) : 0.0;
+        normB += hypot(re, im);
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * m + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * m + i, 1) : 0.0;
+            const double xr = get(r, x, (size_t)j, 0),
+                         xi = parts == 2 ? get(r, x, (size_t)j, 1) : 0.0;
+            re -= ar * xr - ai * xi;
+            im -= ar * xi + ai * xr;
+        }
+        res[2 * i] = re;
+        res[2 * i + 1] = im;
+    }
+    double normA = 0.0, normG = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double re = 0.0, im = 0.0, column = 0.0; /* a_j^H r */
+        for (int i = 0; i < m; ++i) {
+            const double ar = get(r, a, (size_t)j * m + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * m + i, 1) : 0.0;
+            re += ar * res[2 * i] + ai * res[2 * i + 1];
+            im += ar * res[2 * i + 1] - ai * res[2 * i];
+            column += hypot(ar, ai);
+        }
+        normG += hypot(re, im);
+        if (column > normA) normA = column;
+    }
+    free(res);
+    return normA > 0 && normB > 0 ? normG / (m * normA * normB * qEpsilon(r)) : 0.0;
+}
+
+/* bench() for a gels row: the same runs and the same line, the bus traffic as a multiple of A. */
+static int benchGels(const Routine* r, int device, int n, int runs, const void* square) {
+    const int m = 2 * n, parts = r->isComplex ? 2 : 1;
+    const size_t bytes = (size_t)m * n * elementSize(r), bBytes = (size_t)m * elementSize(r);
+    void* a = malloc(bytes);
+    void* b = malloc(bBytes);
+    void* work = malloc(bytes);
+    void* x = malloc(bBytes);
+    void *da = NULL, *db = NULL;
+    int failed = 1;
+    if (!a || !b || !work || !x) {
+        fprintf(stderr, "%s: out of host memory\n", r->name);
+        goto done;
+    }
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < m; ++i)
+            for (int part = 0; part < parts; ++part)
+                set(r, a, (size_t)j * m + i, part,
+                    i < n ? get(r, square, (size_t)j * n + i, part)
+                          : 2.0 * rand() / RAND_MAX - 1.0);
+    for (int i = 0; i < m; ++i)
+        for (int part = 0; part < parts; ++part)
+            set(r, b, (size_t)i, part, 2.0 * rand() / RAND_MAX - 1.0);
+    if (device &&
+        (cudaMalloc(&da, bytes) != cudaSuccess || cudaMalloc(&db, bBytes) != cudaSuccess)) {
+        fprintf(stderr, "%s: cudaMalloc of %zu bytes failed\n", r->name, bytes);
+        goto done;
+    }
+    double best = 1e300;
+#ifdef ZULI_BENCH_EMULATED
+    zuliEmuCounters counted;
+    memset(&counted, 0, sizeof counted);
+#endif
+    for (int run = 0; run < runs; ++run) {
+        memcpy(work, a, bytes);
+        memcpy(x, b, bBytes);
+        if (device && (cudaMemcpy(da, work, bytes, cudaMemcpyHostToDevice) != cudaSuccess ||
+                       cudaMemcpy(db, x, bBytes, cudaMemcpyHostToDevice) != cudaSuccess))
+            goto done;
+        cudaDeviceSynchronize();
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuResetCounters();
+#endif
+        const double start = now();
+        const zuliStatus s = r->ls->call[device](m, n, device ? da : work, device ? db : x);
+        cudaDeviceSynchronize();
+        const double seconds = now() - start;
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuGetCounters(&counted);
+#endif
+        if (s != zuliNoError) {
+            fprintf(stderr, "%s (%s): %s, info %d\n", r->name, device ? "device" : "host",
+                    zuliGetStatusString(s), (int)zuliGetErrorInfo());
+            goto done;
+        }
+        if (seconds < best) best = seconds;
+    }
+    if (device && cudaMemcpy(x, db, bBytes, cudaMemcpyDeviceToHost) != cudaSuccess) goto done;
+    const double ratio = residualOrthogonality(r, m, n, a, b, x);
+    const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
+    const double flops =
+        (2.0 * m * n * (double)n - 2.0 / 3.0 * n * (double)n * n) * (r->isComplex ? 4.0 : 1.0);
+    printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
+           device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
+#ifdef ZULI_BENCH_EMULATED
+    printf("  bus %5.2f x matrix  device flops %5.1f %%  launches %5llu  waits %5llu",
+           (double)(counted.h2dBytes + counted.d2hBytes) / bytes, 100.0 * counted.blasFlops / flops,
+           counted.launches, counted.syncs);
+#endif
+    printf("\n");
+    failed = !ok;
+done:
+    free(a);
+    free(b);
+    free(work);
+    free(x);
+    cudaFree(da);
+    cudaFree(db);
+    return failed;
+}
+
 /* Runs routine r on interface `device` `runs` times on fresh copies of a; prints one line.
  * Returns 0, or 1 when a call fails or the result is wrong. Everything it allocates is freed on
  * every path. */
 static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     if (r->q) return benchQ(r, device, n, runs, a);
+    if (r->ls) return benchGels(r, device, n, runs, a);
     const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
     /* pivots, or tau for KIND_QR */
@@ -533,10 +684,10 @@ int main(int argc, char** argv) {
             size_t k = 0;
             while (k < ROUTINE_COUNT && strcmp(routines[k].name, argv[i])) ++k;
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
-                fprintf(
-                    stderr,
-                    "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr]\n",
-                    argv[0]);
+                fprintf(stderr,
+                        "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr "
+                        "sgels ... zgels]\n",
+                        argv[0]);
                 return 2;
             }
             selected[chosen++] = &routines[k];

@@ -206,6 +206,30 @@ void larfg(int n, T* alpha, T* x, int incx, T* tau) {
     ZULI_LAPACK(T, larfg, &n, alpha, x, &incx, tau);
 }
 
+// ---- least squares ------------------------------------------------------------------------
+// trans of gels is 'N', or 'T' for the real types and 'C' for the complex ones.
+
+template <typename T>
+int gels(char trans, int m, int n, int nrhs, T* a, int lda, T* b, int ldb, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gels, &trans, &m, &n, &nrhs, a, &lda, b, &ldb, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int ggrqf(int m, int p, int n, T* a, int lda, T* taua, T* b, int ldb, T* taub, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, ggrqf, &m, &p, &n, a, &lda, taua, b, &ldb, taub, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, T* x, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gglse, &m, &n, &p, a, &lda, b, &ldb, c, d, x, work, &lwork, &info);
+    return info;
+}
+
 // ---- band factorizations and the unblocked steps of the blocked forms -----------------------
 
 template <typename T>

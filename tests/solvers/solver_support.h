@@ -115,6 +115,25 @@ double solveResidual(const Matrix<T>& a, const Matrix<T>& x, const Matrix<T>& b)
     return worst;
 }
 
+// op(a) op(b) with the host BLAS (op: CblasNoTrans, CblasTrans or CblasConjTrans).
+template <typename T>
+Matrix<T> product(CBLAS_TRANSPOSE ta, const Matrix<T>& a, CBLAS_TRANSPOSE tb, const Matrix<T>& b) {
+    const int m = ta == CblasNoTrans ? a.m : a.n, k = ta == CblasNoTrans ? a.n : a.m;
+    Matrix<T> c(m, tb == CblasNoTrans ? b.n : b.m, std::max(1, m));
+    const T one(1), zero(0);
+    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+        CblasColMajor, ta, tb, c.m, c.n, k, blas_test::byBlas(one), a.data.data(), a.ld,
+        b.data.data(), b.ld, blas_test::byBlas(zero), c.ptr(), c.ld);
+    return c;
+}
+
+// Calls a host LAPACK routine that takes a work array (work, lwork last) after a size query.
+template <typename T, typename Call>
+int withWork(Call call) {
+    std::vector<T> work(size_t(std::max(1, zuli::lapack::workSize<T>(call))));
+    return call(work.data(), int(work.size()));
+}
+
 // ||P A - L U|| / (max(m, n) ||A|| eps) with the max norm, from getrf's factors f and pivots piv
 // of the m x n matrix a: LAPACK's kind of test ratio, of order 1 for a backward-stable
 // factorization.
