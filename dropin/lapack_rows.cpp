@@ -141,12 +141,12 @@ int lasclCheck(const char* type, int kl, int ku, R cfrom, R cto, int m, int n, i
 // with valid arguments goes to the host LAPACK, which answers with its own (optimal) sizes: the
 // library needs no workspace, and a call below the threshold then runs blocked on the host.
 
-// geqrf, geqrfp, geqlf (lwork >= max(1, n)) and gelqf, gerqf (lwork >= max(1, m)).
-int factorCheck(int m, int n, int lda, int lwork, bool rows) {
+// The factorizations, with the workspace minimum of each (the rows below).
+int factorCheck(int m, int n, int lda, int lwork, int minimum) {
     if (m < 0) return 1;
     if (n < 0) return 2;
     if (lda < std::max(1, m)) return 4;
-    if (lwork != -1 && lwork < std::max(1, rows ? m : n)) return 7;
+    if (lwork != -1 && lwork < minimum) return 7;
     return 0;
 }
 
@@ -466,27 +466,27 @@ ZULI_DROPIN(ALL, larfb,
 // applying Q from k reflectors that of an m x n x k product. No routine of the family has a data
 // error.
 
-// The factorizations, rows or not: whether the workspace minimum is max(1, m) (else max(1, n)).
-#define ZULI_DROPIN_QR_FACTOR(NAME, ROWS)                                             \
-    ZULI_DROPIN(ALL, NAME,                                                            \
-                (const int* m, const int* n, P* a, const int* lda, P* tau, P* work,   \
-                 const int* lwork, int* info),                                        \
-                (m, n, a, lda, tau, work, lwork, info), NAME, (*m, *n, a, *lda, tau), \
-                .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n)), info)           \
-                    .check([&] { return factorCheck(*m, *n, *lda, *lwork, ROWS); })   \
-                    .hostWhen(*lwork == -1)                                           \
+// The factorizations with LAPACK's workspace minimum MINIMUM (an expression in m and n).
+#define ZULI_DROPIN_QR_FACTOR(NAME, MINIMUM)                                           \
+    ZULI_DROPIN(ALL, NAME,                                                             \
+                (const int* m, const int* n, P* a, const int* lda, P* tau, P* work,    \
+                 const int* lwork, int* info),                                         \
+                (m, n, a, lda, tau, work, lwork, info), NAME, (*m, *n, a, *lda, tau),  \
+                .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n)), info)            \
+                    .check([&] { return factorCheck(*m, *n, *lda, *lwork, MINIMUM); }) \
+                    .hostWhen(*lwork == -1)                                            \
                     .library(library, {1, 2, 0, 4, 0}))
 
-// sgeqrf_ dgeqrf_ cgeqrf_ zgeqrf_
-ZULI_DROPIN_QR_FACTOR(geqrf, false)
+// sgeqrf_ dgeqrf_ cgeqrf_ zgeqrf_: LAPACK's geqrf asks for max(1, n) only when m > 0.
+ZULI_DROPIN_QR_FACTOR(geqrf, *m > 0 ? std::max(1, *n) : 1)
 // sgeqrfp_ dgeqrfp_ cgeqrfp_ zgeqrfp_
-ZULI_DROPIN_QR_FACTOR(geqrfp, false)
+ZULI_DROPIN_QR_FACTOR(geqrfp, std::max(1, *n))
 // sgelqf_ dgelqf_ cgelqf_ zgelqf_
-ZULI_DROPIN_QR_FACTOR(gelqf, true)
+ZULI_DROPIN_QR_FACTOR(gelqf, std::max(1, *m))
 // sgeqlf_ dgeqlf_ cgeqlf_ zgeqlf_
-ZULI_DROPIN_QR_FACTOR(geqlf, false)
+ZULI_DROPIN_QR_FACTOR(geqlf, std::max(1, *n))
 // sgerqf_ dgerqf_ cgerqf_ zgerqf_
-ZULI_DROPIN_QR_FACTOR(gerqf, true)
+ZULI_DROPIN_QR_FACTOR(gerqf, std::max(1, *m))
 
 // Q formed from k reflectors: the real routine or*, the complex un* (LIST REAL or COMPLEX).
 #define ZULI_DROPIN_QR_GENERATE(LIST, NAME, ROWS)                                              \

@@ -175,6 +175,11 @@ void errors() {
         arg(factors[f], 4, true, [&] { factor(4, 4, 3, -1); });  // before the query
         arg(factors[f], 7, true, [&] { rows ? factor(4, 2, 4, 3) : factor(2, 4, 4, 3); });
         fine(factors[f], [&] { rows ? factor(3, 5, 3, 3) : factor(5, 3, 5, 3); });
+        // No rows: geqrf, gelqf and gerqf need one element of workspace, geqrfp and geqlf n.
+        if (f == 1 || f == 3)
+            arg(factors[f], 7, true, [&] { factor(0, 4, 1, 1); });
+        else
+            fine(factors[f], [&] { factor(0, 4, 1, 1); });
     }
 #define Q(name) pick<T>(sor##name##_, dor##name##_, cun##name##_, zun##name##_)
     const std::string un = std::is_floating_point_v<T> ? "OR" : "UN";
