@@ -14,7 +14,7 @@
 // and the smallest n at which the model beats the host. There is no GPU where this project is
 // built: the model is an estimate, not a measurement of a GPU.
 //
-//   zuli_dropin_crossover [-B bytes/s] [-F flop/s] [n1 n2 ...]
+//   zuli_dropin_crossover [-B bytes/s] [-F flop/s] [-f family] [n1 n2 ...]
 #include "zuli_lapack.h"
 #include "zuli_emu.h"
 
@@ -73,11 +73,14 @@ struct Family {
 
 int main(int argc, char** argv) {
     std::vector<int> orders;
+    const char* only = nullptr;  // -f: one family
     for (int i = 1; i < argc; ++i) {
         if (!std::strcmp(argv[i], "-B") && i + 1 < argc)
             busRate = std::atof(argv[++i]);
         else if (!std::strcmp(argv[i], "-F") && i + 1 < argc)
             deviceRate = std::atof(argv[++i]);
+        else if (!std::strcmp(argv[i], "-f") && i + 1 < argc)
+            only = argv[++i];
         else
             orders.push_back(std::atoi(argv[i]));
     }
@@ -172,6 +175,19 @@ int main(int argc, char** argv) {
                      zuliDlarfb('L', 'T', 'F', 'C', n, n, k, v.data(), n, t.data(), k, c.data(), n);
              });
          }},
+        // The factorization, whose panels run on the host.
+        {"qr", "dgeqrf", [](double n) { return 4 * n * n * n / 3; },
+         [](int n, bool host) -> double {
+             auto a = randomMatrix(size_t(n) * n, 0, n);
+             std::vector<double> tau(n), work(size_t(n) * 64);
+             int lwork = int(work.size()), info;
+             return timed([&] {
+                 if (host)
+                     LAPACK_dgeqrf(&n, &n, a.data(), &n, tau.data(), work.data(), &lwork, &info);
+                 else
+                     zuliDgeqrf(n, n, a.data(), n, tau.data());
+             });
+         }},
         {"blas3", "dgemm", [](double n) { return 2 * n * n * n; },
          [](int n, bool host) -> double {
              auto a = randomMatrix(size_t(n) * n, 0, n), b = a, c = a;
@@ -192,6 +208,7 @@ int main(int argc, char** argv) {
     std::printf("%-10s %-16s %6s %10s %10s %10s %8s %8s %10s\n", "family", "routine", "n", "host s",
                 "bus MB", "dev GFLOP", "launches", "waits", "model s");
     for (const Family& f : families) {
+        if (only && std::strcmp(only, f.name)) continue;
         int crossover = 0;
         for (int n : orders) {
             const double host = seconds([&] { return f.run(n, true); });

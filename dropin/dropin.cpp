@@ -115,8 +115,10 @@ int minOrder(Family family) {
     return orders[int(family)];
 }
 
+// Inside on the drop-in's behalf, or inside a call of the library that the program made itself
+// (its host steps then reach the drop-in's entry points too).
 bool insideLibrary() {
-    return t_inside > 0;
+    return t_inside > 0 || zuliIsInCall();
 }
 InsideScope::InsideScope() {
     ++t_inside;

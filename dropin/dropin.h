@@ -3,12 +3,14 @@
 //
 // Every entry point (dgetrf_, zgemm_, ...) has LAPACK 3.11's Fortran interface and does, in
 // order:
-//   1. while the calling thread is inside the library or inside the host LAPACK (its own host
-//      panels, the host LAPACK's internal BLAS calls, the emulated GPU's arithmetic), it calls the
-//      host LAPACK/BLAS straight away: the drop-in never calls back into the library from inside
-//      it;
-//   2. the checks that LAPACK makes and the library does not (lwork minimums, workspace queries
-//      answered with LAPACK's minimal sizes, BLAS's leading-dimension bounds, ...);
+//   1. while the calling thread is inside the library (whoever called it) or inside the host
+//      LAPACK on the drop-in's behalf (the library's own host panels, the host LAPACK's internal
+//      BLAS calls, the emulated GPU's arithmetic), it calls the host LAPACK/BLAS straight away:
+//      the drop-in never calls back into the library from inside it;
+//   2. the checks that LAPACK makes and the library does not (lwork minimums, BLAS's
+//      leading-dimension bounds, ...); a workspace query is answered with LAPACK's minimal size
+//      (getri) or, in the QR family, by the host LAPACK (its optimal size, with which a call
+//      below the threshold then runs blocked there);
 //   3. calls the library does not serve (options it reports as not implemented, empty problems,
 //      problems below the threshold of the routine's family, a thread on which the library does
 //      not initialise) go to the host LAPACK;
@@ -50,8 +52,9 @@ enum class Family { Lu, Cholesky, Mixed, Triangular, Band, Utility, Qr, Blas3, C
 // variable ZULI_DROPIN_MIN_ORDER overrides the defaults (see the README).
 int minOrder(Family family);
 
-// True while the calling thread runs inside the library or the host LAPACK on behalf of the
-// drop-in: every entry point then forwards straight to the host LAPACK/BLAS.
+// True while the calling thread runs inside the library (called by the drop-in or by the program
+// itself, zuliIsInCall) or inside the host LAPACK on the drop-in's behalf: every entry point then
+// forwards straight to the host LAPACK/BLAS.
 bool insideLibrary();
 
 // Marks the calling thread as inside for its lifetime.

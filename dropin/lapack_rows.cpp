@@ -30,6 +30,24 @@ void zlat2c_(const char* uplo, const int* n, const zuliComplexDouble* a, const i
              zuliComplexFloat* sa, const int* ldsa, int* info, size_t uploLength);
 }
 
+// Nor the plane rotations: lasr, lar2v, largv and lartv as LAPACK 3.11 documents them.
+#define ZULI_DROPIN_ROTATIONS(p, P, R)                                                           \
+    void p##lasr_(const char* side, const char* pivot, const char* direct, const int* m,         \
+                  const int* n, const R* c, const R* s, P* a, const int* lda, size_t sideLength, \
+                  size_t pivotLength, size_t directLength);                                      \
+    void p##lar2v_(const int* n, P* x, P* y, P* z, const int* incx, const R* c, const P* s,      \
+                   const int* incc);                                                             \
+    void p##largv_(const int* n, P* x, const int* incx, P* y, const int* incy, R* c,             \
+                   const int* incc);                                                             \
+    void p##lartv_(const int* n, P* x, const int* incx, P* y, const int* incy, const R* c,       \
+                   const P* s, const int* incc);
+extern "C" {
+ZULI_DROPIN_ROTATIONS(s, float, float)
+ZULI_DROPIN_ROTATIONS(d, double, double)
+ZULI_DROPIN_ROTATIONS(c, zuliComplexFloat, float)
+ZULI_DROPIN_ROTATIONS(z, zuliComplexDouble, double)
+}
+
 #define ZULI_DROPIN_SIGNATURE_CHECK(SYMBOL, NS)                               \
     static_assert(std::is_same_v<decltype(&::SYMBOL), decltype(&NS::SYMBOL)>, \
                   #SYMBOL " has parameters other than LAPACK's");
@@ -116,6 +134,58 @@ int lasclCheck(const char* type, int kl, int ku, R cfrom, R cto, int m, int n, i
             (t == 6 && lda < 2 * kl + ku + 1))
             return 9;
     }
+    return 0;
+}
+
+// ---- the QR family: LAPACK's checks, with its workspace minimums. A workspace query (lwork = -1)
+// with valid arguments goes to the host LAPACK, which answers with its own (optimal) sizes: the
+// library needs no workspace, and a call below the threshold then runs blocked on the host.
+
+// The factorizations, with the workspace minimum of each (the rows below).
+int factorCheck(int m, int n, int lda, int lwork, int minimum) {
+    if (m < 0) return 1;
+    if (n < 0) return 2;
+    if (lda < std::max(1, m)) return 4;
+    if (lwork != -1 && lwork < minimum) return 7;
+    return 0;
+}
+
+// orgqr, orgql (Q's columns: n <= m, k <= n, lwork >= max(1, n)) and orglq, orgrq (Q's rows:
+// m <= n, k <= m, lwork >= max(1, m)).
+int generateCheck(int m, int n, int k, int lda, int lwork, bool rows) {
+    if (m < 0) return 1;
+    if (rows ? n < m : (n < 0 || n > m)) return 2;
+    if (k < 0 || k > (rows ? m : n)) return 3;
+    if (lda < std::max(1, m)) return 5;
+    if (lwork != -1 && lwork < std::max(1, rows ? m : n)) return 8;
+    return 0;
+}
+
+// ormqr, ormql (reflectors in A's columns, A nq x k) and ormlq, ormrq (in its rows, A k x nq).
+// LAPACK's real routines take trans 'N' or 'T', its complex ones 'N' or 'C' (the library takes
+// all three in every precision).
+int multiplyCheck(const char* side, const char* trans, int m, int n, int k, int lda, int ldc,
+                  int lwork, bool rows, bool complex) {
+    const bool left = same(side, 'L');
+    const int nq = left ? m : n;
+    if (!left && !same(side, 'R')) return 1;
+    if (!same(trans, 'N') && !same(trans, complex ? 'C' : 'T')) return 2;
+    if (m < 0) return 3;
+    if (n < 0) return 4;
+    if (k < 0 || k > nq) return 5;
+    if (lda < std::max(1, rows ? k : nq)) return 7;
+    if (ldc < std::max(1, m)) return 10;
+    if (lwork != -1 && lwork < std::max(1, left ? n : m)) return 12;
+    return 0;
+}
+
+int lasrCheck(const char* side, const char* pivot, const char* direct, int m, int n, int lda) {
+    if (!same(side, 'L') && !same(side, 'R')) return 1;
+    if (!same(pivot, 'V') && !same(pivot, 'T') && !same(pivot, 'B')) return 2;
+    if (!same(direct, 'F') && !same(direct, 'B')) return 3;
+    if (m < 0) return 4;
+    if (n < 0) return 5;
+    if (lda < std::max(1, m)) return 9;
     return 0;
 }
 
@@ -390,3 +460,127 @@ ZULI_DROPIN(ALL, larfb,
             (letterOr(side, "L", 'R'), letterOr(trans, "N", 'C'), letterOr(direct, "F", 'B'),
              letterOr(storev, "C", 'R'), *m, *n, *k, v, *ldv, t, *ldt, c, *ldc),
             .noInfo(Family::Qr, order3(*m, *n, *k)).library(library))
+
+// ---- the QR family ------------------------------------------------------------------------------
+// A factorization of an m x n matrix has the size of an m x n x min(m, n) product; generating or
+// applying Q from k reflectors that of an m x n x k product. No routine of the family has a data
+// error.
+
+// The factorizations with LAPACK's workspace minimum MINIMUM (an expression in m and n).
+#define ZULI_DROPIN_QR_FACTOR(NAME, MINIMUM)                                           \
+    ZULI_DROPIN(ALL, NAME,                                                             \
+                (const int* m, const int* n, P* a, const int* lda, P* tau, P* work,    \
+                 const int* lwork, int* info),                                         \
+                (m, n, a, lda, tau, work, lwork, info), NAME, (*m, *n, a, *lda, tau),  \
+                .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n)), info)            \
+                    .check([&] { return factorCheck(*m, *n, *lda, *lwork, MINIMUM); }) \
+                    .hostWhen(*lwork == -1)                                            \
+                    .library(library, {1, 2, 0, 4, 0}))
+
+// sgeqrf_ dgeqrf_ cgeqrf_ zgeqrf_: LAPACK's geqrf asks for max(1, n) only when m > 0.
+ZULI_DROPIN_QR_FACTOR(geqrf, *m > 0 ? std::max(1, *n) : 1)
+// sgeqrfp_ dgeqrfp_ cgeqrfp_ zgeqrfp_
+ZULI_DROPIN_QR_FACTOR(geqrfp, std::max(1, *n))
+// sgelqf_ dgelqf_ cgelqf_ zgelqf_
+ZULI_DROPIN_QR_FACTOR(gelqf, std::max(1, *m))
+// sgeqlf_ dgeqlf_ cgeqlf_ zgeqlf_
+ZULI_DROPIN_QR_FACTOR(geqlf, std::max(1, *n))
+// sgerqf_ dgerqf_ cgerqf_ zgerqf_
+ZULI_DROPIN_QR_FACTOR(gerqf, std::max(1, *m))
+
+// Q formed from k reflectors: the real routine or*, the complex un* (LIST REAL or COMPLEX).
+#define ZULI_DROPIN_QR_GENERATE(LIST, NAME, ROWS)                                              \
+    ZULI_DROPIN(LIST, NAME,                                                                    \
+                (const int* m, const int* n, const int* k, P* a, const int* lda, const P* tau, \
+                 P* work, const int* lwork, int* info),                                        \
+                (m, n, k, a, lda, tau, work, lwork, info), NAME, (*m, *n, *k, a, *lda, tau),   \
+                .lapack(Family::Qr, order3(*m, *n, *k), info)                                  \
+                    .check([&] { return generateCheck(*m, *n, *k, *lda, *lwork, ROWS); })      \
+                    .hostWhen(*lwork == -1)                                                    \
+                    .library(library, {1, 2, 3, 0, 5, 0}))
+
+// sorgqr_ dorgqr_ cungqr_ zungqr_
+ZULI_DROPIN_QR_GENERATE(REAL, orgqr, false)
+ZULI_DROPIN_QR_GENERATE(COMPLEX, ungqr, false)
+// sorglq_ dorglq_ cunglq_ zunglq_
+ZULI_DROPIN_QR_GENERATE(REAL, orglq, true)
+ZULI_DROPIN_QR_GENERATE(COMPLEX, unglq, true)
+// sorgql_ dorgql_ cungql_ zungql_
+ZULI_DROPIN_QR_GENERATE(REAL, orgql, false)
+ZULI_DROPIN_QR_GENERATE(COMPLEX, ungql, false)
+// sorgrq_ dorgrq_ cungrq_ zungrq_
+ZULI_DROPIN_QR_GENERATE(REAL, orgrq, true)
+ZULI_DROPIN_QR_GENERATE(COMPLEX, ungrq, true)
+
+// C multiplied by Q or Q^H from k reflectors, without forming Q.
+#define ZULI_DROPIN_QR_MULTIPLY(LIST, NAME, ROWS)                                                \
+    ZULI_DROPIN(                                                                                 \
+        LIST, NAME,                                                                              \
+        (const char* side, const char* trans, const int* m, const int* n, const int* k,          \
+         const P* a, const int* lda, const P* tau, P* c, const int* ldc, P* work,                \
+         const int* lwork, int* info, size_t sideLength, size_t transLength),                    \
+        (side, trans, m, n, k, a, lda, tau, c, ldc, work, lwork, info, sideLength, transLength), \
+        NAME, (*side, *trans, *m, *n, *k, a, *lda, tau, c, *ldc),                                \
+        .lapack(Family::Qr, order3(*m, *n, *k), info)                                            \
+            .check([&] {                                                                         \
+                return multiplyCheck(side, trans, *m, *n, *k, *lda, *ldc, *lwork, ROWS,          \
+                                     !std::is_floating_point_v<P>);                              \
+            })                                                                                   \
+            .hostWhen(*lwork == -1)                                                              \
+            .library(library, {1, 2, 3, 4, 5, 0, 7, 0, 0, 10}))
+
+// sormqr_ dormqr_ cunmqr_ zunmqr_
+ZULI_DROPIN_QR_MULTIPLY(REAL, ormqr, false)
+ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmqr, false)
+// sormlq_ dormlq_ cunmlq_ zunmlq_
+ZULI_DROPIN_QR_MULTIPLY(REAL, ormlq, true)
+ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmlq, true)
+// sormql_ dormql_ cunmql_ zunmql_
+ZULI_DROPIN_QR_MULTIPLY(REAL, ormql, false)
+ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmql, false)
+// sormrq_ dormrq_ cunmrq_ zunmrq_
+ZULI_DROPIN_QR_MULTIPLY(REAL, ormrq, true)
+ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmrq, true)
+
+// ---- reflectors and rotations -------------------------------------------------------------------
+// Their work is linear in their data, so they belong to the utility family (a vector of n elements
+// has the size sqrt(n) of an n x 1 utility). Apart from lasr LAPACK checks nothing: whatever the
+// library refuses (a negative n or stride, a null pointer) goes to the host LAPACK.
+
+// slarfg_ dlarfg_ clarfg_ zlarfg_: a stride of 0 or below (the host BLAS's norm and scaling give
+// it their own meaning) goes to the host LAPACK.
+ZULI_DROPIN(ALL, larfg, (const int* n, P* alpha, P* x, const int* incx, P* tau),
+            (n, alpha, x, incx, tau), larfg, (*n, alpha, x, *incx, tau),
+            .noInfo(Family::Utility, order2(*n, 1)).hostWhen(*incx <= 0).library(library))
+
+// slasr_ dlasr_ clasr_ zlasr_: the library leaves pivots 'T' and 'B' to the host LAPACK.
+ZULI_DROPIN(ALL, lasr,
+            (const char* side, const char* pivot, const char* direct, const int* m, const int* n,
+             const R* c, const R* s, P* a, const int* lda, size_t sideLength, size_t pivotLength,
+             size_t directLength),
+            (side, pivot, direct, m, n, c, s, a, lda, sideLength, pivotLength, directLength), lasr,
+            (*side, *pivot, *direct, *m, *n, c, s, a, *lda),
+            .noInfo(Family::Utility, order2(*m, *n))
+                .check([&] { return lasrCheck(side, pivot, direct, *m, *n, *lda); })
+                .hostWhen(!same(pivot, 'V'))
+                .library(library))
+
+// slar2v_ dlar2v_ clar2v_ zlar2v_
+ZULI_DROPIN(ALL, lar2v,
+            (const int* n, P* x, P* y, P* z, const int* incx, const R* c, const P* s,
+             const int* incc),
+            (n, x, y, z, incx, c, s, incc), lar2v, (*n, x, y, z, *incx, c, s, *incc),
+            .noInfo(Family::Utility, order2(*n, 1)).library(library))
+
+// slargv_ dlargv_ clargv_ zlargv_
+ZULI_DROPIN(ALL, largv,
+            (const int* n, P* x, const int* incx, P* y, const int* incy, R* c, const int* incc),
+            (n, x, incx, y, incy, c, incc), largv, (*n, x, *incx, y, *incy, c, *incc),
+            .noInfo(Family::Utility, order2(*n, 1)).library(library))
+
+// slartv_ dlartv_ clartv_ zlartv_
+ZULI_DROPIN(ALL, lartv,
+            (const int* n, P* x, const int* incx, P* y, const int* incy, const R* c, const P* s,
+             const int* incc),
+            (n, x, incx, y, incy, c, s, incc), lartv, (*n, x, *incx, y, *incy, c, s, *incc),
+            .noInfo(Family::Utility, order2(*n, 1)).library(library))

@@ -151,6 +151,103 @@ void errors() {
     arg("LASCL", 7, true, [&] { lascl("Q", 1, 1, 1, 2, 4, 3, 4); });
     arg("LASCL", 9, true, [&] { lascl("G", 0, 0, 1, 2, 0, 0, 0); });
 
+    // The QR family. `fine`: LAPACK accepts the call (no xerbla_, INFO 0), so a workspace minimum
+    // or a bound that depends on the wrong dimension shows.
+    auto fine = [&](const std::string& what, auto&& call) {
+        seenName.clear(), seenPosition = 0, info = -99;
+        call();
+        const bool ok = seenName.empty() && info == 0;
+        ok ? ++passed : ++failed;
+        if (!ok)
+            std::printf("FAILED: %s%s refused: '%s' %d\n", p.c_str(), what.c_str(),
+                        seenName.c_str(), seenPosition);
+    };
+    const char* factors[] = {"GEQRF", "GEQRFP", "GELQF", "GEQLF", "GERQF"};
+    for (int f = 0; f < 5; ++f) {
+        const bool rows = f == 2 || f == 4;  // lwork >= max(1, m), else max(1, n)
+        auto factor = [&, f](int m, int n, int lda, int lwork) {
+            std::vector{F(geqrf), F(geqrfp), F(gelqf), F(geqlf), F(gerqf)}[f](
+                &m, &n, a.data(), &lda, b.data(), w.data(), &lwork, &info);
+        };
+        arg(factors[f], 1, true, [&] { factor(-1, 4, 4, 16); });
+        arg(factors[f], 2, true, [&] { factor(4, -1, 4, 16); });
+        arg(factors[f], 4, true, [&] { factor(4, 4, 3, 16); });
+        arg(factors[f], 4, true, [&] { factor(4, 4, 3, -1); });  // before the query
+        arg(factors[f], 7, true, [&] { rows ? factor(4, 2, 4, 3) : factor(2, 4, 4, 3); });
+        fine(factors[f], [&] { rows ? factor(3, 5, 3, 3) : factor(5, 3, 5, 3); });
+        // No rows: geqrf, gelqf and gerqf need one element of workspace, geqrfp and geqlf n.
+        if (f == 1 || f == 3)
+            arg(factors[f], 7, true, [&] { factor(0, 4, 1, 1); });
+        else
+            fine(factors[f], [&] { factor(0, 4, 1, 1); });
+    }
+#define Q(name) pick<T>(sor##name##_, dor##name##_, cun##name##_, zun##name##_)
+    const std::string un = std::is_floating_point_v<T> ? "OR" : "UN";
+    const char* kinds[] = {"QR", "LQ", "QL", "RQ"};
+    for (int g = 0; g < 4; ++g) {
+        const bool rows = g == 1 || g == 3;  // Q's rows: m <= n, k <= m, lwork >= max(1, m)
+        const std::string gen = un + "G" + kinds[g], mul = un + "M" + kinds[g];
+        auto generate = [&, g](int m, int n, int k, int lda, int lwork) {
+            std::vector{Q(gqr), Q(glq), Q(gql), Q(grq)}[g](&m, &n, &k, a.data(), &lda, b.data(),
+                                                           w.data(), &lwork, &info);
+        };
+        auto tr = [rows](int m, int n) { return rows ? std::pair{n, m} : std::pair{m, n}; };
+        arg(gen.c_str(), 1, true, [&] { generate(-1, 4, 0, 4, 16); });
+        arg(gen.c_str(), 2, true, [&] {
+            auto [m, n] = tr(3, 4);
+            generate(m, n, 0, 4, 16);
+        });
+        arg(gen.c_str(), 3, true, [&] {
+            auto [m, n] = tr(4, 2);
+            generate(m, n, 3, 4, 16);
+        });
+        arg(gen.c_str(), 3, true, [&] { generate(4, 4, -1, 4, 16); });
+        arg(gen.c_str(), 5, true, [&] { generate(4, 4, 2, 3, 16); });
+        arg(gen.c_str(), 8, true, [&] {
+            auto [m, n] = tr(4, 3);
+            generate(m, n, 2, 4, 2);
+        });
+        fine(gen, [&] {
+            auto [m, n] = tr(4, 3);
+            generate(m, n, 2, 4, 3);
+        });
+        auto multiply = [&, g](const char* side, const char* trans, int m, int n, int k, int lda,
+                               int ldc, int lwork) {
+            std::vector{Q(mqr), Q(mlq), Q(mql), Q(mrq)}[g](side, trans, &m, &n, &k, a.data(), &lda,
+                                                           b.data(), w.data(), &ldc, w.data() + 128,
+                                                           &lwork, &info, 1, 1);
+        };
+        const char* wrongTrans = std::is_floating_point_v<T> ? "C" : "T";
+        arg(mul.c_str(), 1, true, [&] { multiply("X", "N", 4, 4, 2, 4, 4, 16); });
+        arg(mul.c_str(), 2, true, [&] { multiply("L", "X", 4, 4, 2, 4, 4, 16); });
+        arg(mul.c_str(), 2, true, [&] { multiply("R", wrongTrans, 4, 4, 2, 4, 4, 16); });
+        arg(mul.c_str(), 3, true, [&] { multiply("L", "N", -1, 4, 0, 4, 4, 16); });
+        arg(mul.c_str(), 4, true, [&] { multiply("L", "N", 4, -1, 2, 4, 4, 16); });
+        arg(mul.c_str(), 5, true, [&] { multiply("L", "N", 4, 4, 5, 5, 4, 16); });
+        arg(mul.c_str(), 5, true, [&] { multiply("R", "N", 5, 4, 5, 5, 5, 16); });
+        arg(mul.c_str(), 7, true, [&] { multiply("L", "N", 4, 4, 4, 3, 4, 16); });
+        arg(mul.c_str(), 10, true, [&] { multiply("L", "N", 4, 4, 2, 4, 3, 16); });
+        arg(mul.c_str(), 12, true, [&] { multiply("L", "N", 4, 5, 2, 4, 4, 4); });
+        arg(mul.c_str(), 12, true, [&] { multiply("R", "N", 5, 4, 2, 4, 5, 4); });
+        // lda >= nq (reflectors in A's columns) or >= k (in its rows); lwork >= n (side 'L').
+        fine(mul, [&] { multiply("L", "N", 4, 4, 2, rows ? 2 : 4, 4, 4); });
+        fine(mul, [&] { multiply("L", wrongTrans[0] == 'C' ? "T" : "C", 5, 4, 2, 5, 5, 4); });
+    }
+#undef Q
+    // lasr checks lda even when there is nothing to rotate; it has no INFO.
+    std::vector<R> cs(16, R(0.6)), sn(16, R(0.8));
+    auto lasr = [&](const char* side, const char* pivot, const char* direct, int m, int n,
+                    int lda) {
+        F(lasr)(side, pivot, direct, &m, &n, cs.data(), sn.data(), a.data(), &lda, 1, 1, 1);
+    };
+    arg("LASR", 1, false, [&] { lasr("X", "V", "F", 4, 4, 4); });
+    arg("LASR", 2, false, [&] { lasr("L", "X", "F", 4, 4, 4); });
+    arg("LASR", 3, false, [&] { lasr("R", "V", "X", 4, 4, 4); });
+    arg("LASR", 4, false, [&] { lasr("L", "V", "F", -1, 4, 4); });
+    arg("LASR", 5, false, [&] { lasr("L", "V", "F", 4, -1, 4); });
+    arg("LASR", 9, false, [&] { lasr("L", "V", "B", 4, 4, 3); });
+    arg("LASR", 9, false, [&] { lasr("R", "T", "F", 0, 4, 0); });
+
     // BLAS: names blank-padded to six characters (compared without the blanks), no INFO.
     auto gemm = [&](const char* ta, const char* tb, int m, int n, int k, int lda, int ldb,
                     int ldc) {

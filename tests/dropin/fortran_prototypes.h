@@ -1,6 +1,6 @@
 // fortran_prototypes.h - what the drop-in library's C++ test programs share: LAPACK's Fortran
-// prototypes (lapack.h, complex types as std::complex), the level-3 BLAS and lat2 ones that
-// lapack.h lacks, and the choice of one of four functions by precision.
+// prototypes (lapack.h, complex types as std::complex), the level-3 BLAS, rotation and lat2
+// ones that lapack.h lacks, and the choice of one of four functions by precision.
 #pragma once
 
 #include <complex>
@@ -38,6 +38,16 @@ ZULI_BLAS3(c, std::complex<float>)
 ZULI_BLAS3(z, std::complex<double>)
 ZULI_BLAS3_HERMITIAN(c, std::complex<float>, float)
 ZULI_BLAS3_HERMITIAN(z, std::complex<double>, double)
+#define ZULI_ROTATIONS(p, T, R)                                                            \
+    void p##lasr_(const char*, const char*, const char*, const int*, const int*, const R*, \
+                  const R*, T*, const int*, size_t, size_t, size_t);                       \
+    void p##lar2v_(const int*, T*, T*, T*, const int*, const R*, const T*, const int*);    \
+    void p##largv_(const int*, T*, const int*, T*, const int*, R*, const int*);            \
+    void p##lartv_(const int*, T*, const int*, T*, const int*, const R*, const T*, const int*);
+ZULI_ROTATIONS(s, float, float)
+ZULI_ROTATIONS(d, double, double)
+ZULI_ROTATIONS(c, std::complex<float>, float)
+ZULI_ROTATIONS(z, std::complex<double>, double)
 void dlat2s_(const char*, const int*, const double*, const int*, float*, const int*, int*, size_t);
 void zlat2c_(const char*, const int*, const std::complex<double>*, const int*, std::complex<float>*,
              const int*, int*, size_t);

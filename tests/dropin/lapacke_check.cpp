@@ -397,6 +397,175 @@ void checkUtilities(int m, int n) {
         }
 }
 
+// ---- the QR family ------------------------------------------------------------------------------
+
+#define ORTHO(T, name) \
+    pick<T>(LAPACKE_sor##name, LAPACKE_dor##name, LAPACKE_cun##name, LAPACKE_zun##name)
+#define HOST_ORTHO(T, name)                                \
+    pick<T>(host<decltype(sor##name##_)>("sor" #name "_"), \
+            host<decltype(dor##name##_)>("dor" #name "_"), \
+            host<decltype(cun##name##_)>("cun" #name "_"), \
+            host<decltype(zun##name##_)>("zun" #name "_"))
+
+// One factorization (geqrf, geqrfp, gelqf, geqlf, gerqf) of an m x n matrix with the routines
+// that form and apply its Q, all through the drop-in:
+//   A = Q F (F the triangular factor where LAPACK keeps it, Q applied by the multiply routine with
+//   'N'), Q's columns or rows orthonormal (the generate routine), the multiply routine from the
+//   other side with Q^H as the host LAPACK's, and the workspace query as the host LAPACK's.
+template <typename T>
+void checkQr(int kind, int m, int n) {
+    const char* names[] = {"geqrf", "geqrfp", "gelqf", "geqlf", "gerqf"};
+    const auto factor = std::vector{LAPACKE(T, geqrf), LAPACKE(T, geqrfp), LAPACKE(T, gelqf),
+                                    LAPACKE(T, geqlf), LAPACKE(T, gerqf)}[kind];
+    const auto generate = std::vector{ORTHO(T, gqr), ORTHO(T, gqr), ORTHO(T, glq), ORTHO(T, gql),
+                                      ORTHO(T, grq)}[kind];
+    const auto multiply = std::vector{ORTHO(T, mqr), ORTHO(T, mqr), ORTHO(T, mlq), ORTHO(T, mql),
+                                      ORTHO(T, mrq)}[kind];
+    const auto hostMultiply =
+        std::vector{HOST_ORTHO(T, mqr), HOST_ORTHO(T, mqr), HOST_ORTHO(T, mlq), HOST_ORTHO(T, mql),
+                    HOST_ORTHO(T, mrq)}[kind];
+    const auto query = std::vector{FORTRAN(T, geqrf), FORTRAN(T, geqrfp), FORTRAN(T, gelqf),
+                                   FORTRAN(T, geqlf), FORTRAN(T, gerqf)}[kind];
+    const auto hostQuery = std::vector{HOST(T, geqrf), HOST(T, geqrfp), HOST(T, gelqf),
+                                       HOST(T, geqlf), HOST(T, gerqf)}[kind];
+    const std::string what = label<T>(names[kind], m) + "x" + std::to_string(n);
+    const bool rows = kind == 2 || kind == 4;  // reflectors in A's rows: Q applied from the right
+    const int k = std::min(m, n);
+    const std::vector<T> a = random<T>(int64_t(m) * n);
+    std::vector<T> f = a, tau(k);
+    zuliEmuResetCounters();
+    int info = factor(LAPACK_COL_MAJOR, m, n, f.data(), m, tau.data());
+    expectWhere(order3(m, n, k), what);
+    // F: R on and above the diagonal (QR), L on and below it (LQ), or the diagonal that ends at
+    // A(m, n) (QL: on and below it, RQ: on and above it).
+    std::vector<T> tri(int64_t(m) * n, T(0));
+    bool diagonalReal = true;
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < m; ++i) {
+            const int d = j - i;
+            if (kind <= 1 ? d >= 0 : kind == 2 ? d <= 0 : kind == 3 ? d <= n - m : d >= n - m)
+                tri[i + int64_t(j) * m] = f[i + int64_t(j) * m];
+            if (kind == 1 && d == 0)
+                diagonalReal &= std::imag(W(f[i + int64_t(j) * m])) == 0 &&
+                                std::real(W(f[i + int64_t(j) * m])) >= 0;
+        }
+    const T* v = f.data() + (kind == 3 ? int64_t(n - k) * m : kind == 4 ? m - k : 0);
+    std::vector<T> qf = tri;
+    info |=
+        multiply(LAPACK_COL_MAJOR, rows ? 'R' : 'L', 'N', m, n, k, v, m, tau.data(), qf.data(), m);
+    expect(info == 0 && diagonalReal && diffRatio(qf, a, std::max(m, n) * norm1(a, m, n, m)) < 30,
+           what + " A = Q F");
+    // Q's k columns (QR, QL: m x k) or rows (LQ, RQ: k x n), formed in place: orthonormal, and
+    // A = Q F with F's k rows (QR, QL) or columns (LQ, RQ) that meet them.
+    std::vector<T> g = f;
+    const int64_t offset = v - f.data();
+    const int qm = rows ? k : m, qn = rows ? n : k;
+    zuliEmuResetCounters();
+    info = generate(LAPACK_COL_MAJOR, qm, qn, k, g.data() + offset, m, tau.data());
+    expectWhere(order3(qm, qn, k), what + " generate");
+    auto qAt = [&](int s, int l) {  // the l-th element of Q's s-th column or row
+        return rows ? at(g, m, int(offset) + s, l) : at(g, m, l, int(offset / m) + s);
+    };
+    double gram = 0, residual = 0;
+    for (int s = 0; s < k; ++s)
+        for (int t = 0; t < k; ++t) {
+            W sum = s == t ? W(-1) : W(0);
+            for (int l = 0; l < (rows ? n : m); ++l) sum += std::conj(qAt(s, l)) * qAt(t, l);
+            gram = std::max(gram, std::abs(sum));
+        }
+    const int first = rows ? (kind == 4 ? n - k : 0) : (kind == 3 ? m - k : 0);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < m; ++i) {
+            W sum = -at(a, m, i, j);
+            for (int s = 0; s < k; ++s)
+                sum += rows ? at(tri, m, i, first + s) * qAt(s, j)
+                            : qAt(s, i) * at(tri, m, first + s, j);
+            residual = std::max(residual, std::abs(sum));
+        }
+    expect(info == 0 && gram / (std::max(m, n) * eps<T>()) < 30 &&
+               residual / (std::max(m, n) * norm1(a, m, n, m) * eps<T>()) < 30,
+           what + " Q formed");
+    // From the other side with Q^H ('T' for the real routines): the host LAPACK's result.
+    const char side = rows ? 'L' : 'R', trans = std::is_floating_point_v<T> ? 'T' : 'C';
+    const int nq = rows ? n : m, cm = rows ? nq : 7, cn = rows ? 7 : nq;
+    std::vector<T> c = random<T>(int64_t(cm) * cn), hc = c, work(64 * int64_t(nq + 7));
+    int lwork = int(work.size()), hostInfo = -1;
+    info = multiply(LAPACK_COL_MAJOR, side, trans, cm, cn, k, v, m, tau.data(), c.data(), cm);
+    hostMultiply(&side, &trans, &cm, &cn, &k, v, &m, tau.data(), hc.data(), &cm, work.data(),
+                 &lwork, &hostInfo, 1, 1);
+    expect(info == 0 && hostInfo == 0 && diffRatio(c, hc, 2.0 * nq) < 30,
+           what + " Q^H from the " + side);
+    // A workspace query gets the host LAPACK's answer.
+    T answer{}, hostAnswer{};
+    lwork = -1, info = hostInfo = -1;
+    query(&m, &n, g.data(), &m, tau.data(), &answer, &lwork, &info);
+    hostQuery(&m, &n, g.data(), &m, tau.data(), &hostAnswer, &lwork, &hostInfo);
+    expect(info == 0 && hostInfo == 0 && answer == hostAnswer &&
+               std::real(W(answer)) >= std::max(1, rows ? m : n),
+           what + " workspace query");
+}
+
+// The reflector and the rotations against the host LAPACK on the same data: x of n^2 elements
+// (size n, as an n x n utility), lasr on an n x n matrix for every side, pivot and direction.
+template <typename T>
+void checkRotations(int n) {
+    using R = Real<T>;
+    const int len = n * n, one = 1, two = 2;
+    const std::string what = label<T>("", n);
+    auto same = [&](const auto& x, const auto& y, double scale) {
+        return diffRatio(x, y, scale) < 30;
+    };
+    // larfg on the whole vector, with the stride 2 on its first half.
+    for (int inc : {1, 2}) {
+        const int m = inc == 1 ? len : len / 2;
+        std::vector<T> x = random<T>(len), hx = x, tau(2);
+        zuliEmuResetCounters();
+        FORTRAN(T, larfg)(&m, &x[0], &x[1], &inc, &tau[0]);
+        expectWhere(order2(m, 1), what + "larfg");
+        HOST(T, larfg)(&m, &hx[0], &hx[1], &inc, &tau[1]);
+        expect(same(x, hx, n) && same(std::vector{tau[0]}, std::vector{tau[1]}, 2),
+               what + "larfg inc=" + std::to_string(inc));
+    }
+    // Rotations from largv (x, y become r and s), applied by lartv and lar2v.
+    std::vector<T> x = random<T>(len), y = random<T>(2 * len), hx = x, hy = y;
+    std::vector<R> c(len), hc(len);
+    zuliEmuResetCounters();
+    FORTRAN(T, largv)(&len, x.data(), &one, y.data(), &two, c.data(), &one);
+    expectWhere(order2(len, 1), what + "largv");
+    HOST(T, largv)(&len, hx.data(), &one, hy.data(), &two, hc.data(), &one);
+    expect(same(x, hx, 4) && same(y, hy, 4) && same(c, hc, 4), what + "largv");
+    std::vector<T> s(len);
+    for (int i = 0; i < len; ++i) s[i] = y[2 * i];
+    std::vector<T> u = random<T>(len), w = random<T>(2 * len), hu = u, hw = w;
+    FORTRAN(T, lartv)(&len, u.data(), &one, w.data(), &two, c.data(), s.data(), &one);
+    HOST(T, lartv)(&len, hu.data(), &one, hw.data(), &two, c.data(), s.data(), &one);
+    expect(same(u, hu, 4) && same(w, hw, 4), what + "lartv");
+    std::vector<T> d1 = random<T>(len), d2 = random<T>(len), z = random<T>(len);
+    for (int i = 0; i < len; ++i) d1[i] = T(std::real(W(d1[i]))), d2[i] = T(std::real(W(d2[i])));
+    std::vector<T> hd1 = d1, hd2 = d2, hz = z;
+    FORTRAN(T, lar2v)(&len, d1.data(), d2.data(), z.data(), &one, c.data(), s.data(), &one);
+    HOST(T, lar2v)(&len, hd1.data(), hd2.data(), hz.data(), &one, c.data(), s.data(), &one);
+    expect(same(d1, hd1, 8) && same(d2, hd2, 8) && same(z, hz, 8), what + "lar2v");
+    // lasr: pivots 'T' and 'B' go to the host LAPACK, 'V' to the library from the threshold on.
+    std::vector<R> cs(n), sn(n);
+    for (int i = 0; i < n; ++i) {
+        const double t = 0.3 + i;
+        cs[i] = R(std::cos(t)), sn[i] = R(std::sin(t));
+    }
+    for (const char* side : {"L", "R"})
+        for (const char* pivot : {"V", "T", "B"})
+            for (const char* direct : {"F", "B"}) {
+                std::vector<T> a = random<T>(len), ha = a;
+                zuliEmuResetCounters();
+                FORTRAN(T, lasr)
+                (side, pivot, direct, &n, &n, cs.data(), sn.data(), a.data(), &n, 1, 1, 1);
+                expectWhere(*pivot == 'V' ? n : 0, what + "lasr");
+                HOST(T, lasr)
+                (side, pivot, direct, &n, &n, cs.data(), sn.data(), ha.data(), &n, 1, 1, 1);
+                expect(same(a, ha, 2.0 * n), what + "lasr " + side + pivot + direct);
+            }
+}
+
 // ---- BLAS
 // ---------------------------------------------------------------------------------------------
 
@@ -560,7 +729,18 @@ int main() {
         checkBlas<float>(n), checkBlas<double>(n);
         checkBlas<std::complex<float>>(n), checkBlas<std::complex<double>>(n);
         checkMixed<double, float>(n), checkMixed<std::complex<double>, std::complex<float>>(n);
+        checkRotations<float>(n), checkRotations<double>(n);
+        checkRotations<std::complex<float>>(n), checkRotations<std::complex<double>>(n);
     }
+    // Every factorization of a tall and a wide matrix: the host LAPACK's at 8, the library's at
+    // 140 (blocked in the library, with a last block narrower than the others).
+    for (int n : {8, 140})
+        for (int kind = 0; kind < 5; ++kind)
+            for (auto [m, cols] : {std::pair{n, n / 2 + 3}, std::pair{n / 2 + 3, n}}) {
+                checkQr<float>(kind, m, cols), checkQr<double>(kind, m, cols);
+                checkQr<std::complex<float>>(kind, m, cols);
+                checkQr<std::complex<double>>(kind, m, cols);
+            }
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

@@ -1,5 +1,5 @@
 """NumPy as Debian ships it (it calls the system LAPACK), with the drop-in library in place of the
-system LAPACK: solve, inv, cholesky and det in every precision give what NumPy gives without it,
+system LAPACK: solve, inv, cholesky, det and qr in every precision give what NumPy gives without it,
 and the emulated GPU's counters show that the library did the work.
 
     numpy_check.py <libzuli_dropin_emu.so> [--alternative]
@@ -41,6 +41,8 @@ OPERATIONS = {
     "inv": lambda a, b, spd: np.linalg.inv(a),
     "cholesky": lambda a, b, spd: np.linalg.cholesky(spd),
     "det": lambda a, b, spd: np.array(np.linalg.det(a / N)),  # of order 1
+    # Q R and Q^H Q: A and I whoever factors (Q and R themselves depend on rounding).
+    "qr": lambda a, b, spd: (lambda q, r: np.concatenate([q @ r, q.conj().T @ q]))(*np.linalg.qr(a)),
 }
 
 
