@@ -66,6 +66,60 @@ ZULI_API zuliStatus zuliZunghr(int n, int ilo, int ihi, zuliComplexDouble* a, in
 ZULI_API zuliStatus zuliDeviceZunghr(int n, int ilo, int ihi, zuliDeviceComplexDouble* a, int lda,
                                      const zuliDeviceComplexDouble* tau);
 
+/* ---- geev: eigenvalues and, optionally, left and right eigenvectors of the general n x n
+ * matrix A, as LAPACK's geev computes them: A is scaled when its largest element lies outside
+ * [sqrt(safe minimum) / eps, its reciprocal], balanced (permutation and scaling, LAPACK's gebal
+ * 'B'), reduced to Hessenberg form (gehrd) and to Schur form T by the QR algorithm; the
+ * eigenvectors of T are back-transformed to those of A.
+ *   jobvl, jobvr  'N': the left (right) eigenvectors are not computed; 'V': they are.
+ *   A (lda)       destroyed: the device interface leaves intermediate results in it (the
+ *                 Hessenberg form, or the Schur vectors when vectors are computed); the host
+ *                 interface leaves the caller's array as it was.
+ *   wr, wi        (real types) the real and imaginary parts of the n eigenvalues; a complex
+ *                 conjugate pair is stored consecutively, the one with positive imaginary part
+ *                 first.
+ *   w             (complex types) the n eigenvalues.
+ *   vl (ldvl)     jobvl 'V': the left eigenvectors u(j) (u(j)^H A = lambda(j) u(j)^H) in the
+ *                 columns, in the order of the eigenvalues; not referenced for 'N'.
+ *   vr (ldvr)     jobvr 'V': the right eigenvectors v(j) (A v(j) = lambda(j) v(j)); not
+ *                 referenced for 'N'.
+ * For the real types the vectors of a pair j, j + 1 are column j +- i times column j + 1. Every
+ * eigenvector has Euclidean norm 1 and its component of largest magnitude real.
+ * Argument errors: jobvl not 'N' or 'V' -1, jobvr -2, n < 0 -3, lda < max(1, n) -5; real types:
+ * ldvl < 1 or (jobvl 'V' and ldvl < n) -9, ldvr likewise -11; complex types: ldvl -8, ldvr -10;
+ * n = 0 returns at once (null pointers accepted); then a null -4, wr null -6, wi null -7, vl null
+ * with jobvl 'V' -8, vr null with jobvr 'V' -10 (complex: w null -6, vl -7, vr -9).
+ * zuliDataError with info = i > 0: the QR algorithm failed to compute all the eigenvalues; no
+ * eigenvector is computed, and wr, wi (w) hold in elements i + 1 ... n (and 1 ... ilo - 1 of the
+ * balancing) the eigenvalues that converged, as LAPACK returns them. A matrix with a NaN cannot be
+ * balanced: it is reduced unbalanced, and its eigenvalues are what the QR algorithm then gives.
+ * Hessenberg reduction, the Q of it and the back-transformation of the eigenvectors (gemm) run on
+ * the GPU; balancing (one copy of A down and up), the QR algorithm and the eigenvectors of T run
+ * on the host. */
+ZULI_API zuliStatus zuliSgeev(char jobvl, char jobvr, int n, float* a, int lda, float* wr,
+                              float* wi, float* vl, int ldvl, float* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceSgeev(char jobvl, char jobvr, int n, zuliDeviceFloat* a, int lda,
+                                    zuliDeviceFloat* wr, zuliDeviceFloat* wi, zuliDeviceFloat* vl,
+                                    int ldvl, zuliDeviceFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliDgeev(char jobvl, char jobvr, int n, double* a, int lda, double* wr,
+                              double* wi, double* vl, int ldvl, double* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceDgeev(char jobvl, char jobvr, int n, zuliDeviceDouble* a, int lda,
+                                    zuliDeviceDouble* wr, zuliDeviceDouble* wi,
+                                    zuliDeviceDouble* vl, int ldvl, zuliDeviceDouble* vr, int ldvr);
+ZULI_API zuliStatus zuliCgeev(char jobvl, char jobvr, int n, zuliComplexFloat* a, int lda,
+                              zuliComplexFloat* w, zuliComplexFloat* vl, int ldvl,
+                              zuliComplexFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceCgeev(char jobvl, char jobvr, int n, zuliDeviceComplexFloat* a,
+                                    int lda, zuliDeviceComplexFloat* w, zuliDeviceComplexFloat* vl,
+                                    int ldvl, zuliDeviceComplexFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliZgeev(char jobvl, char jobvr, int n, zuliComplexDouble* a, int lda,
+                              zuliComplexDouble* w, zuliComplexDouble* vl, int ldvl,
+                              zuliComplexDouble* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceZgeev(char jobvl, char jobvr, int n, zuliDeviceComplexDouble* a,
+                                    int lda, zuliDeviceComplexDouble* w,
+                                    zuliDeviceComplexDouble* vl, int ldvl,
+                                    zuliDeviceComplexDouble* vr, int ldvr);
+
 /* =============================================================================================
  * END nonsymmetric eigenproblems
  * ============================================================================================= */
