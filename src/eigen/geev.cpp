@@ -114,10 +114,11 @@ int solveEigenproblem(const CallContext& ctx, bool wantvl, bool wantvr, int n, T
     copyToHost(a, lda, n, n, h, n);
     int ilo = 1, ihi = n;
     std::vector<R> scale(static_cast<size_t>(n), R(1));
-    if (lapack::gebal('B', n, h, n, &ilo, &ihi, scale.data()) == 0) {
+    // A NaN (which the max norm shows) makes gebal give up midway with an argument error: such a
+    // matrix is reduced unbalanced.
+    if (!std::isnan(anrm) && lapack::gebal('B', n, h, n, &ilo, &ihi, scale.data()) == 0) {
         copyToDevice(h, n, n, n, a, lda);
     } else {
-        // A NaN stopped the balancing midway: go on with A unbalanced.
         ilo = 1;
         ihi = n;
         std::fill(scale.begin(), scale.end(), R(1));

@@ -8,6 +8,7 @@
 #include "runtime/tuning.h"
 
 #include <complex>
+#include <cstring>
 
 namespace {
 
@@ -66,7 +67,8 @@ Solution<T> solve(Api api, char jobvl, char jobvr, const Matrix<T>& a0, int ldv)
         dev.download();
     }
     if (api == Api::Host) {
-        EXPECT_EQ(a.data, a0.data) << "the host array changed";
+        EXPECT_EQ(std::memcmp(a.ptr(), a0.data.data(), a.data.size() * sizeof(T)), 0)
+            << "the host array changed";
     }
     for (int j = 0; j < n; ++j)
         s.values.push_back(toCd(wr[size_t(j)]) + cd(0, 1) * toCd(wi[size_t(j)]));
@@ -332,6 +334,47 @@ TYPED_TEST(GeevTyped, ArgumentTables) {
                             reinterpret_cast<double*>(pw), nullptr, nullptr, 1, nullptr, 1),
                   zuliArgumentError);
         EXPECT_EQ(zuliGetErrorInfo(), -7);
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// A NaN stops the QR algorithm: zuliDataError with the info of a convergence failure (the
+// eigenvalues i + 1 ... n converged), through both interfaces. (The host LAPACK's geev returns
+// an argument error of its hseqr instead: its balancing gives up on the NaN midway.)
+TEST_F(SolverTest, GeevReportsAConvergenceFailure) {
+    const int n = 6;
+    Matrix<double> a = testMatrix<double>(Kind::General, n, n, rng);
+    a(3, 2) = NAN;
+    for (Api api : kApis) {
+        SCOPED_TRACE(blas_test::apiName(api));
+        const Solution<double> s = solve(api, 'V', 'V', a, n);
+        EXPECT_EQ(s.status, zuliDataError);
+        EXPECT_GT(s.info, 0);
+        EXPECT_LE(s.info, n);
+    }
+}
+
+// Every allocation, cuBLAS call and CUDA call that geev reaches with both kinds of vectors,
+// failing in turn, below and above the crossover of the hybrid reduction: the status of the
+// fault, no device memory left behind, and the caller's matrix unchanged.
+TEST_F(SolverTest, GeevFailureSweep) {
+    SKIP_ON_A_REAL_GPU();
+    for (int n : {12}) {
+        SCOPED_TRACE(n);
+        const Matrix<double> original = testMatrix<double>(Kind::General, n, n, rng);
+        Matrix<double> a = original, vl(n, n, n), vr(n, n, n);
+        std::vector<double> wr(static_cast<size_t>(n)), wi(static_cast<size_t>(n));
+        const int failures = sweepFailures(
+            [&] { a = original; },
+            [&] {
+                return zuliDgeev('V', 'V', n, a.ptr(), n, wr.data(), wi.data(), vl.ptr(), n,
+                                 vr.ptr(), n);
+            },
+            [&](const Fault&) { EXPECT_EQ(a.data, original.data); });
+        EXPECT_GT(failures, 8);
     }
 }
 
