@@ -168,3 +168,38 @@ TYPED_TEST(HessenbergTyped, ArgumentTables) {
 }
 
 }  // namespace
+
+namespace {
+
+// The hybrid contract of a device gehrd in D of n = 2048: per panel its columns down and up, per
+// column the reflector up and its product with the trailing matrix down, T up; the last
+// kHessenbergHostColumns columns down and up once, tau up. Nothing else crosses the bus, and
+// cuBLAS does nearly all of the 10/3 n^3 operations.
+TEST_F(SolverTest, DeviceGehrdMovesOnlyPanelsAndLeavesTheUpdatesToCublas) {
+    SKIP_ON_A_REAL_GPU();
+    const int n = 2048, nb = zuli::kHessenbergBlockSize, nx = zuli::kHessenbergHostColumns;
+    const double e = sizeof(double);
+    Matrix<double> a(n, n, n, rng);
+    std::vector<double> tau(static_cast<size_t>(n - 1));
+    DeviceArrays dev(Api::Device);
+    double *da = dev(a), *dt = dev(tau);
+    zuliEmuResetCounters();
+    ASSERT_EQ(zuliDeviceDgehrd(n, 1, n, da, n, dt), zuliNoError);
+    double want = (n - 1) * e + 2.0 * n * nx * e;
+    int p = 0;
+    for (; p < n - 1 - nx; p += nb) {
+        const double m = n - 1 - p;
+        want += (2 * m * nb + nb * nb) * e;
+        for (int j = 0; j < nb; ++j) want += (2 * m - j) * e;
+    }
+    EXPECT_EQ(p, n - nx);
+    const auto c = counters();
+    const double bus = double(c.h2dBytes + c.d2hBytes);
+    EXPECT_LT(std::abs(bus - want), 0.05 * want) << bus << " bytes on the bus";
+    EXPECT_EQ(c.d2dBytes, 0u);
+    const double flops = 10.0 / 3 * double(n) * n * n;
+    EXPECT_GT(c.blasFlops, 0.97 * flops) << "cuBLAS share " << c.blasFlops / flops;
+    EXPECT_LT(c.blasFlops, 1.1 * flops);
+}
+
+}  // namespace
