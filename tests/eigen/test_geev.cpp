@@ -25,9 +25,16 @@ cd toCd(const T& v) {
         return {double(v), 0};
 }
 
-// One geev call of T through api: eigenvalues (and vectors) as complex values, LAPACK's storage
-// of real pairs unpacked (column j +- i column j + 1).
+// The eigenvalues wr + i wi (wi empty: zero).
 template <typename T>
+std::vector<cd> joinValues(const std::vector<T>& wr, const std::vector<T>& wi) {
+    std::vector<cd> v;
+    for (size_t j = 0; j < wr.size(); ++j) v.push_back(toCd(wr[j]) + cd(0, 1) * toCd(wi[j]));
+    return v;
+}
+
+// One geev call through api: eigenvalues (and vectors) as complex values, LAPACK's storage of
+// real pairs unpacked (column j +- i column j + 1).
 struct Solution {
     zuliStatus status = zuliNoError;
     int info = 0;
@@ -50,11 +57,11 @@ std::vector<cd> unpackVectors(const Matrix<T>& v, const std::vector<T>& wi, int 
 }
 
 template <typename T>
-Solution<T> solve(Api api, char jobvl, char jobvr, const Matrix<T>& a0, int ldv) {
+Solution solve(Api api, char jobvl, char jobvr, const Matrix<T>& a0, int ldv) {
     const int n = a0.n;
     Matrix<T> a = a0, vl(n, n, ldv), vr(n, n, ldv);
     std::vector<T> wr(static_cast<size_t>(n)), wi(static_cast<size_t>(n));
-    Solution<T> s;
+    Solution s;
     {
         DeviceArrays dev(api);
         if constexpr (zuli::IsComplexV<T>)
@@ -70,8 +77,7 @@ Solution<T> solve(Api api, char jobvl, char jobvr, const Matrix<T>& a0, int ldv)
         EXPECT_EQ(std::memcmp(a.ptr(), a0.data.data(), a.data.size() * sizeof(T)), 0)
             << "the host array changed";
     }
-    for (int j = 0; j < n; ++j)
-        s.values.push_back(toCd(wr[size_t(j)]) + cd(0, 1) * toCd(wi[size_t(j)]));
+    s.values = joinValues(wr, wi);
     if (jobvl == 'V') s.left = unpackVectors(vl, wi, n);
     if (jobvr == 'V') s.right = unpackVectors(vr, wi, n);
     return s;
@@ -96,10 +102,7 @@ std::vector<cd> lapackValues(const Matrix<T>& a0, int* info) {
     };
     work.resize(size_t(std::max(1, lapack::workSize<T>(call))));
     *info = call(work.data(), int(work.size()));
-    std::vector<cd> values;
-    for (int j = 0; j < n; ++j)
-        values.push_back(toCd(wr[size_t(j)]) + cd(0, 1) * toCd(wi[size_t(j)]));
-    return values;
+    return joinValues(wr, wi);
 }
 
 // The largest distance between the two sets of values once each of `got` is matched to the
@@ -119,21 +122,13 @@ double setDistance(const std::vector<cd>& got, std::vector<cd> want) {
     return worst;
 }
 
-// ||A V - V W||_1 / (n ||A||_1 eps) for the right vectors; for the left ones (left true)
-// ||A^H U - U conj(W)||_1 / (n ||A||_1 eps) (LAPACK's ratio of the left vectors).
+// ||A V - V W||_1 / (n ||A|| eps) for the right vectors; for the left ones (left true)
+// ||A^H U - U conj(W)||_1 / (n ||A|| eps) (LAPACK's ratios), ||A|| = n max |a(i, j)|.
 template <typename T>
 double vectorResidual(const Matrix<T>& a, const std::vector<cd>& v, const std::vector<cd>& w,
                       bool left) {
     const int n = a.n;
-    double anorm = 0, worst = 0;
-    for (int j = 0; j < n; ++j) {
-        double col = 0, row = 0;
-        for (int i = 0; i < n; ++i) {
-            col += std::abs(toCd(a(i, j)));
-            row += std::abs(toCd(a(j, i)));
-        }
-        anorm = std::max({anorm, col, row});
-    }
+    double worst = 0;
     for (int j = 0; j < n; ++j) {
         double r = 0;
         for (int i = 0; i < n; ++i) {
@@ -145,7 +140,7 @@ double vectorResidual(const Matrix<T>& a, const std::vector<cd>& v, const std::v
         }
         worst = std::max(worst, r);
     }
-    return worst / (n * std::max(anorm, 1e-300) * epsilon<T>());
+    return worst / (double(n) * n * std::max(maxAbs(a), 1e-300) * epsilon<T>());
 }
 
 // Every vector has unit 2-norm (within n eps) and a component of the largest magnitude that is
@@ -197,30 +192,21 @@ Matrix<T> testMatrix(Kind kind, int n, int ld, std::mt19937& rng) {
             for (int j = 0; j < n; ++j)
                 for (int i = j + 1; i < n; ++i) a(i, j) = T(0);
             break;
-        case Kind::Defective: {
-            Matrix<T> j0(n, n, n);
-            for (int i = 0; i < n; ++i) j0(i, i) = T(R(1 + i / 2));
-            for (int i = 0; i + 1 < n; i += 2) j0(i, i + 1) = T(1);
-            // a = H j0 H, H = I - 2 u u^T / u^T u for a random real u
-            std::vector<double> u(static_cast<size_t>(n));
-            std::uniform_real_distribution<double> d(-1, 1);
+        case Kind::Defective: {  // H J H, J of Jordan blocks, H = I - 2 u u^T / u^T u
+            std::vector<T> u(static_cast<size_t>(n));
             double uu = 0;
-            for (double& x : u) {
-                x = d(rng);
-                uu += x * x;
-            }
-            auto h = [&](int i, int k) {
-                return R((i == k) - 2 * u[size_t(i)] * u[size_t(k)] / uu);
-            };
-            Matrix<T> t(n, n, n);
-            for (int i = 0; i < n; ++i)
-                for (int k = 0; k < n; ++k)
-                    for (int l = 0; l < n; ++l) t(i, k) = t(i, k) + T(h(i, l)) * j0(l, k);
-            for (int i = 0; i < n; ++i)
+            for (T& x : u)
+                uu +=
+                    std::pow(magnitude(x = T(R(std::uniform_real_distribution<>(-1, 1)(rng)))), 2);
+            for (int j = 0; j < n; ++j)
+                for (int i = 0; i < n; ++i)
+                    a(i, j) = T(R(i == j ? 1 + i / 2 : j == i + 1 && i % 2 == 0));
+            for (int byRows = 0; byRows < 2; ++byRows)  // H a, then a H
                 for (int k = 0; k < n; ++k) {
+                    auto e = [&](int l) -> T& { return byRows ? a(k, l) : a(l, k); };
                     T s(0);
-                    for (int l = 0; l < n; ++l) s = s + t(i, l) * T(h(l, k));
-                    a(i, k) = s;
+                    for (int l = 0; l < n; ++l) s = s + u[size_t(l)] * e(l);
+                    for (int l = 0; l < n; ++l) e(l) = e(l) - s * T(R(2 / uu)) * u[size_t(l)];
                 }
             break;
         }
@@ -263,7 +249,7 @@ TYPED_TEST(GeevTyped, EigenvaluesAndVectorsOnEveryPath) {
                 SCOPED_TRACE(::testing::Message()
                              << "kind " << int(c.kind) << " n " << c.n << " " << job[0] << job[1]
                              << " " << blas_test::apiName(api));
-                const Solution<T> s = solve(api, job[0], job[1], a, c.n + 1);
+                const Solution s = solve(api, job[0], job[1], a, c.n + 1);
                 ASSERT_EQ(s.status, zuliNoError);
                 EXPECT_LE(setDistance(s.values, want), tol);
                 for (const cd& w : s.values) pairs += w.imag() > 0;
@@ -350,7 +336,7 @@ TEST_F(SolverTest, GeevReportsAConvergenceFailure) {
     a(3, 2) = NAN;
     for (Api api : kApis) {
         SCOPED_TRACE(blas_test::apiName(api));
-        const Solution<double> s = solve(api, 'V', 'V', a, n);
+        const Solution s = solve(api, 'V', 'V', a, n);
         EXPECT_EQ(s.status, zuliDataError);
         EXPECT_GT(s.info, 0);
         EXPECT_LE(s.info, n);
@@ -367,13 +353,13 @@ TEST_F(SolverTest, GeevFailureSweep) {
         const Matrix<double> original = testMatrix<double>(Kind::General, n, n, rng);
         Matrix<double> a = original, vl(n, n, n), vr(n, n, n);
         std::vector<double> wr(static_cast<size_t>(n)), wi(static_cast<size_t>(n));
-        const int failures = sweepFailures(
-            [&] { a = original; },
-            [&] {
-                return zuliDgeev('V', 'V', n, a.ptr(), n, wr.data(), wi.data(), vl.ptr(), n,
-                                 vr.ptr(), n);
-            },
-            [&](const Fault&) { EXPECT_EQ(a.data, original.data); });
+        const int failures =
+            sweepFailures([&] { a = original; },
+                          [&] {
+                              return zuliDgeev('V', 'V', n, a.ptr(), n, wr.data(), wi.data(),
+                                               vl.ptr(), n, vr.ptr(), n);
+                          },
+                          [&](const Fault&) { EXPECT_EQ(a.data, original.data); });
         EXPECT_GT(failures, 8);
     }
 }
