@@ -11,7 +11,7 @@
 
 namespace zuli {
 
-// ---- BEGIN nonsymmetric eigenproblems (hessenberg.cpp, geev.cpp) ---------------------------------
+// ---- BEGIN nonsymmetric eigenproblems (hessenberg.cpp, geev.cpp) -------------------------------
 
 // A = Q H Q^H: the upper Hessenberg H in and above the first subdiagonal of A, the reflectors of
 // Q below it and their n - 1 scalar factors in tau, as LAPACK's gehrd leaves them (ilo, ihi

@@ -229,8 +229,8 @@ int gebal(char job, int n, T* a, int lda, int* ilo, int* ihi, ToRealT<T>* scale)
 // The eigenvalues of a Hessenberg matrix (and its Schur form and vectors): the real routine
 // returns them as wr + i wi, the complex one in w.
 template <typename T>
-int hseqr(char job, char compz, int n, int ilo, int ihi, T* h, int ldh, T* wr, T* wi, T* z,
-          int ldz, T* work, int lwork) {
+int hseqr(char job, char compz, int n, int ilo, int ihi, T* h, int ldh, T* wr, T* wi, T* z, int ldz,
+          T* work, int lwork) {
     int info = 0;
     ZULI_LAPACK(T, hseqr, &job, &compz, &n, &ilo, &ihi, h, &ldh, wr, wi, z, &ldz, work, &lwork,
                 &info);
@@ -247,8 +247,8 @@ int hseqr(char job, char compz, int n, int ilo, int ihi, T* h, int ldh, T* w, T*
 // Eigenvectors of a (quasi-)triangular Schur form. rwork (lrwork reals) is used by the complex
 // routine only.
 template <typename T>
-int trevc3(char side, char howmny, int* select, int n, const T* t, int ldt, T* vl, int ldvl,
-           T* vr, int ldvr, int mm, int* m, T* work, int lwork, ToRealT<T>* rwork, int lrwork) {
+int trevc3(char side, char howmny, int* select, int n, const T* t, int ldt, T* vl, int ldvl, T* vr,
+           int ldvr, int mm, int* m, T* work, int lwork, ToRealT<T>* rwork, int lrwork) {
     int info = 0;
     if constexpr (IsComplexV<T>)
         ZULI_LAPACK(T, trevc3, &side, &howmny, select, &n, const_cast<T*>(t), &ldt, vl, &ldvl, vr,
