@@ -203,3 +203,23 @@ TEST_F(SolverTest, DeviceGehrdMovesOnlyPanelsAndLeavesTheUpdatesToCublas) {
 }
 
 }  // namespace
+
+namespace {
+
+// Every allocation, cuBLAS call and CUDA call that gehrd reaches on the hybrid path (one panel,
+// then the host's columns), failing in turn: the status of the fault, no device memory left
+// behind, and the caller's matrix either as it was or the complete result.
+TEST_F(SolverTest, GehrdFailureSweep) {
+    SKIP_ON_A_REAL_GPU();
+    const int n = zuli::kHessenbergHostColumns + 8;
+    const Matrix<double> original(n, n, n, rng);
+    Matrix<double> a = original, result = original;
+    std::vector<double> tau(static_cast<size_t>(n - 1));
+    ASSERT_EQ(zuliDgehrd(n, 1, n, result.ptr(), n, tau.data()), zuliNoError);
+    const int failures = sweepFailures(
+        [&] { a = original; }, [&] { return zuliDgehrd(n, 1, n, a.ptr(), n, tau.data()); },
+        [&](const Fault&) { EXPECT_TRUE(a.data == original.data || a.data == result.data); });
+    EXPECT_GT(failures, 8);
+}
+
+}  // namespace
