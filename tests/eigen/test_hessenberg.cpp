@@ -167,10 +167,6 @@ TYPED_TEST(HessenbergTyped, ArgumentTables) {
             }
 }
 
-}  // namespace
-
-namespace {
-
 // The hybrid contract of a device gehrd in D of n = 2048: per panel its columns down and up, per
 // column the reflector up and its product with the trailing matrix down, T up; the last
 // kHessenbergHostColumns columns down and up once, tau up. Nothing else crosses the bus, and
@@ -201,10 +197,6 @@ TEST_F(SolverTest, DeviceGehrdMovesOnlyPanelsAndLeavesTheUpdatesToCublas) {
     EXPECT_GT(c.blasFlops, 0.97 * flops) << "cuBLAS share " << c.blasFlops / flops;
     EXPECT_LT(c.blasFlops, 1.1 * flops);
 }
-
-}  // namespace
-
-namespace {
 
 // Every allocation, cuBLAS call and CUDA call that gehrd reaches on the hybrid path (one panel,
 // then the host's columns), failing in turn: the status of the fault, no device memory left
