@@ -31,8 +31,9 @@ extern "C" {
  * lda < max(1, n) -5; n = 0 returns at once (null pointers accepted); a null -4, tau null (for
  * n > 1) -6.
  * The reduction runs on the GPU and the host together: each panel of 32 columns is reduced on the
- * host, its products with the rest of the matrix and the updates of the rest on the GPU; the last
- * 128 columns of the active block, and a whole block of at most 129, are reduced on the host. */
+ * host, its products with the rest of the matrix and the updates of the rest on the GPU, while
+ * more than 128 columns of the active block follow the panel; the remaining columns (at most 128),
+ * and a whole active block of at most 129 columns, are reduced on the host. */
 ZULI_API zuliStatus zuliSgehrd(int n, int ilo, int ihi, float* a, int lda, float* tau);
 ZULI_API zuliStatus zuliDeviceSgehrd(int n, int ilo, int ihi, zuliDeviceFloat* a, int lda,
                                      zuliDeviceFloat* tau);
