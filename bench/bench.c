@@ -5,16 +5,18 @@
  *   routine  interface  n  seconds  GFLOP/s  error ratio  ok | failed
  *
  * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
- * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, four times that in complex
- * arithmetic; gels solves a 2n x n least-squares problem, 10/3 n^3). The error ratio of a
- * factorization is the backward error of a solve with the computed factors,
- * ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the solve runs in the host LAPACK, the
- * residual in double precision); orgqr, ormqr and gels are checked as described at benchQ and
- * benchGels. "ok" means below 60.
+ * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, gehrd 10/3 n^3; geev,
+ * which computes the eigenvalues and right eigenvectors, counts the 26/3 n^3 of its steps on the
+ * GPU: gehrd, orghr and two products with Q; gels solves a 2n x n least-squares problem,
+ * 10/3 n^3; four times that in complex arithmetic). The error ratio of a factorization is the
+ * backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the
+ * infinity norm (the solve runs in the host LAPACK, the residual in double precision); orgqr,
+ * ormqr and gels are checked as described at benchQ and benchGels, gehrd and geev at gehrdRatio
+ * and geevRatio. "ok" means below 60.
  *
  *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
  *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr,
- *   sgels ... zgels (default: all)
+ *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -43,15 +45,18 @@
 #define MAX_SIZES 32
 
 /* What a routine computes: the matrix it gets and its operation count follow from it. */
-enum { KIND_LU, KIND_CHOLESKY, KIND_QR };
+enum { KIND_LU, KIND_CHOLESKY, KIND_QR, KIND_HESSENBERG, KIND_EIGEN };
 
 struct QOps;
 struct LsOps;
 
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
  * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
- * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau).
- * orgqr and ormqr rows have q instead, gels rows ls (and no call or solve). */
+ * ipiv is an array of n elements of int (pivots) or, for KIND_QR and KIND_HESSENBERG, of the
+ * routine's type (tau); for KIND_EIGEN n^2 + 2n elements of the routine's type: the right
+ * eigenvectors, then the eigenvalues (wr and wi, or w). orgqr and ormqr rows have q instead, gels
+ * rows ls (and no call or solve); gehrd and geev rows have check instead of solve: the error ratio
+ * of the result from the matrix a, the result in place of a and ipiv. */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
@@ -61,6 +66,8 @@ typedef struct Routine {
     int (*solve)(int n, const void* factors, const int* ipiv, void* b);
     const struct QOps* q;
     const struct LsOps* ls;
+    double (*check)(const struct Routine* r, int n, const void* a, const void* result,
+                    const void* aux);
 } Routine;
 
 #define ROUTINES(L, l, T)                                                 \
@@ -138,6 +145,46 @@ QR_ROUTINES(S, s, float, orm, "T")
 QR_ROUTINES(D, d, double, orm, "T")
 QR_ROUTINES(C, c, zuliComplexFloat, unm, "C")
 QR_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
+
+/* ---- gehrd and geev: how they run ------------------------------------------------------------
+ * gehrd leaves H and the reflectors in a and tau in ipiv; geev (jobvl 'N', jobvr 'V') the right
+ * eigenvectors and then the eigenvalues in ipiv. ormhr applies the Q of the host interface's
+ * gehrd in the host LAPACK, for the check. */
+#define EIGEN_ROUTINES(L, l, T, orm, ct)                                                        \
+    static zuliStatus L##gehrd(int n, void* a, int* tau) {                                      \
+        return zuli##L##gehrd(n, 1, n, (T*)a, n, (T*)tau);                                      \
+    }                                                                                           \
+    static zuliStatus L##deviceGehrd(int n, void* a, int* tau) {                                \
+        return zuliDevice##L##gehrd(n, 1, n, (T*)a, n, (T*)tau);                                \
+    }                                                                                           \
+    static zuliStatus L##geev(int n, void* a, int* aux) {                                       \
+        T* v = (T*)aux;                                                                         \
+        T* w = v + (size_t)n * n;                                                               \
+        return zuli##L##geev('N', 'V', n, (T*)a, n, EIGEN_VALUES(w, n), NULL, 1, v, n);         \
+    }                                                                                           \
+    static zuliStatus L##deviceGeev(int n, void* a, int* aux) {                                 \
+        T* v = (T*)aux;                                                                         \
+        T* w = v + (size_t)n * n;                                                               \
+        return zuliDevice##L##geev('N', 'V', n, (T*)a, n, EIGEN_VALUES(w, n), NULL, 1, v, n);   \
+    }                                                                                           \
+    static int L##ormhr(char trans, int n, const void* f, const void* tau, void* x) {           \
+        int one = 1, ilo = 1, lwork = QR_WORK, info = 0;                                        \
+        const char t[2] = {trans == 'N' ? 'N' : ct[0], 0};                                      \
+        T* work = malloc(QR_WORK * sizeof(T));                                                  \
+        if (!work) return -1;                                                                   \
+        LAPACK_##l##orm##hr("L", t, &n, &one, &ilo, &n, f, &n, tau, x, &n, (void*)work, &lwork, \
+                            &info);                                                             \
+        free(work);                                                                             \
+        return info;                                                                            \
+    }
+#define EIGEN_VALUES(w, n) w, w + n /* wr, wi */
+EIGEN_ROUTINES(S, s, float, orm, "T")
+EIGEN_ROUTINES(D, d, double, orm, "T")
+#undef EIGEN_VALUES
+#define EIGEN_VALUES(w, n) w /* w */
+EIGEN_ROUTINES(C, c, zuliComplexFloat, unm, "C")
+EIGEN_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
+#undef EIGEN_VALUES
 /* ---- orgqr and ormqr: how they run ------------------------------------------------------------
  * Both start from the reflectors and tau of a host LAPACK geqrf of the matrix. call[device](n, x,
  * v, tau) overwrites x: orgqr forms Q (n x n, from n reflectors) in place of the reflectors in x;
@@ -197,6 +244,10 @@ GELS_ROUTINES(D, double)
 GELS_ROUTINES(C, zuliComplexFloat)
 GELS_ROUTINES(Z, zuliComplexDouble)
 
+static double gehrdRatio(const Routine* r, int n, const void* a, const void* f, const void* tau);
+static double geevRatio(const Routine* r, int n, const void* a, const void* unused,
+                        const void* aux);
+
 static const Routine routines[] = {
     {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL, NULL},
     {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL, NULL},
@@ -226,6 +277,14 @@ static const Routine routines[] = {
     {"dgels", sizeof(double), 0, 0, {NULL, NULL}, NULL, NULL, &DgelsOps},
     {"cgels", sizeof(float), 1, 0, {NULL, NULL}, NULL, NULL, &CgelsOps},
     {"zgels", sizeof(double), 1, 0, {NULL, NULL}, NULL, NULL, &ZgelsOps},
+    {"sgehrd", sizeof(float), 0, KIND_HESSENBERG, {Sgehrd, SdeviceGehrd}, NULL, NULL, NULL, gehrdRatio},
+    {"dgehrd", sizeof(double), 0, KIND_HESSENBERG, {Dgehrd, DdeviceGehrd}, NULL, NULL, NULL, gehrdRatio},
+    {"cgehrd", sizeof(float), 1, KIND_HESSENBERG, {Cgehrd, CdeviceGehrd}, NULL, NULL, NULL, gehrdRatio},
+    {"zgehrd", sizeof(double), 1, KIND_HESSENBERG, {Zgehrd, ZdeviceGehrd}, NULL, NULL, NULL, gehrdRatio},
+    {"sgeev", sizeof(float), 0, KIND_EIGEN, {Sgeev, SdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"dgeev", sizeof(double), 0, KIND_EIGEN, {Dgeev, DdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"cgeev", sizeof(float), 1, KIND_EIGEN, {Cgeev, CdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"zgeev", sizeof(double), 1, KIND_EIGEN, {Zgeev, ZdeviceGeev}, NULL, NULL, NULL, geevRatio},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -327,6 +386,137 @@ done:
     free(b);
     free(x);
     return ratio;
+}
+
+static double qEpsilonOf(const Routine* r) {
+    return r->realSize == sizeof(float) ? FLT_EPSILON / 2 : DBL_EPSILON / 2;
+}
+
+/* ---- gehrd and geev: how they are checked ------------------------------------------------------
+ * gehrd: A = Q H Q^H applied to a random x, ||A x - Q (H (Q^H x))||_inf / (n ||A||_inf ||x||_inf
+ * eps), Q^H and Q applied by the host LAPACK's ormhr from the reflectors (O(n^2)). geev: LAPACK's
+ * ratio ||A v - lambda v||_1 / (n ||A||_1 eps) for four of the unit right eigenvectors v (a
+ * real type's complex pair assembled from its two columns). Arithmetic in double precision. */
+
+static int hostOrmhr(const Routine* r, char trans, int n, const void* f, const void* tau, void* x) {
+    switch (r->name[0]) {
+        case 's':
+            return Sormhr(trans, n, f, tau, x);
+        case 'd':
+            return Dormhr(trans, n, f, tau, x);
+        case 'c':
+            return Cormhr(trans, n, f, tau, x);
+        default:
+            return Zormhr(trans, n, f, tau, x);
+    }
+}
+
+static double gehrdRatio(const Routine* r, int n, const void* a, const void* f, const void* tau) {
+    const int parts = r->isComplex ? 2 : 1;
+    double* x = malloc((size_t)n * 2 * sizeof(double));
+    double* z = malloc((size_t)n * 2 * sizeof(double));
+    void* y = malloc((size_t)n * elementSize(r));
+    double ratio = -1.0;
+    if (!x || !z || !y) goto done;
+    for (int i = 0; i < n; ++i) {
+        x[2 * i + 1] = 0.0;
+        for (int part = 0; part < parts; ++part) {
+            x[2 * i + part] = 2.0 * rand() / RAND_MAX - 1.0;
+            set(r, y, (size_t)i, part, x[2 * i + part]);
+        }
+    }
+    if (hostOrmhr(r, 'C', n, f, tau, y) != 0) goto done;
+    for (int i = 0; i < n; ++i) { /* z = H y */
+        double re = 0.0, im = 0.0;
+        for (int j = i > 0 ? i - 1 : 0; j < n; ++j) {
+            const double hr = get(r, f, (size_t)j * n + i, 0),
+                         hi = parts == 2 ? get(r, f, (size_t)j * n + i, 1) : 0.0;
+            const double yr = get(r, y, (size_t)j, 0),
+                         yi = parts == 2 ? get(r, y, (size_t)j, 1) : 0.0;
+            re += hr * yr - hi * yi;
+            im += hr * yi + hi * yr;
+        }
+        z[2 * i] = re;
+        z[2 * i + 1] = im;
+    }
+    for (int i = 0; i < n; ++i)
+        for (int part = 0; part < parts; ++part) set(r, y, (size_t)i, part, z[2 * i + part]);
+    if (hostOrmhr(r, 'N', n, f, tau, y) != 0) goto done;
+    double normA = 0.0, normR = 0.0, normX = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double re = -get(r, y, (size_t)i, 0), im = parts == 2 ? -get(r, y, (size_t)i, 1) : 0.0;
+        double row = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * n + i, 0),
+                         ai = parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0;
+            re += ar * x[2 * j] - ai * x[2 * j + 1];
+            im += ar * x[2 * j + 1] + ai * x[2 * j];
+            row += fabs(ar) + fabs(ai);
+        }
+        if (row > normA) normA = row;
+        if (fabs(re) + fabs(im) > normR) normR = fabs(re) + fabs(im);
+        if (fabs(x[2 * i]) + fabs(x[2 * i + 1]) > normX)
+            normX = fabs(x[2 * i]) + fabs(x[2 * i + 1]);
+    }
+    ratio = normA > 0 ? normR / (n * normA * normX * qEpsilonOf(r)) : 0.0;
+done:
+    free(x);
+    free(z);
+    free(y);
+    return ratio;
+}
+
+static double geevRatio(const Routine* r, int n, const void* a, const void* unused,
+                        const void* aux) {
+    (void)unused;
+    const int parts = r->isComplex ? 2 : 1;
+    const size_t values = (size_t)n * n;
+    double normA = 0.0, worst = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double col = 0.0;
+        for (int i = 0; i < n; ++i)
+            col += hypot(get(r, a, (size_t)j * n + i, 0),
+                         parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0);
+        if (col > normA) normA = col;
+    }
+    double* v = malloc((size_t)n * 2 * sizeof(double));
+    if (!v) return -1.0;
+    const int sample[4] = {0, n / 3, 2 * n / 3, n - 1};
+    for (int s = 0; s < 4; ++s) {
+        const int j = sample[s];
+        double lr, li;
+        if (parts == 2) {
+            lr = get(r, aux, values + j, 0);
+            li = get(r, aux, values + j, 1);
+        } else {
+            lr = get(r, aux, values + j, 0);
+            li = get(r, aux, values + n + j, 0);
+        }
+        /* v = column j, or the pair's columns re +- i im */
+        const int first = parts == 1 && li < 0 ? j - 1 : j;
+        const double sign = parts == 1 && li < 0 ? -1.0 : 1.0;
+        for (int i = 0; i < n; ++i) {
+            v[2 * i] = get(r, aux, (size_t)first * n + i, 0);
+            v[2 * i + 1] = parts == 2  ? get(r, aux, (size_t)j * n + i, 1)
+                           : li != 0.0 ? sign * get(r, aux, (size_t)(first + 1) * n + i, 0)
+                                       : 0.0;
+        }
+        double res = 0.0;
+        for (int i = 0; i < n; ++i) {
+            double re = -(lr * v[2 * i] - li * v[2 * i + 1]),
+                   im = -(lr * v[2 * i + 1] + li * v[2 * i]);
+            for (int k = 0; k < n; ++k) {
+                const double ar = get(r, a, (size_t)k * n + i, 0),
+                             ai = parts == 2 ? get(r, a, (size_t)k * n + i, 1) : 0.0;
+                re += ar * v[2 * k] - ai * v[2 * k + 1];
+                im += ar * v[2 * k + 1] + ai * v[2 * k];
+            }
+            res += hypot(re, im);
+        }
+        if (res > worst) worst = res;
+    }
+    free(v);
+    return normA > 0 ? worst / (n * normA * qEpsilonOf(r)) : 0.0;
 }
 
 /* ---- orgqr and ormqr: how they are timed and checked -------------------------------------------
@@ -588,7 +778,11 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
     /* pivots, or tau for KIND_QR */
-    const size_t ipivBytes = (size_t)n * (r->kind == KIND_QR ? elementSize(r) : sizeof(int));
+    const size_t ipivBytes =
+        r->kind == KIND_EIGEN
+            ? ((size_t)n * n + 2 * (size_t)n) * elementSize(r)
+            : (size_t)n *
+                  (r->kind == KIND_QR || r->kind == KIND_HESSENBERG ? elementSize(r) : sizeof(int));
     int* ipiv = malloc(ipivBytes);
     void* da = NULL;
     int* dpiv = NULL;
@@ -631,11 +825,13 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     if (device && (cudaMemcpy(work, da, bytes, cudaMemcpyDeviceToHost) != cudaSuccess ||
                    cudaMemcpy(ipiv, dpiv, ipivBytes, cudaMemcpyDeviceToHost) != cudaSuccess))
         goto done;
-    const double ratio = errorRatio(r, n, a, work, ipiv);
+    const double ratio = r->check ? r->check(r, n, a, work, ipiv) : errorRatio(r, n, a, work, ipiv);
     const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
-    const double perCube = r->kind == KIND_QR         ? 4.0 / 3.0
-                           : r->kind == KIND_CHOLESKY ? 1.0 / 3.0
-                                                      : 2.0 / 3.0;
+    const double perCube = r->kind == KIND_QR           ? 4.0 / 3.0
+                           : r->kind == KIND_CHOLESKY   ? 1.0 / 3.0
+                           : r->kind == KIND_HESSENBERG ? 10.0 / 3.0
+                           : r->kind == KIND_EIGEN      ? 26.0 / 3.0
+                                                        : 2.0 / 3.0;
     const double flops = perCube * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
     printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
            device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
@@ -686,7 +882,7 @@ int main(int argc, char** argv) {
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
                 fprintf(stderr,
                         "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr "
-                        "sgels ... zgels]\n",
+                        "sgels ... zgels sgehrd ... zgeev]\n",
                         argv[0]);
                 return 2;
             }
