@@ -520,9 +520,9 @@ double maxAbs(const std::vector<T>& x, int m, int n, int ld) {
 // gels on an m x n matrix with each trans LAPACK takes, against the host LAPACK on the same data:
 // least squares (op(A) has more rows than columns): op(A)^H (B - op(A) X) = 0, as LAPACK's test
 // ratio ||op(A)^H R|| / (max(m, n) ||A|| ||B|| eps), and B's rows below X hold the residual's
-// norm; minimum norm: op(A) X = B. In both, X is the
-// host's within the problem's conditioning. Then a zero column (QR) or row (LQ) is the host's
-// positive INFO, and a zero A, which LAPACK answers without factoring, goes to the host LAPACK.
+// norm; minimum norm: op(A) X = B. In both, X is the host's within the problem's conditioning.
+// Then a zero column (QR) or row (LQ) is the host's positive INFO, and a zero A, which LAPACK
+// answers without factoring, goes to the host LAPACK.
 template <typename T>
 void checkGels(int m, int n) {
     const int nrhs = 3, ldb = std::max(m, n);
