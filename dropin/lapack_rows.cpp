@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -177,6 +178,87 @@ int multiplyCheck(const char* side, const char* trans, int m, int n, int k, int 
     if (ldc < std::max(1, m)) return 10;
     if (lwork != -1 && lwork < std::max(1, left ? n : m)) return 12;
     return 0;
+}
+
+// ---- least squares: LAPACK's checks with its workspace minimums; a query goes to the host LAPACK
+// as in the QR family.
+
+// gels: LAPACK's real routines take trans 'N' or 'T', its complex ones 'N' or 'C' (the library
+// takes all three in every precision); lwork >= max(1, mn + max(mn, nrhs)), mn = min(m, n).
+int gelsCheck(const char* trans, int m, int n, int nrhs, int lda, int ldb, int lwork,
+              bool complex) {
+    const int mn = std::min(m, n);
+    if (!same(trans, 'N') && !same(trans, complex ? 'C' : 'T')) return 1;
+    if (m < 0) return 2;
+    if (n < 0) return 3;
+    if (nrhs < 0) return 4;
+    if (lda < std::max(1, m)) return 6;
+    if (ldb < std::max({1, m, n})) return 8;
+    if (lwork != -1 && lwork < std::max(1, mn + std::max(mn, nrhs))) return 10;
+    return 0;
+}
+
+// The largest |Re| or |Im| of an m x n matrix is within [small, big]: LAPACK's gels scales A (B)
+// when its largest magnitude is below SMLNUM = safe minimum / precision or above 1 / SMLNUM, and
+// sets X to zero without factoring when A is zero. The library scales neither, so a call near those
+// bounds (a magnitude is at most sqrt(2) times the larger part: big is 1 / (2 SMLNUM)), with a zero
+// A, or with a NaN goes to the host LAPACK. One pass over the data, against gels' m n min(m, n).
+template <typename P>
+bool withinScale(int m, int n, const P* a, int lda, bool zeroIsIn) {
+    using R = decltype(realPart(P{}));
+    const R small = std::numeric_limits<R>::min() / std::numeric_limits<R>::epsilon();
+    const R big = 1 / (2 * small);
+    R largest = 0;
+    for (int64_t j = 0; j < n; ++j)
+        for (int64_t i = 0; i < m; ++i) {
+            const P& v = a[i + j * lda];
+            R x;
+            if constexpr (std::is_floating_point_v<P>)
+                x = std::abs(v);
+            else
+                x = std::max(std::abs(v.re), std::abs(v.im));
+            if (!(x <= big)) return false;
+            largest = std::max(largest, x);
+        }
+    return largest >= small || (zeroIsIn && largest == 0);
+}
+
+// gels calls that the library does not serve: invalid ones (checked before, and not to be read),
+// a workspace query, empty ones, and those that LAPACK scales.
+template <typename P>
+bool gelsOnHost(const char* trans, int m, int n, int nrhs, const P* a, int lda, const P* b, int ldb,
+                int lwork) {
+    if (gelsCheck(trans, m, n, nrhs, lda, ldb, lwork, !std::is_floating_point_v<P>) != 0 ||
+        lwork == -1 || std::min({m, n, nrhs}) == 0)
+        return true;
+    return !withinScale(m, n, a, lda, false) ||
+           !withinScale(same(trans, 'N') ? m : n, nrhs, b, ldb, true);
+}
+
+// ggrqf (A m x n, B p x n) and gglse (A m x n, B p x n, c and d of m and p elements).
+int ggrqfCheck(int m, int p, int n, int lda, int ldb, int lwork) {
+    if (m < 0) return 1;
+    if (p < 0) return 2;
+    if (n < 0) return 3;
+    if (lda < std::max(1, m)) return 5;
+    if (ldb < std::max(1, p)) return 8;
+    if (lwork != -1 && lwork < std::max({1, m, p, n})) return 11;
+    return 0;
+}
+int gglseCheck(int m, int n, int p, int lda, int ldb, int lwork) {
+    if (m < 0) return 1;
+    if (n < 0) return 2;
+    if (p < 0 || p > n || p < n - m) return 3;
+    if (lda < std::max(1, m)) return 5;
+    if (ldb < std::max(1, p)) return 7;
+    if (lwork != -1 && lwork < (n == 0 ? 1 : m + n + p)) return 12;
+    return 0;
+}
+
+// ggrqf's work: gerqf of A (m x n), its Q applied to B (p x n), geqrf of B, the cube root of
+// n ((m + p) min(m, n) + p min(p, n)). gglse is ggrqf of B and A.
+int64_t ggrqfSize(int64_t m, int64_t p, int64_t n) {
+    return order3(n, 1, (m + p) * std::min(m, n) + p * std::min(p, n));
 }
 
 int lasrCheck(const char* side, const char* pivot, const char* direct, int m, int n, int lda) {
@@ -541,6 +623,52 @@ ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmql, false)
 // sormrq_ dormrq_ cunmrq_ zunmrq_
 ZULI_DROPIN_QR_MULTIPLY(REAL, ormrq, true)
 ZULI_DROPIN_QR_MULTIPLY(COMPLEX, unmrq, true)
+
+// ---- least squares -----------------------------------------------------------------------------
+// gels solves with a QR (m >= n) or LQ factorization: the size of an m x n x (min(m, n) + nrhs)
+// product. Its data error is the first zero on the triangle's diagonal; gglse's is info 1 for a
+// zero on T12's diagonal (the last p columns of B's factorization), else 2.
+
+// sgels_ dgels_ cgels_ zgels_
+ZULI_DROPIN(ALL, gels,
+            (const char* trans, const int* m, const int* n, const int* nrhs, P* a, const int* lda,
+             P* b, const int* ldb, P* work, const int* lwork, int* info, size_t transLength),
+            (trans, m, n, nrhs, a, lda, b, ldb, work, lwork, info, transLength), gels,
+            (*trans, *m, *n, *nrhs, a, *lda, b, *ldb),
+            .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n) + *nrhs), info)
+                .check([&] {
+                    return gelsCheck(trans, *m, *n, *nrhs, *lda, *ldb, *lwork,
+                                     !std::is_floating_point_v<P>);
+                })
+                .hostWhen(gelsOnHost(trans, *m, *n, *nrhs, a, *lda, b, *ldb, *lwork))
+                .library(library, {1, 2, 3, 4, 0, 6, 0, 8})
+                .dataInfo([&] { return firstZero(std::min(*m, *n), a, *lda + 1); }))
+
+// sggrqf_ dggrqf_ cggrqf_ zggrqf_
+ZULI_DROPIN(ALL, ggrqf,
+            (const int* m, const int* p, const int* n, P* a, const int* lda, P* taua, P* b,
+             const int* ldb, P* taub, P* work, const int* lwork, int* info),
+            (m, p, n, a, lda, taua, b, ldb, taub, work, lwork, info), ggrqf,
+            (*m, *p, *n, a, *lda, taua, b, *ldb, taub),
+            .lapack(Family::Qr, ggrqfSize(*m, *p, *n), info)
+                .check([&] { return ggrqfCheck(*m, *p, *n, *lda, *ldb, *lwork); })
+                .hostWhen(*lwork == -1)
+                .library(library, {1, 2, 3, 0, 5, 0, 0, 8, 0}))
+
+// sgglse_ dgglse_ cgglse_ zgglse_
+ZULI_DROPIN(ALL, gglse,
+            (const int* m, const int* n, const int* p, P* a, const int* lda, P* b, const int* ldb,
+             P* c, P* d, P* x, P* work, const int* lwork, int* info),
+            (m, n, p, a, lda, b, ldb, c, d, x, work, lwork, info), gglse,
+            (*m, *n, *p, a, *lda, b, *ldb, c, d, x),
+            .lapack(Family::Qr, ggrqfSize(*p, *m, *n), info)
+                .check([&] { return gglseCheck(*m, *n, *p, *lda, *ldb, *lwork); })
+                .hostWhen(*lwork == -1)
+                .library(library, {1, 2, 3, 0, 5, 0, 7, 0, 0, 0})
+                .dataInfo([&] {
+                    const bool t12 = *p > 0 && firstZero(*p, b + int64_t(*n - *p) * *ldb, *ldb + 1);
+                    return t12 ? 1 : 2;
+                }))
 
 // ---- reflectors and rotations -------------------------------------------------------------------
 // Their work is linear in their data, so they belong to the utility family (a vector of n elements

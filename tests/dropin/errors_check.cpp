@@ -234,6 +234,56 @@ void errors() {
         fine(mul, [&] { multiply("L", wrongTrans[0] == 'C' ? "T" : "C", 5, 4, 2, 5, 5, 4); });
     }
 #undef Q
+    // Least squares, on fresh copies of a nonsingular A and a B of full row rank. gels takes 'N'
+    // and 'T' (real) or 'C' (complex); its lwork >= mn + max(mn, nrhs), mn = min(m, n).
+    std::vector<T> a0(256, T(1)), b0(256);
+    for (int i = 0; i < 256; ++i) b0[i] = T(R(i % 7 + 1)), a0[i] = i % 17 ? T(1) : T(8);
+    auto gels = [&](const char* t, int m, int n, int nrhs, int lda, int ldb, int lwork) {
+        std::vector<T> x = a0, y = b0;
+        F(gels)(t, &m, &n, &nrhs, x.data(), &lda, y.data(), &ldb, w.data(), &lwork, &info, 1);
+    };
+    const char* wrongTrans = std::is_floating_point_v<T> ? "C" : "T";
+    arg("GELS", 1, true, [&] { gels("X", 4, 4, 1, 4, 4, 16); });
+    arg("GELS", 1, true, [&] { gels(wrongTrans, 4, 4, 1, 4, 4, 16); });
+    arg("GELS", 2, true, [&] { gels("N", -1, 4, 1, 4, 4, 16); });
+    arg("GELS", 3, true, [&] { gels("N", 4, -1, 1, 4, 4, 16); });
+    arg("GELS", 4, true, [&] { gels("N", 4, 4, -1, 4, 4, 16); });
+    arg("GELS", 6, true, [&] { gels("N", 4, 4, 1, 3, 4, 16); });
+    arg("GELS", 6, true, [&] { gels("N", 4, 4, 1, 3, 4, -1); });  // before the query
+    arg("GELS", 8, true, [&] { gels("N", 2, 4, 1, 2, 3, 16); });
+    arg("GELS", 10, true, [&] { gels("N", 4, 2, 5, 4, 4, 6); });
+    fine("GELS", [&] { gels("N", 4, 2, 5, 4, 4, 7); });
+    fine("GELS", [&] { gels(std::is_floating_point_v<T> ? "T" : "C", 2, 4, 1, 2, 4, 4); });
+    auto ggrqf = [&](int m, int q, int n, int lda, int ldb, int lwork) {
+        std::vector<T> x = a0, y = b0;
+        F(ggrqf)
+        (&m, &q, &n, x.data(), &lda, w.data(), y.data(), &ldb, w.data() + 32, w.data() + 64, &lwork,
+         &info);
+    };
+    arg("GGRQF", 1, true, [&] { ggrqf(-1, 4, 4, 4, 4, 16); });
+    arg("GGRQF", 2, true, [&] { ggrqf(4, -1, 4, 4, 4, 16); });
+    arg("GGRQF", 3, true, [&] { ggrqf(4, 4, -1, 4, 4, 16); });
+    arg("GGRQF", 5, true, [&] { ggrqf(4, 2, 3, 3, 2, 16); });
+    arg("GGRQF", 8, true, [&] { ggrqf(4, 2, 3, 4, 1, 16); });
+    arg("GGRQF", 11, true, [&] { ggrqf(2, 5, 3, 2, 5, 4); });  // lwork >= max(m, p, n)
+    fine("GGRQF", [&] { ggrqf(2, 5, 3, 2, 5, 5); });
+    auto gglse = [&](int m, int n, int q, int lda, int ldb, int lwork) {
+        std::vector<T> x = a0, y = b0, c = b0, d = b0;
+        F(gglse)
+        (&m, &n, &q, x.data(), &lda, y.data(), &ldb, c.data(), d.data(), w.data(), w.data() + 32,
+         &lwork, &info);
+    };
+    arg("GGLSE", 1, true, [&] { gglse(-1, 4, 2, 4, 2, 16); });
+    arg("GGLSE", 2, true, [&] { gglse(4, -1, 2, 4, 2, 16); });
+    arg("GGLSE", 3, true, [&] { gglse(4, 4, -1, 4, 2, 16); });
+    arg("GGLSE", 3, true, [&] { gglse(4, 3, 4, 4, 4, 16); });  // p > n
+    arg("GGLSE", 3, true, [&] { gglse(2, 4, 1, 2, 1, 16); });  // p < n - m
+    arg("GGLSE", 5, true, [&] { gglse(4, 4, 2, 3, 2, 16); });
+    arg("GGLSE", 7, true, [&] { gglse(4, 4, 2, 4, 1, 16); });
+    arg("GGLSE", 12, true, [&] { gglse(4, 4, 2, 4, 2, 9); });  // lwork >= m + n + p
+    fine("GGLSE", [&] { gglse(4, 4, 2, 4, 2, 10); });
+    fine("GGLSE", [&] { gglse(4, 0, 0, 4, 1, 1); });
+
     // lasr checks lda even when there is nothing to rotate; it has no INFO.
     std::vector<R> cs(16, R(0.6)), sn(16, R(0.8));
     auto lasr = [&](const char* side, const char* pivot, const char* direct, int m, int n,

@@ -21,6 +21,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -505,6 +506,178 @@ void checkQr(int kind, int m, int n) {
            what + " workspace query");
 }
 
+// ---- least squares ------------------------------------------------------------------------------
+
+// max |X(i, j)| over the first m rows of a matrix with leading dimension ld.
+template <typename T>
+double maxAbs(const std::vector<T>& x, int m, int n, int ld) {
+    double r = 0;
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < m; ++i) r = std::max(r, std::abs(at(x, ld, i, j)));
+    return r;
+}
+
+// gels on an m x n matrix with each trans LAPACK takes, against the host LAPACK on the same data:
+// least squares (op(A) has more rows than columns): op(A)^H (B - op(A) X) = 0, as LAPACK's test
+// ratio ||op(A)^H R|| / (max(m, n) ||A|| ||B|| eps), and B's rows below X hold the residual's
+// norm; minimum norm: op(A) X = B. In both, X is the host's within the problem's conditioning.
+// Then a zero column (QR) or row (LQ) is the host's positive INFO, and a zero A, which LAPACK
+// answers without factoring, goes to the host LAPACK.
+template <typename T>
+void checkGels(int m, int n) {
+    const int nrhs = 3, ldb = std::max(m, n);
+    const std::string what = label<T>("gels", m) + "x" + std::to_string(n);
+    const std::vector<T> a = random<T>(int64_t(m) * n), b = random<T>(int64_t(ldb) * nrhs);
+    std::vector<T> work(64 * int64_t(m + n + nrhs));
+    const int lwork = int(work.size());
+    auto both = [&](char trans, std::vector<T>& f, std::vector<T>& x, std::vector<T>& hf,
+                    std::vector<T>& hx, int& hostInfo) {
+        int info =
+            LAPACKE(T, gels)(LAPACK_COL_MAJOR, trans, m, n, nrhs, f.data(), m, x.data(), ldb);
+        HOST(T, gels)
+        (&trans, &m, &n, &nrhs, hf.data(), &m, hx.data(), &ldb, work.data(), &lwork, &hostInfo, 1);
+        return info;
+    };
+    for (char trans : {'N', std::is_floating_point_v<T> ? 'T' : 'C'}) {
+        const bool notrans = trans == 'N';
+        const int rows = notrans ? m : n, cols = notrans ? n : m;  // op(A)
+        auto op = [&](int i, int j) {
+            return notrans ? at(a, m, i, j) : std::conj(at(a, m, j, i));
+        };
+        std::vector<T> f = a, x = b, hf = a, hx = b;
+        int hostInfo = -1;
+        zuliEmuResetCounters();
+        const int info = both(trans, f, x, hf, hx, hostInfo);
+        expectWhere(order3(m, n, std::min(m, n) + nrhs), what + trans);
+        // r = B - op(A) X over op(A)'s rows; the least-squares ratio or the residual ratio.
+        double worst = 0, tailWorst = 0;
+        for (int k = 0; k < nrhs; ++k) {
+            std::vector<W> r(rows);
+            for (int i = 0; i < rows; ++i) {
+                r[i] = at(b, ldb, i, k);
+                for (int j = 0; j < cols; ++j) r[i] -= op(i, j) * at(x, ldb, j, k);
+            }
+            if (rows >= cols) {
+                // LAPACK leaves the residual in rows cols + 1 ... rows: its 2-norm is ||r||'s.
+                double rr = 0, tail = 0;
+                for (int i = 0; i < rows; ++i) rr += std::norm(r[i]);
+                for (int i = cols; i < rows; ++i) tail += std::norm(at(x, ldb, i, k));
+                tailWorst = std::max(tailWorst, std::abs(std::sqrt(rr) - std::sqrt(tail)));
+                for (int j = 0; j < cols; ++j) {
+                    W s = 0;
+                    for (int i = 0; i < rows; ++i) s += std::conj(op(i, j)) * r[i];
+                    worst = std::max(worst, std::abs(s) / norm1(b, rows, nrhs, ldb));
+                }
+            } else
+                for (int i = 0; i < rows; ++i)
+                    worst = std::max(worst, std::abs(r[i]) / maxAbs(x, cols, nrhs, ldb));
+        }
+        worst /= std::max(m, n) * norm1(a, m, n, m) * eps<T>();
+        std::vector<T> sol(x.begin(), x.end()), hsol(hx.begin(), hx.end());
+        for (int k = 0; k < nrhs; ++k)
+            for (int i = cols; i < ldb; ++i) sol[i + int64_t(k) * ldb] = hsol[i + int64_t(k) * ldb];
+        tailWorst /= std::max(m, n) *
+                     (norm1(a, m, n, m) * maxAbs(x, cols, nrhs, ldb) + norm1(b, rows, nrhs, ldb)) *
+                     eps<T>();
+        expect(info == 0 && hostInfo == 0 && worst < 30 && tailWorst < 30 &&
+                   diffRatio(sol, hsol, std::max(m, n) * maxAbs(hx, cols, nrhs, ldb)) < 30,
+               what + trans);
+        // A zero column of A (m >= n) or row (m < n): the triangle's fourth diagonal element.
+        f = a, x = b;
+        for (int l = 0; l < (m >= n ? m : n); ++l)
+            f[m >= n ? l + 3 * int64_t(m) : 3 + int64_t(l) * m] = T(0);
+        hf = f, hx = b, hostInfo = -1;
+        expect(both(trans, f, x, hf, hx, hostInfo) == 4 && hostInfo == 4, what + trans + " rank");
+    }
+    // A zero A: X = 0, INFO 0, from the host LAPACK.
+    std::vector<T> f(int64_t(m) * n, T(0)), x = b, hf = f, hx = b;
+    int hostInfo = -1;
+    zuliEmuResetCounters();
+    const int info = both('N', f, x, hf, hx, hostInfo);
+    expectWhere(0, what + " zero A");
+    expect(info == 0 && hostInfo == 0 && x == hx && maxAbs(x, n, nrhs, ldb) == 0, what + " zero A");
+}
+
+// ggrqf of A (m x n) and B (p x n): A = R Q and B = Z T Q, with Q and Z applied by the drop-in's
+// ormrq and ormqr (unmrq, unmqr) to R and T where LAPACK keeps them.
+template <typename T>
+void checkGgrqf(int m, int p, int n) {
+    const std::string what = pick<T>("s", "d", "c", "z") + std::string("ggrqf m=") +
+                             std::to_string(m) + " p=" + std::to_string(p) +
+                             " n=" + std::to_string(n);
+    const std::vector<T> a = random<T>(int64_t(m) * n), b = random<T>(int64_t(p) * n);
+    const int ka = std::min(m, n), kb = std::min(p, n);
+    std::vector<T> f = a, g = b, taua(std::max(ka, 1)), taub(std::max(kb, 1));
+    zuliEmuResetCounters();
+    int info = LAPACKE(T, ggrqf)(LAPACK_COL_MAJOR, m, p, n, f.data(), m, taua.data(), g.data(), p,
+                                 taub.data());
+    expectWhere(order3(n, 1, (m + p) * ka + p * kb), what);
+    std::vector<T> r(int64_t(m) * n, T(0)), t(int64_t(p) * n, T(0));
+    for (int j = 0; j < n; ++j) {
+        for (int i = 0; i < m; ++i)
+            if (j - i >= n - m) r[i + int64_t(j) * m] = f[i + int64_t(j) * m];
+        for (int i = 0; i < std::min(p, j + 1); ++i) t[i + int64_t(j) * p] = g[i + int64_t(j) * p];
+    }
+    const T* v = f.data() + (m - ka);  // Q's reflectors: A's last ka rows
+    info |= ORTHO(T, mrq)(LAPACK_COL_MAJOR, 'R', 'N', m, n, ka, v, m, taua.data(), r.data(), m);
+    info |=
+        ORTHO(T, mqr)(LAPACK_COL_MAJOR, 'L', 'N', p, n, kb, g.data(), p, taub.data(), t.data(), p);
+    info |= ORTHO(T, mrq)(LAPACK_COL_MAJOR, 'R', 'N', p, n, ka, v, m, taua.data(), t.data(), p);
+    const int most = std::max({m, p, n});
+    expect(info == 0 && diffRatio(r, a, most * norm1(a, m, n, m)) < 30 &&
+               diffRatio(t, b, most * norm1(b, p, n, p)) < 30,
+           what + " A = R Q, B = Z T Q");
+}
+
+// gglse (A m x n, B p x n): B x = d, and x the host's; a zero last row of B is INFO 1, a zero first
+// column of A and B INFO 2, as the host's.
+template <typename T>
+void checkGglse(int m, int n, int p) {
+    const std::string what = pick<T>("s", "d", "c", "z") + std::string("gglse m=") +
+                             std::to_string(m) + " n=" + std::to_string(n) +
+                             " p=" + std::to_string(p);
+    const std::vector<T> a = random<T>(int64_t(m) * n), b = random<T>(int64_t(p) * n),
+                         c = random<T>(m), d = random<T>(p);
+    std::vector<T> work(64 * int64_t(m + n + p));
+    const int lwork = int(work.size());
+    auto both = [&](const std::vector<T>& a0, const std::vector<T>& b0, std::vector<T>& x,
+                    std::vector<T>& hx, int& hostInfo) {
+        std::vector<T> f = a0, g = b0, cc = c, dd = d, hf = a0, hg = b0, hc = c, hd = d;
+        const int info = LAPACKE(T, gglse)(LAPACK_COL_MAJOR, m, n, p, f.data(), m, g.data(), p,
+                                           cc.data(), dd.data(), x.data());
+        HOST(T, gglse)
+        (&m, &n, &p, hf.data(), &m, hg.data(), &p, hc.data(), hd.data(), hx.data(), work.data(),
+         &lwork, &hostInfo);
+        return info;
+    };
+    std::vector<T> x(n), hx(n);
+    int hostInfo = -1;
+    zuliEmuResetCounters();
+    int info = both(a, b, x, hx, hostInfo);
+    expectWhere(order3(n, 1, (p + m) * std::min(p, n) + m * std::min(m, n)), what);
+    double constraint = 0;
+    for (int i = 0; i < p; ++i) {
+        W s = -W(d[i]);
+        for (int j = 0; j < n; ++j) s += at(b, p, i, j) * W(x[j]);
+        constraint = std::max(constraint, std::abs(s));
+    }
+    constraint /= n * norm1(b, p, n, p) * maxAbs(x, n, 1, n) * eps<T>();
+    expect(info == 0 && hostInfo == 0 && constraint < 30 &&
+               diffRatio(x, hx, n * maxAbs(hx, n, 1, n)) < 30,
+           what);
+    std::vector<T> g = b, f = a;
+    for (int j = 0; j < n; ++j) g[p - 1 + int64_t(j) * p] = T(0);
+    hostInfo = -1;
+    expect(both(a, g, x, hx, hostInfo) == 1 && hostInfo == 1, what + " B rank");
+    g = b;
+    for (int i = 0; i < std::max(m, p); ++i) {
+        if (i < m) f[i] = T(0);
+        if (i < p) g[i] = T(0);
+    }
+    hostInfo = -1;
+    expect(both(f, g, x, hx, hostInfo) == 2 && hostInfo == 2, what + " (A; B) rank");
+}
+
 // The reflector and the rotations against the host LAPACK on the same data: x of n^2 elements
 // (size n, as an n x n utility), lasr on an n x n matrix for every side, pivot and direction.
 template <typename T>
@@ -741,6 +914,19 @@ int main() {
                 checkQr<std::complex<float>>(kind, m, cols);
                 checkQr<std::complex<double>>(kind, m, cols);
             }
+    // Least squares: tall and wide, the host LAPACK's at 8, the library's at 60.
+    for (int n : {8, 60})
+        for (auto [m, cols] : {std::pair{n, n / 2 + 3}, std::pair{n / 2 + 3, n}}) {
+            checkGels<float>(m, cols), checkGels<double>(m, cols);
+            checkGels<std::complex<float>>(m, cols), checkGels<std::complex<double>>(m, cols);
+            checkGgrqf<float>(m, cols, n), checkGgrqf<double>(m, cols, n);
+            checkGgrqf<std::complex<float>>(m, cols, n);
+            checkGgrqf<std::complex<double>>(m, cols, n);
+        }
+    for (auto [m, n, p] : {std::tuple{10, 8, 3}, std::tuple{60, 50, 20}}) {
+        checkGglse<float>(m, n, p), checkGglse<double>(m, n, p);
+        checkGglse<std::complex<float>>(m, n, p), checkGglse<std::complex<double>>(m, n, p);
+    }
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }
