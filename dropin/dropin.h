@@ -9,8 +9,7 @@
 //      the drop-in never calls back into the library from inside it;
 //   2. the checks that LAPACK makes and the library does not (lwork minimums, BLAS's
 //      leading-dimension bounds, ...); a workspace query is answered with LAPACK's minimal size
-//      (getri) or, in the QR family, by the host LAPACK (its optimal size, with which a call
-//      below the threshold then runs blocked there);
+//      (the library needs no workspace);
 //   3. calls the library does not serve (options it reports as not implemented, empty problems,
 //      problems below the threshold of the routine's family, a thread on which the library does
 //      not initialise) go to the host LAPACK;

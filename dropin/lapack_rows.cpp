@@ -139,8 +139,18 @@ int lasclCheck(const char* type, int kl, int ku, R cfrom, R cto, int m, int n, i
 }
 
 // ---- the QR family: LAPACK's checks, with its workspace minimums. A workspace query (lwork = -1)
-// with valid arguments goes to the host LAPACK, which answers with its own (optimal) sizes: the
-// library needs no workspace, and a call below the threshold then runs blocked on the host.
+// with valid arguments is answered with that minimum, as for getri: the library needs no
+// workspace. (A call below the threshold runs in the host LAPACK with the workspace the caller
+// gives; with the minimum that is its unblocked code, which at those sizes costs little.)
+
+// `position` (0 or the first bad argument's) of a routine with a workspace: a query with valid
+// arguments returns -1 with the minimum in work[0].
+template <typename P>
+int answerQuery(int position, P* work, int lwork, int minimum) {
+    if (position != 0 || lwork != -1) return position;
+    if (work) work[0] = fromReal<P>(minimum);
+    return -1;
+}
 
 // The factorizations, with the workspace minimum of each (the rows below).
 int factorCheck(int m, int n, int lda, int lwork, int minimum) {
@@ -180,8 +190,8 @@ int multiplyCheck(const char* side, const char* trans, int m, int n, int k, int 
     return 0;
 }
 
-// ---- least squares: LAPACK's checks with its workspace minimums; a query goes to the host LAPACK
-// as in the QR family.
+// ---- least squares: LAPACK's checks with its workspace minimums; a query is answered with the
+// minimum, as in the QR family.
 
 // gels: LAPACK's real routines take trans 'N' or 'T', its complex ones 'N' or 'C' (the library
 // takes all three in every precision); lwork >= max(1, mn + max(mn, nrhs)), mn = min(m, n).
@@ -224,12 +234,12 @@ bool withinScale(int m, int n, const P* a, int lda, bool zeroIsIn) {
 }
 
 // gels calls that the library does not serve: invalid ones (checked before, and not to be read),
-// a workspace query, empty ones, and those that LAPACK scales.
+// empty ones, and those that LAPACK scales.
 template <typename P>
 bool gelsOnHost(const char* trans, int m, int n, int nrhs, const P* a, int lda, const P* b, int ldb,
                 int lwork) {
     if (gelsCheck(trans, m, n, nrhs, lda, ldb, lwork, !std::is_floating_point_v<P>) != 0 ||
-        lwork == -1 || std::min({m, n, nrhs}) == 0)
+        std::min({m, n, nrhs}) == 0)
         return true;
     return !withinScale(m, n, a, lda, false) ||
            !withinScale(same(trans, 'N') ? m : n, nrhs, b, ldb, true);
@@ -549,14 +559,16 @@ ZULI_DROPIN(ALL, larfb,
 // error.
 
 // The factorizations with LAPACK's workspace minimum MINIMUM (an expression in m and n).
-#define ZULI_DROPIN_QR_FACTOR(NAME, MINIMUM)                                           \
-    ZULI_DROPIN(ALL, NAME,                                                             \
-                (const int* m, const int* n, P* a, const int* lda, P* tau, P* work,    \
-                 const int* lwork, int* info),                                         \
-                (m, n, a, lda, tau, work, lwork, info), NAME, (*m, *n, a, *lda, tau),  \
-                .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n)), info)            \
-                    .check([&] { return factorCheck(*m, *n, *lda, *lwork, MINIMUM); }) \
-                    .hostWhen(*lwork == -1)                                            \
+#define ZULI_DROPIN_QR_FACTOR(NAME, MINIMUM)                                                 \
+    ZULI_DROPIN(ALL, NAME,                                                                   \
+                (const int* m, const int* n, P* a, const int* lda, P* tau, P* work,          \
+                 const int* lwork, int* info),                                               \
+                (m, n, a, lda, tau, work, lwork, info), NAME, (*m, *n, a, *lda, tau),        \
+                .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n)), info)                  \
+                    .check([&] {                                                             \
+                        return answerQuery(factorCheck(*m, *n, *lda, *lwork, MINIMUM), work, \
+                                           *lwork, MINIMUM);                                 \
+                    })                                                                       \
                     .library(library, {1, 2, 0, 4, 0}))
 
 // sgeqrf_ dgeqrf_ cgeqrf_ zgeqrf_: LAPACK's geqrf asks for max(1, n) only when m > 0.
@@ -571,14 +583,16 @@ ZULI_DROPIN_QR_FACTOR(geqlf, std::max(1, *n))
 ZULI_DROPIN_QR_FACTOR(gerqf, std::max(1, *m))
 
 // Q formed from k reflectors: the real routine or*, the complex un* (LIST REAL or COMPLEX).
-#define ZULI_DROPIN_QR_GENERATE(LIST, NAME, ROWS)                                              \
-    ZULI_DROPIN(LIST, NAME,                                                                    \
-                (const int* m, const int* n, const int* k, P* a, const int* lda, const P* tau, \
-                 P* work, const int* lwork, int* info),                                        \
-                (m, n, k, a, lda, tau, work, lwork, info), NAME, (*m, *n, *k, a, *lda, tau),   \
-                .lapack(Family::Qr, order3(*m, *n, *k), info)                                  \
-                    .check([&] { return generateCheck(*m, *n, *k, *lda, *lwork, ROWS); })      \
-                    .hostWhen(*lwork == -1)                                                    \
+#define ZULI_DROPIN_QR_GENERATE(LIST, NAME, ROWS)                                               \
+    ZULI_DROPIN(LIST, NAME,                                                                     \
+                (const int* m, const int* n, const int* k, P* a, const int* lda, const P* tau,  \
+                 P* work, const int* lwork, int* info),                                         \
+                (m, n, k, a, lda, tau, work, lwork, info), NAME, (*m, *n, *k, a, *lda, tau),    \
+                .lapack(Family::Qr, order3(*m, *n, *k), info)                                   \
+                    .check([&] {                                                                \
+                        return answerQuery(generateCheck(*m, *n, *k, *lda, *lwork, ROWS), work, \
+                                           *lwork, std::max(1, ROWS ? *m : *n));                \
+                    })                                                                          \
                     .library(library, {1, 2, 3, 0, 5, 0}))
 
 // sorgqr_ dorgqr_ cungqr_ zungqr_
@@ -605,10 +619,10 @@ ZULI_DROPIN_QR_GENERATE(COMPLEX, ungrq, true)
         NAME, (*side, *trans, *m, *n, *k, a, *lda, tau, c, *ldc),                                \
         .lapack(Family::Qr, order3(*m, *n, *k), info)                                            \
             .check([&] {                                                                         \
-                return multiplyCheck(side, trans, *m, *n, *k, *lda, *ldc, *lwork, ROWS,          \
-                                     !std::is_floating_point_v<P>);                              \
+                return answerQuery(multiplyCheck(side, trans, *m, *n, *k, *lda, *ldc, *lwork,    \
+                                                 ROWS, !std::is_floating_point_v<P>),            \
+                                   work, *lwork, std::max(1, same(side, 'L') ? *n : *m));        \
             })                                                                                   \
-            .hostWhen(*lwork == -1)                                                              \
             .library(library, {1, 2, 3, 4, 5, 0, 7, 0, 0, 10}))
 
 // sormqr_ dormqr_ cunmqr_ zunmqr_
@@ -637,8 +651,10 @@ ZULI_DROPIN(ALL, gels,
             (*trans, *m, *n, *nrhs, a, *lda, b, *ldb),
             .lapack(Family::Qr, order3(*m, *n, std::min(*m, *n) + *nrhs), info)
                 .check([&] {
-                    return gelsCheck(trans, *m, *n, *nrhs, *lda, *ldb, *lwork,
-                                     !std::is_floating_point_v<P>);
+                    const int mn = std::min(*m, *n);
+                    return answerQuery(gelsCheck(trans, *m, *n, *nrhs, *lda, *ldb, *lwork,
+                                                 !std::is_floating_point_v<P>),
+                                       work, *lwork, std::max(1, mn + std::max(mn, *nrhs)));
                 })
                 .hostWhen(gelsOnHost(trans, *m, *n, *nrhs, a, *lda, b, *ldb, *lwork))
                 .library(library, {1, 2, 3, 4, 0, 6, 0, 8})
@@ -651,8 +667,10 @@ ZULI_DROPIN(ALL, ggrqf,
             (m, p, n, a, lda, taua, b, ldb, taub, work, lwork, info), ggrqf,
             (*m, *p, *n, a, *lda, taua, b, *ldb, taub),
             .lapack(Family::Qr, ggrqfSize(*m, *p, *n), info)
-                .check([&] { return ggrqfCheck(*m, *p, *n, *lda, *ldb, *lwork); })
-                .hostWhen(*lwork == -1)
+                .check([&] {
+                    return answerQuery(ggrqfCheck(*m, *p, *n, *lda, *ldb, *lwork), work, *lwork,
+                                       std::max({1, *m, *p, *n}));
+                })
                 .library(library, {1, 2, 3, 0, 5, 0, 0, 8, 0}))
 
 // sgglse_ dgglse_ cgglse_ zgglse_
@@ -662,8 +680,10 @@ ZULI_DROPIN(ALL, gglse,
             (m, n, p, a, lda, b, ldb, c, d, x, work, lwork, info), gglse,
             (*m, *n, *p, a, *lda, b, *ldb, c, d, x),
             .lapack(Family::Qr, ggrqfSize(*p, *m, *n), info)
-                .check([&] { return gglseCheck(*m, *n, *p, *lda, *ldb, *lwork); })
-                .hostWhen(*lwork == -1)
+                .check([&] {
+                    return answerQuery(gglseCheck(*m, *n, *p, *lda, *ldb, *lwork), work, *lwork,
+                                       *n == 0 ? 1 : *m + *n + *p);
+                })
                 .library(library, {1, 2, 3, 0, 5, 0, 7, 0, 0, 0})
                 .dataInfo([&] {
                     const bool t12 = *p > 0 && firstZero(*p, b + int64_t(*n - *p) * *ldb, *ldb + 1);

@@ -412,7 +412,8 @@ void checkUtilities(int m, int n) {
 // that form and apply its Q, all through the drop-in:
 //   A = Q F (F the triangular factor where LAPACK keeps it, Q applied by the multiply routine with
 //   'N'), Q's columns or rows orthonormal (the generate routine), the multiply routine from the
-//   other side with Q^H as the host LAPACK's, and the workspace query as the host LAPACK's.
+//   other side with Q^H as the host LAPACK's, and the workspace query answered with LAPACK's
+//   minimum.
 template <typename T>
 void checkQr(int kind, int m, int n) {
     const char* names[] = {"geqrf", "geqrfp", "gelqf", "geqlf", "gerqf"};
@@ -427,8 +428,6 @@ void checkQr(int kind, int m, int n) {
                     HOST_ORTHO(T, mrq)}[kind];
     const auto query = std::vector{FORTRAN(T, geqrf), FORTRAN(T, geqrfp), FORTRAN(T, gelqf),
                                    FORTRAN(T, geqlf), FORTRAN(T, gerqf)}[kind];
-    const auto hostQuery = std::vector{HOST(T, geqrf), HOST(T, geqrfp), HOST(T, gelqf),
-                                       HOST(T, geqlf), HOST(T, gerqf)}[kind];
     const std::string what = label<T>(names[kind], m) + "x" + std::to_string(n);
     const bool rows = kind == 2 || kind == 4;  // reflectors in A's rows: Q applied from the right
     const int k = std::min(m, n);
@@ -496,13 +495,12 @@ void checkQr(int kind, int m, int n) {
                  &lwork, &hostInfo, 1, 1);
     expect(info == 0 && hostInfo == 0 && diffRatio(c, hc, 2.0 * nq) < 30,
            what + " Q^H from the " + side);
-    // A workspace query gets the host LAPACK's answer.
-    T answer{}, hostAnswer{};
-    lwork = -1, info = hostInfo = -1;
+    // A workspace query gets LAPACK's minimum: n for geqrf, geqrfp and geqlf, m for gelqf and
+    // gerqf.
+    T answer{};
+    lwork = -1, info = -1;
     query(&m, &n, g.data(), &m, tau.data(), &answer, &lwork, &info);
-    hostQuery(&m, &n, g.data(), &m, tau.data(), &hostAnswer, &lwork, &hostInfo);
-    expect(info == 0 && hostInfo == 0 && answer == hostAnswer &&
-               std::real(W(answer)) >= std::max(1, rows ? m : n),
+    expect(info == 0 && std::real(W(answer)) == std::max(1, rows ? m : n),
            what + " workspace query");
 }
 
