@@ -678,8 +678,7 @@ void checkGglse(int m, int n, int p) {
     expect(both(f, g, x, hx, hostInfo) == 2 && hostInfo == 2, what + " (A; B) rank");
 }
 
-// ---- the nonsymmetric eigenproblem
-// ---------------------------------------------------------------
+// ---- the nonsymmetric eigenproblem --------------------------------------------------------------
 
 // gehrd of an n x n matrix that is triangular outside rows and columns ilo ... ihi (as balancing
 // leaves it), then orghr/unghr: Q orthonormal and Q H Q^H = A (H upper Hessenberg), tau zero
@@ -765,23 +764,22 @@ void checkGeev(int n) {
             return geev(LAPACK_COL_MAJOR, jobvl, jobvr, n, f.data(), n, w.data(), vl.data(), n,
                         vr.data(), n);
     };
-    std::vector<T> hw(n), hwi(n), hvl(int64_t(n) * n), hvr(int64_t(n) * n);
-    // The host's, through its own LAPACKE-free entry point with a generous workspace.
-    {
-        std::vector<T> f = a, work(64 * int64_t(n));
+    // A Fortran geev (the drop-in's or the host's) on a copy of A, jobvl = jobvr = job.
+    auto fortran = [&](auto geev, char job, T* w, T* wi, T* vl, T* vr, T* work, int lwork) {
+        std::vector<T> f = a;
         std::vector<Real<T>> rwork(2 * n);
-        int lwork = int(work.size()), hostInfo = -1;
-        const char jv = 'N';
+        int info = -1;
         if constexpr (real)
-            HOST(T, geev)
-            (&jv, &jv, &n, f.data(), &n, hw.data(), hwi.data(), hvl.data(), &n, hvr.data(), &n,
-             work.data(), &lwork, &hostInfo, 1, 1);
+            geev(&job, &job, &n, f.data(), &n, w, wi, vl, &n, vr, &n, work, &lwork, &info, 1, 1);
         else
-            HOST(T, geev)
-            (&jv, &jv, &n, f.data(), &n, hw.data(), hvl.data(), &n, hvr.data(), &n, work.data(),
-             &lwork, rwork.data(), &hostInfo, 1, 1);
-        expect(hostInfo == 0, what + " host");
-    }
+            geev(&job, &job, &n, f.data(), &n, w, vl, &n, vr, &n, work, &lwork, rwork.data(), &info,
+                 1, 1);
+        return info;
+    };
+    std::vector<T> hw(n), hwi(n), hvl(int64_t(n) * n), hvr(int64_t(n) * n), work(64 * int64_t(n));
+    expect(fortran(HOST(T, geev), 'N', hw.data(), hwi.data(), hvl.data(), hvr.data(), work.data(),
+                   int(work.size())) == 0,
+           what + " host");
     const std::vector<W> hl = values(hw, hwi);
     for (auto [jobvl, jobvr] :
          {std::pair{'V', 'V'}, std::pair{'N', 'V'}, std::pair{'V', 'N'}, std::pair{'N', 'N'}}) {
@@ -824,26 +822,11 @@ void checkGeev(int n) {
     }
     // A workspace query gets the host LAPACK's answer.
     T answer{}, hostAnswer{};
-    std::vector<T> f = a;
-    std::vector<Real<T>> rwork(2 * n);
-    int lwork = -1, info = -1, hostInfo = -1;
-    const char jv = 'V';
-    if constexpr (real) {
-        FORTRAN(T, geev)
-        (&jv, &jv, &n, f.data(), &n, hw.data(), hwi.data(), hvl.data(), &n, hvr.data(), &n, &answer,
-         &lwork, &info, 1, 1);
-        HOST(T, geev)
-        (&jv, &jv, &n, f.data(), &n, hw.data(), hwi.data(), hvl.data(), &n, hvr.data(), &n,
-         &hostAnswer, &lwork, &hostInfo, 1, 1);
-    } else {
-        FORTRAN(T, geev)
-        (&jv, &jv, &n, f.data(), &n, hw.data(), hvl.data(), &n, hvr.data(), &n, &answer, &lwork,
-         rwork.data(), &info, 1, 1);
-        HOST(T, geev)
-        (&jv, &jv, &n, f.data(), &n, hw.data(), hvl.data(), &n, hvr.data(), &n, &hostAnswer, &lwork,
-         rwork.data(), &hostInfo, 1, 1);
-    }
-    expect(info == 0 && hostInfo == 0 && answer == hostAnswer, what + " workspace query");
+    const int query = fortran(FORTRAN(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
+                              &answer, -1),
+              hostQuery = fortran(HOST(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
+                                  &hostAnswer, -1);
+    expect(query == 0 && hostQuery == 0 && answer == hostAnswer, what + " workspace query");
 }
 
 // The reflector and the rotations against the host LAPACK on the same data: x of n^2 elements
