@@ -271,6 +271,58 @@ int64_t ggrqfSize(int64_t m, int64_t p, int64_t n) {
     return order3(n, 1, (m + p) * std::min(m, n) + p * std::min(p, n));
 }
 
+// ---- the nonsymmetric eigenproblem: LAPACK's checks with its workspace minimums; a query goes to
+// the host LAPACK as in the QR family.
+
+// gehrd and orghr/unghr: n, the range ilo ... ihi, lda, and lwork >= max(1, minimum) (gehrd n,
+// orghr the ihi - ilo reflectors).
+int hessenbergCheck(int n, int ilo, int ihi, int lda, int lwork, int minimum) {
+    if (n < 0) return 1;
+    if (ilo < 1 || ilo > std::max(1, n)) return 2;
+    if (ihi < std::min(ilo, n) || ihi > n) return 3;
+    if (lda < std::max(1, n)) return 5;
+    if (lwork != -1 && lwork < std::max(1, minimum)) return 8;
+    return 0;
+}
+
+// geev: jobvl and jobvr 'N' or 'V'; ldvl, ldvr >= 1 and >= n where the vectors are wanted. The real
+// routines need lwork >= 4n with vectors, 3n without (positions 9, 11, 13), the complex ones 2n
+// (positions 8, 10, 12); 1 for n = 0.
+int geevCheck(const char* jobvl, const char* jobvr, int n, int lda, int ldvl, int ldvr, int lwork,
+              bool complex) {
+    const bool vl = same(jobvl, 'V'), vr = same(jobvr, 'V');
+    const int shift = complex ? 1 : 0;
+    if (!vl && !same(jobvl, 'N')) return 1;
+    if (!vr && !same(jobvr, 'N')) return 2;
+    if (n < 0) return 3;
+    if (lda < std::max(1, n)) return 5;
+    if (ldvl < 1 || (vl && ldvl < n)) return 9 - shift;
+    if (ldvr < 1 || (vr && ldvr < n)) return 11 - shift;
+    const int minimum = n == 0 ? 1 : complex ? 2 * n : (vl || vr) ? 4 * n : 3 * n;
+    if (lwork != -1 && lwork < minimum) return 13 - shift;
+    return 0;
+}
+
+// geev calls that the library does not serve: invalid ones (checked before, and not to be read), a
+// workspace query, and a matrix with a NaN or an infinity, which LAPACK's balancing reports to
+// xerbla_ (the library reduces it unbalanced instead); one pass over A, against geev's n^3.
+template <typename P>
+bool geevOnHost(const char* jobvl, const char* jobvr, int n, const P* a, int lda, int ldvl,
+                int ldvr, int lwork) {
+    if (geevCheck(jobvl, jobvr, n, lda, ldvl, ldvr, lwork, !std::is_floating_point_v<P>) != 0 ||
+        lwork == -1)
+        return true;
+    for (int64_t j = 0; j < n; ++j)
+        for (int64_t i = 0; i < n; ++i) {
+            const P& v = a[i + j * lda];
+            if constexpr (std::is_floating_point_v<P>) {
+                if (!std::isfinite(v)) return true;
+            } else if (!std::isfinite(v.re) || !std::isfinite(v.im))
+                return true;
+        }
+    return false;
+}
+
 int lasrCheck(const char* side, const char* pivot, const char* direct, int m, int n, int lda) {
     if (!same(side, 'L') && !same(side, 'R')) return 1;
     if (!same(pivot, 'V') && !same(pivot, 'T') && !same(pivot, 'B')) return 2;
@@ -689,6 +741,74 @@ ZULI_DROPIN(ALL, gglse,
                     const bool t12 = *p > 0 && firstZero(*p, b + int64_t(*n - *p) * *ldb, *ldb + 1);
                     return t12 ? 1 : 2;
                 }))
+
+// ---- the nonsymmetric eigenproblem ------------------------------------------------------------
+// gehrd reduces the block ilo ... ihi of an n x n matrix and updates the rows above it and the
+// columns to its right: the size of an n x nh x nh product, nh = ihi - ilo + 1; orghr/unghr forms
+// Q from its nh - 1 reflectors, as orgqr does. Both share the QR family's threshold (their work is
+// Householder blocks, as the QR family's is) and have no data error.
+//
+// geev shares it too: what the library does on the GPU (gehrd, the Q of it and the eigenvectors'
+// back-transformation) is that work; the QR algorithm runs on the host wherever the call goes, so
+// the threshold where the GPU part wins is where the library does. Its size is n; its data error
+// (the QR algorithm did not converge) is reported by the library only, so its info is read from the
+// library. The host interface leaves A as it was, where LAPACK overwrites it (its contents on
+// return are not defined).
+
+// sgehrd_ dgehrd_ cgehrd_ zgehrd_
+ZULI_DROPIN(ALL, gehrd,
+            (const int* n, const int* ilo, const int* ihi, P* a, const int* lda, P* tau, P* work,
+             const int* lwork, int* info),
+            (n, ilo, ihi, a, lda, tau, work, lwork, info), gehrd, (*n, *ilo, *ihi, a, *lda, tau),
+            .lapack(Family::Qr, order3(*n, *ihi - *ilo + 1, *ihi - *ilo + 1), info)
+                .check([&] { return hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *n); })
+                .hostWhen(*lwork == -1)
+                .library(library, {1, 2, 3, 0, 5, 0}))
+
+// The Q of gehrd: the real routine orghr, the complex unghr (LIST REAL or COMPLEX).
+#define ZULI_DROPIN_HESSENBERG_Q(LIST, NAME)                                                   \
+    ZULI_DROPIN(                                                                               \
+        LIST, NAME,                                                                            \
+        (const int* n, const int* ilo, const int* ihi, P* a, const int* lda, const P* tau,     \
+         P* work, const int* lwork, int* info),                                                \
+        (n, ilo, ihi, a, lda, tau, work, lwork, info), NAME, (*n, *ilo, *ihi, a, *lda, tau),   \
+        .lapack(Family::Qr, *ihi - *ilo, info)                                                 \
+            .check([&] { return hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *ihi - *ilo); }) \
+            .hostWhen(*lwork == -1)                                                            \
+            .library(library, {1, 2, 3, 0, 5, 0}))
+// sorghr_ dorghr_ cunghr_ zunghr_
+ZULI_DROPIN_HESSENBERG_Q(REAL, orghr)
+ZULI_DROPIN_HESSENBERG_Q(COMPLEX, unghr)
+
+// sgeev_ dgeev_: the eigenvalues as real and imaginary parts wr, wi.
+ZULI_DROPIN(REAL, geev,
+            (const char* jobvl, const char* jobvr, const int* n, P* a, const int* lda, P* wr, P* wi,
+             P* vl, const int* ldvl, P* vr, const int* ldvr, P* work, const int* lwork, int* info,
+             size_t jobvlLength, size_t jobvrLength),
+            (jobvl, jobvr, n, a, lda, wr, wi, vl, ldvl, vr, ldvr, work, lwork, info, jobvlLength,
+             jobvrLength),
+            geev, (*jobvl, *jobvr, *n, a, *lda, wr, wi, vl, *ldvl, vr, *ldvr),
+            .lapack(Family::Qr, *n, info)
+                .check([&] {
+                    return geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, false);
+                })
+                .hostWhen(geevOnHost(jobvl, jobvr, *n, a, *lda, *ldvl, *ldvr, *lwork))
+                .library(library, {1, 2, 3, 0, 5, 0, 0, 0, 9, 0, 11}))
+
+// cgeev_ zgeev_: the eigenvalues w; rwork (2n reals) is not needed.
+ZULI_DROPIN(COMPLEX, geev,
+            (const char* jobvl, const char* jobvr, const int* n, P* a, const int* lda, P* w, P* vl,
+             const int* ldvl, P* vr, const int* ldvr, P* work, const int* lwork, R* rwork,
+             int* info, size_t jobvlLength, size_t jobvrLength),
+            (jobvl, jobvr, n, a, lda, w, vl, ldvl, vr, ldvr, work, lwork, rwork, info, jobvlLength,
+             jobvrLength),
+            geev, (*jobvl, *jobvr, *n, a, *lda, w, vl, *ldvl, vr, *ldvr),
+            .lapack(Family::Qr, *n, info)
+                .check([&] {
+                    return geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, true);
+                })
+                .hostWhen(geevOnHost(jobvl, jobvr, *n, a, *lda, *ldvl, *ldvr, *lwork))
+                .library(library, {1, 2, 3, 0, 5, 0, 0, 8, 0, 10}))
 
 // ---- reflectors and rotations -------------------------------------------------------------------
 // Their work is linear in their data, so they belong to the utility family (a vector of n elements

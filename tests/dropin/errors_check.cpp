@@ -233,6 +233,56 @@ void errors() {
         fine(mul, [&] { multiply("L", "N", 4, 4, 2, rows ? 2 : 4, 4, 4); });
         fine(mul, [&] { multiply("L", wrongTrans[0] == 'C' ? "T" : "C", 5, 4, 2, 5, 5, 4); });
     }
+    // The nonsymmetric eigenproblem. gehrd's lwork >= n, orghr's >= ihi - ilo; geev's >= 4n (real,
+    // with vectors), 3n (real, without) or 2n (complex), and its positions after lda are one less
+    // in the complex routines (w for wr and wi).
+    auto hessenberg = [&](int g, int n, int ilo, int ihi, int lda, int lwork) {
+        if (g == 0)
+            F(gehrd)(&n, &ilo, &ihi, a.data(), &lda, b.data(), w.data(), &lwork, &info);
+        else
+            Q(ghr)(&n, &ilo, &ihi, a.data(), &lda, b.data(), w.data(), &lwork, &info);
+    };
+    for (int g = 0; g < 2; ++g) {
+        const std::string name = g ? un + "GHR" : "GEHRD";
+        arg(name.c_str(), 1, true, [&] { hessenberg(g, -1, 1, 0, 4, 16); });
+        arg(name.c_str(), 2, true, [&] { hessenberg(g, 4, 0, 4, 4, 16); });
+        arg(name.c_str(), 2, true, [&] { hessenberg(g, 4, 5, 4, 4, 16); });
+        arg(name.c_str(), 3, true, [&] { hessenberg(g, 4, 3, 2, 4, 16); });
+        arg(name.c_str(), 3, true, [&] { hessenberg(g, 4, 1, 5, 4, 16); });
+        arg(name.c_str(), 5, true, [&] { hessenberg(g, 4, 1, 4, 3, 16); });
+        arg(name.c_str(), 5, true, [&] { hessenberg(g, 4, 1, 4, 3, -1); });  // before the query
+        arg(name.c_str(), 8, true, [&] { hessenberg(g, 6, 2, 5, 6, g ? 2 : 5); });
+        fine(name, [&] { hessenberg(g, 6, 2, 5, 6, g ? 3 : 6); });
+        fine(name, [&] { hessenberg(g, 0, 1, 0, 1, 1); });
+    }
+    std::vector<R> rw(64);
+    auto geev = [&](const char* jl, const char* jr, int n, int lda, int ldvl, int ldvr, int lwork) {
+        std::vector<T> x = a;
+        if constexpr (std::is_floating_point_v<T>)
+            F(geev)
+            (jl, jr, &n, x.data(), &lda, b.data(), b.data() + 16, w.data(), &ldvl, w.data() + 64,
+             &ldvr, w.data() + 128, &lwork, &info, 1, 1);
+        else
+            F(geev)
+            (jl, jr, &n, x.data(), &lda, b.data(), w.data(), &ldvl, w.data() + 64, &ldvr,
+             w.data() + 128, &lwork, rw.data(), &info, 1, 1);
+    };
+    const int shift = std::is_floating_point_v<T> ? 0 : 1;             // positions after lda
+    const int withVectors = shift ? 8 : 16, without = shift ? 8 : 12;  // lwork minimums at n = 4
+    arg("GEEV", 1, true, [&] { geev("X", "N", 4, 4, 1, 1, 64); });
+    arg("GEEV", 2, true, [&] { geev("N", "X", 4, 4, 1, 1, 64); });
+    arg("GEEV", 3, true, [&] { geev("N", "N", -1, 4, 1, 1, 64); });
+    arg("GEEV", 5, true, [&] { geev("N", "N", 4, 3, 1, 1, 64); });
+    arg("GEEV", 9 - shift, true, [&] { geev("N", "N", 4, 4, 0, 1, 64); });
+    arg("GEEV", 9 - shift, true, [&] { geev("V", "N", 4, 4, 3, 1, 64); });
+    arg("GEEV", 11 - shift, true, [&] { geev("N", "N", 4, 4, 1, 0, 64); });
+    arg("GEEV", 11 - shift, true, [&] { geev("N", "V", 4, 4, 1, 3, -1); });  // before the query
+    arg("GEEV", 13 - shift, true, [&] { geev("V", "N", 4, 4, 4, 1, withVectors - 1); });
+    arg("GEEV", 13 - shift, true, [&] { geev("N", "V", 4, 4, 1, 4, withVectors - 1); });
+    arg("GEEV", 13 - shift, true, [&] { geev("N", "N", 4, 4, 1, 1, without - 1); });
+    fine("GEEV", [&] { geev("v", "V", 4, 4, 4, 4, withVectors); });
+    fine("GEEV", [&] { geev("N", "n", 4, 4, 1, 1, without); });
+    fine("GEEV", [&] { geev("N", "N", 0, 1, 1, 1, 1); });
 #undef Q
     // Least squares, on fresh copies of a nonsingular A and a B of full row rank. gels takes 'N'
     // and 'T' (real) or 'C' (complex); its lwork >= mn + max(mn, nrhs), mn = min(m, n).

@@ -676,6 +676,157 @@ void checkGglse(int m, int n, int p) {
     expect(both(f, g, x, hx, hostInfo) == 2 && hostInfo == 2, what + " (A; B) rank");
 }
 
+// ---- the nonsymmetric eigenproblem --------------------------------------------------------------
+
+// gehrd of an n x n matrix that is triangular outside rows and columns ilo ... ihi (as balancing
+// leaves it), then orghr/unghr: Q orthonormal and Q H Q^H = A (H upper Hessenberg), tau zero
+// outside ilo ... ihi - 1 as the host's; a workspace query gets the host LAPACK's answer.
+template <typename T>
+void checkHessenberg(int n, int ilo, int ihi) {
+    const std::string what =
+        label<T>("gehrd", n) + " ilo=" + std::to_string(ilo) + " ihi=" + std::to_string(ihi);
+    std::vector<T> a = random<T>(int64_t(n) * n);
+    for (int j = 0; j < n; ++j)
+        for (int i = j + 1; i < n; ++i)
+            if (j < ilo - 1 || i > ihi - 1) a[i + int64_t(j) * n] = T(0);
+    std::vector<T> f = a, tau(n), hf = a, htau(n), work(64 * int64_t(n));
+    int lwork = int(work.size()), hostInfo = -1;
+    zuliEmuResetCounters();
+    int info = LAPACKE(T, gehrd)(LAPACK_COL_MAJOR, n, ilo, ihi, f.data(), n, tau.data());
+    const int nh = ihi - ilo + 1;
+    expectWhere(order3(n, nh, nh), what);
+    HOST(T, gehrd)(&n, &ilo, &ihi, hf.data(), &n, htau.data(), work.data(), &lwork, &hostInfo);
+    bool tauZero = true;
+    for (int i = 0; i < n - 1; ++i)
+        if (i < ilo - 1 || i >= ihi - 1) tauZero &= tau[i] == T(0) && htau[i] == T(0);
+    std::vector<T> q = f;
+    zuliEmuResetCounters();
+    info |= ORTHO(T, ghr)(LAPACK_COL_MAJOR, n, ilo, ihi, q.data(), n, tau.data());
+    expectWhere(nh - 1, what + " orghr");
+    // Q H Q^H - A and Q^H Q - I.
+    std::vector<W> qh(int64_t(n) * n, W(0));
+    for (int j = 0; j < n; ++j)
+        for (int l = 0; l <= std::min(j + 1, n - 1); ++l)
+            for (int i = 0; i < n; ++i) qh[i + int64_t(j) * n] += at(q, n, i, l) * at(f, n, l, j);
+    double residual = 0, gram = 0;
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) {
+            W r = -at(a, n, i, j), g = i == j ? W(-1) : W(0);
+            for (int l = 0; l < n; ++l) {
+                r += qh[i + int64_t(l) * n] * std::conj(at(q, n, j, l));
+                g += std::conj(at(q, n, l, i)) * at(q, n, l, j);
+            }
+            residual = std::max(residual, std::abs(r)), gram = std::max(gram, std::abs(g));
+        }
+    expect(info == 0 && hostInfo == 0 && tauZero &&
+               residual / (n * norm1(a, n, n, n) * eps<T>()) < 30 && gram / (n * eps<T>()) < 30,
+           what + " Q H Q^H = A");
+    T answer{}, hostAnswer{};
+    lwork = -1, info = hostInfo = -1;
+    FORTRAN(T, gehrd)(&n, &ilo, &ihi, q.data(), &n, tau.data(), &answer, &lwork, &info);
+    HOST(T, gehrd)(&n, &ilo, &ihi, q.data(), &n, tau.data(), &hostAnswer, &lwork, &hostInfo);
+    expect(info == 0 && hostInfo == 0 && answer == hostAnswer, what + " workspace query");
+}
+
+// geev on a random n x n matrix with each choice of vectors, against the host LAPACK: the
+// eigenvalues the host's as a set (each matched to a distinct host eigenvalue within 100 n ||A||
+// eps), and LAPACK's residual ratios ||A v - lambda v|| / (n ||A|| eps) for the right vectors and
+// ||u^H A - lambda u^H|| / (n ||A|| eps) for the left ones, of norm 1.
+template <typename T>
+void checkGeev(int n) {
+    const std::string what = label<T>("geev", n);
+    const std::vector<T> a = random<T>(int64_t(n) * n);
+    const double anorm = norm1(a, n, n, n);
+    constexpr bool real = std::is_floating_point_v<T>;
+    // Eigenvalues and vectors as complex ones: a real pair j, j + 1 is column j +- i column j + 1.
+    auto values = [&](const std::vector<T>& w, const std::vector<T>& wi) {
+        std::vector<W> l(n);
+        for (int j = 0; j < n; ++j)
+            l[j] = real ? W(std::real(W(w[j])), std::real(W(wi[j]))) : W(w[j]);
+        return l;
+    };
+    auto vector = [&](const std::vector<T>& v, const std::vector<W>& l, int j, int i) {
+        if (!real || l[j].imag() == 0) return at(v, n, i, j);
+        const bool first = l[j].imag() > 0;
+        const int c = first ? j : j - 1;
+        const W z(std::real(at(v, n, i, c)), std::real(at(v, n, i, c + 1)));
+        return first ? z : std::conj(z);
+    };
+    auto run = [&](auto geev, char jobvl, char jobvr, std::vector<T>& w, std::vector<T>& wi,
+                   std::vector<T>& vl, std::vector<T>& vr) {
+        std::vector<T> f = a;
+        if constexpr (real)
+            return geev(LAPACK_COL_MAJOR, jobvl, jobvr, n, f.data(), n, w.data(), wi.data(),
+                        vl.data(), n, vr.data(), n);
+        else
+            return geev(LAPACK_COL_MAJOR, jobvl, jobvr, n, f.data(), n, w.data(), vl.data(), n,
+                        vr.data(), n);
+    };
+    // A Fortran geev (the drop-in's or the host's) on a copy of A, jobvl = jobvr = job.
+    auto fortran = [&](auto geev, char job, T* w, T* wi, T* vl, T* vr, T* work, int lwork) {
+        std::vector<T> f = a;
+        std::vector<Real<T>> rwork(2 * n);
+        int info = -1;
+        if constexpr (real)
+            geev(&job, &job, &n, f.data(), &n, w, wi, vl, &n, vr, &n, work, &lwork, &info, 1, 1);
+        else
+            geev(&job, &job, &n, f.data(), &n, w, vl, &n, vr, &n, work, &lwork, rwork.data(), &info,
+                 1, 1);
+        return info;
+    };
+    std::vector<T> hw(n), hwi(n), hvl(int64_t(n) * n), hvr(int64_t(n) * n), work(64 * int64_t(n));
+    expect(fortran(HOST(T, geev), 'N', hw.data(), hwi.data(), hvl.data(), hvr.data(), work.data(),
+                   int(work.size())) == 0,
+           what + " host");
+    const std::vector<W> hl = values(hw, hwi);
+    for (auto [jobvl, jobvr] :
+         {std::pair{'V', 'V'}, std::pair{'N', 'V'}, std::pair{'V', 'N'}, std::pair{'N', 'N'}}) {
+        const std::string job = what + " " + jobvl + jobvr;
+        std::vector<T> w(n), wi(n), vl(int64_t(n) * n), vr(int64_t(n) * n);
+        zuliEmuResetCounters();
+        const int info = run(LAPACKE(T, geev), jobvl, jobvr, w, wi, vl, vr);
+        expectWhere(n, job);
+        const std::vector<W> l = values(w, wi);
+        std::vector<bool> used(n);
+        bool matched = true;
+        for (int j = 0; j < n; ++j) {
+            int best = -1;
+            for (int k = 0; k < n; ++k)
+                if (!used[k] && (best < 0 || std::abs(l[j] - hl[k]) < std::abs(l[j] - hl[best])))
+                    best = k;
+            used[best] = true;
+            matched &= std::abs(l[j] - hl[best]) < 100 * n * anorm * eps<T>();
+        }
+        double worst = 0, unit = 0;
+        for (int side = 0; side < 2; ++side) {
+            if ((side ? jobvr : jobvl) != 'V') continue;
+            const std::vector<T>& v = side ? vr : vl;
+            for (int j = 0; j < n; ++j) {
+                double r = 0, norm = 0;
+                for (int i = 0; i < n; ++i) {
+                    // right: (A v)_i - lambda v_i; left: (A^H u)_i - conj(lambda) u_i.
+                    W s = -(side ? l[j] : std::conj(l[j])) * vector(v, l, j, i);
+                    for (int k = 0; k < n; ++k)
+                        s += (side ? at(a, n, i, k) : std::conj(at(a, n, k, i))) *
+                             vector(v, l, j, k);
+                    r += std::abs(s), norm += std::norm(vector(v, l, j, i));
+                }
+                worst = std::max(worst, r), unit = std::max(unit, std::abs(std::sqrt(norm) - 1));
+            }
+        }
+        expect(info == 0 && matched && worst / (n * anorm * eps<T>()) < 30 &&
+                   unit / (n * eps<T>()) < 30,
+               job);
+    }
+    // A workspace query gets the host LAPACK's answer.
+    T answer{}, hostAnswer{};
+    const int query = fortran(FORTRAN(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
+                              &answer, -1),
+              hostQuery = fortran(HOST(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
+                                  &hostAnswer, -1);
+    expect(query == 0 && hostQuery == 0 && answer == hostAnswer, what + " workspace query");
+}
+
 // The reflector and the rotations against the host LAPACK on the same data: x of n^2 elements
 // (size n, as an n x n utility), lasr on an n x n matrix for every side, pivot and direction.
 template <typename T>
@@ -924,6 +1075,17 @@ int main() {
     for (auto [m, n, p] : {std::tuple{10, 8, 3}, std::tuple{60, 50, 20}}) {
         checkGglse<float>(m, n, p), checkGglse<double>(m, n, p);
         checkGglse<std::complex<float>>(m, n, p), checkGglse<std::complex<double>>(m, n, p);
+    }
+    // The nonsymmetric eigenproblem: the host LAPACK's at 8, the library's at 60 (ilo ... ihi a
+    // part of the matrix, as balancing leaves it, at 60 only).
+    for (auto [n, ilo, ihi] : {std::tuple{8, 1, 8}, std::tuple{60, 1, 60}, std::tuple{60, 5, 52}}) {
+        checkHessenberg<float>(n, ilo, ihi), checkHessenberg<double>(n, ilo, ihi);
+        checkHessenberg<std::complex<float>>(n, ilo, ihi);
+        checkHessenberg<std::complex<double>>(n, ilo, ihi);
+    }
+    for (int n : {8, 60}) {
+        checkGeev<float>(n), checkGeev<double>(n);
+        checkGeev<std::complex<float>>(n), checkGeev<std::complex<double>>(n);
     }
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
