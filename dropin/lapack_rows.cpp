@@ -271,8 +271,8 @@ int64_t ggrqfSize(int64_t m, int64_t p, int64_t n) {
     return order3(n, 1, (m + p) * std::min(m, n) + p * std::min(p, n));
 }
 
-// ---- the nonsymmetric eigenproblem: LAPACK's checks with its workspace minimums; a query goes to
-// the host LAPACK as in the QR family.
+// ---- the nonsymmetric eigenproblem: LAPACK's checks with its workspace minimums; a query is
+// answered with the minimum, as in the QR family.
 
 // gehrd and orghr/unghr: n, the range ilo ... ihi, lda, and lwork >= max(1, minimum) (gehrd n,
 // orghr the ihi - ilo reflectors).
@@ -288,6 +288,10 @@ int hessenbergCheck(int n, int ilo, int ihi, int lda, int lwork, int minimum) {
 // geev: jobvl and jobvr 'N' or 'V'; ldvl, ldvr >= 1 and >= n where the vectors are wanted. The real
 // routines need lwork >= 4n with vectors, 3n without (positions 9, 11, 13), the complex ones 2n
 // (positions 8, 10, 12); 1 for n = 0.
+int geevMinimum(const char* jobvl, const char* jobvr, int n, bool complex) {
+    const bool vectors = same(jobvl, 'V') || same(jobvr, 'V');
+    return n == 0 ? 1 : complex ? 2 * n : vectors ? 4 * n : 3 * n;
+}
 int geevCheck(const char* jobvl, const char* jobvr, int n, int lda, int ldvl, int ldvr, int lwork,
               bool complex) {
     const bool vl = same(jobvl, 'V'), vr = same(jobvr, 'V');
@@ -298,19 +302,17 @@ int geevCheck(const char* jobvl, const char* jobvr, int n, int lda, int ldvl, in
     if (lda < std::max(1, n)) return 5;
     if (ldvl < 1 || (vl && ldvl < n)) return 9 - shift;
     if (ldvr < 1 || (vr && ldvr < n)) return 11 - shift;
-    const int minimum = n == 0 ? 1 : complex ? 2 * n : (vl || vr) ? 4 * n : 3 * n;
-    if (lwork != -1 && lwork < minimum) return 13 - shift;
+    if (lwork != -1 && lwork < geevMinimum(jobvl, jobvr, n, complex)) return 13 - shift;
     return 0;
 }
 
-// geev calls that the library does not serve: invalid ones (checked before, and not to be read), a
-// workspace query, and a matrix with a NaN or an infinity, which LAPACK's balancing reports to
+// geev calls that the library does not serve: invalid ones (checked before, and not to be read) and
+// a matrix with a NaN or an infinity, which LAPACK's balancing reports to
 // xerbla_ (the library reduces it unbalanced instead); one pass over A, against geev's n^3.
 template <typename P>
 bool geevOnHost(const char* jobvl, const char* jobvr, int n, const P* a, int lda, int ldvl,
                 int ldvr, int lwork) {
-    if (geevCheck(jobvl, jobvr, n, lda, ldvl, ldvr, lwork, !std::is_floating_point_v<P>) != 0 ||
-        lwork == -1)
+    if (geevCheck(jobvl, jobvr, n, lda, ldvl, ldvr, lwork, !std::is_floating_point_v<P>) != 0)
         return true;
     for (int64_t j = 0; j < n; ++j)
         for (int64_t i = 0; i < n; ++i) {
@@ -761,8 +763,10 @@ ZULI_DROPIN(ALL, gehrd,
              const int* lwork, int* info),
             (n, ilo, ihi, a, lda, tau, work, lwork, info), gehrd, (*n, *ilo, *ihi, a, *lda, tau),
             .lapack(Family::Qr, order3(*n, *ihi - *ilo + 1, *ihi - *ilo + 1), info)
-                .check([&] { return hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *n); })
-                .hostWhen(*lwork == -1)
+                .check([&] {
+                    return answerQuery(hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *n), work,
+                                       *lwork, std::max(1, *n));
+                })
                 .library(library, {1, 2, 3, 0, 5, 0}))
 
 // The Q of gehrd: the real routine orghr, the complex unghr (LIST REAL or COMPLEX).
@@ -773,8 +777,10 @@ ZULI_DROPIN(ALL, gehrd,
          P* work, const int* lwork, int* info),                                                \
         (n, ilo, ihi, a, lda, tau, work, lwork, info), NAME, (*n, *ilo, *ihi, a, *lda, tau),   \
         .lapack(Family::Qr, *ihi - *ilo, info)                                                 \
-            .check([&] { return hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *ihi - *ilo); }) \
-            .hostWhen(*lwork == -1)                                                            \
+            .check([&] {                                                                       \
+                return answerQuery(hessenbergCheck(*n, *ilo, *ihi, *lda, *lwork, *ihi - *ilo), \
+                                   work, *lwork, std::max(1, *ihi - *ilo));                    \
+            })                                                                                 \
             .library(library, {1, 2, 3, 0, 5, 0}))
 // sorghr_ dorghr_ cunghr_ zunghr_
 ZULI_DROPIN_HESSENBERG_Q(REAL, orghr)
@@ -790,7 +796,9 @@ ZULI_DROPIN(REAL, geev,
             geev, (*jobvl, *jobvr, *n, a, *lda, wr, wi, vl, *ldvl, vr, *ldvr),
             .lapack(Family::Qr, *n, info)
                 .check([&] {
-                    return geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, false);
+                    return answerQuery(
+                        geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, false), work,
+                        *lwork, geevMinimum(jobvl, jobvr, *n, false));
                 })
                 .hostWhen(geevOnHost(jobvl, jobvr, *n, a, *lda, *ldvl, *ldvr, *lwork))
                 .library(library, {1, 2, 3, 0, 5, 0, 0, 0, 9, 0, 11}))
@@ -805,7 +813,9 @@ ZULI_DROPIN(COMPLEX, geev,
             geev, (*jobvl, *jobvr, *n, a, *lda, w, vl, *ldvl, vr, *ldvr),
             .lapack(Family::Qr, *n, info)
                 .check([&] {
-                    return geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, true);
+                    return answerQuery(
+                        geevCheck(jobvl, jobvr, *n, *lda, *ldvl, *ldvr, *lwork, true), work, *lwork,
+                        geevMinimum(jobvl, jobvr, *n, true));
                 })
                 .hostWhen(geevOnHost(jobvl, jobvr, *n, a, *lda, *ldvl, *ldvr, *lwork))
                 .library(library, {1, 2, 3, 0, 5, 0, 0, 8, 0, 10}))

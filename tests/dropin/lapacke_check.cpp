@@ -680,7 +680,7 @@ void checkGglse(int m, int n, int p) {
 
 // gehrd of an n x n matrix that is triangular outside rows and columns ilo ... ihi (as balancing
 // leaves it), then orghr/unghr: Q orthonormal and Q H Q^H = A (H upper Hessenberg), tau zero
-// outside ilo ... ihi - 1 as the host's; a workspace query gets the host LAPACK's answer.
+// outside ilo ... ihi - 1 as the host's; a workspace query gets LAPACK's minimum, n.
 template <typename T>
 void checkHessenberg(int n, int ilo, int ihi) {
     const std::string what =
@@ -721,11 +721,10 @@ void checkHessenberg(int n, int ilo, int ihi) {
     expect(info == 0 && hostInfo == 0 && tauZero &&
                residual / (n * norm1(a, n, n, n) * eps<T>()) < 30 && gram / (n * eps<T>()) < 30,
            what + " Q H Q^H = A");
-    T answer{}, hostAnswer{};
-    lwork = -1, info = hostInfo = -1;
+    T answer{};
+    lwork = -1, info = -1;
     FORTRAN(T, gehrd)(&n, &ilo, &ihi, q.data(), &n, tau.data(), &answer, &lwork, &info);
-    HOST(T, gehrd)(&n, &ilo, &ihi, q.data(), &n, tau.data(), &hostAnswer, &lwork, &hostInfo);
-    expect(info == 0 && hostInfo == 0 && answer == hostAnswer, what + " workspace query");
+    expect(info == 0 && std::real(W(answer)) == n, what + " workspace query");
 }
 
 // geev on a random n x n matrix with each choice of vectors, against the host LAPACK: the
@@ -818,13 +817,12 @@ void checkGeev(int n) {
                    unit / (n * eps<T>()) < 30,
                job);
     }
-    // A workspace query gets the host LAPACK's answer.
-    T answer{}, hostAnswer{};
+    // A workspace query with vectors gets LAPACK's minimum: 4n in S and D, 2n in C and Z.
+    T answer{};
     const int query = fortran(FORTRAN(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
-                              &answer, -1),
-              hostQuery = fortran(HOST(T, geev), 'V', hw.data(), hwi.data(), hvl.data(), hvr.data(),
-                                  &hostAnswer, -1);
-    expect(query == 0 && hostQuery == 0 && answer == hostAnswer, what + " workspace query");
+                              &answer, -1);
+    expect(query == 0 && std::real(W(answer)) == (std::is_floating_point_v<T> ? 4 : 2) * n,
+           what + " workspace query");
 }
 
 // The reflector and the rotations against the host LAPACK on the same data: x of n^2 elements

@@ -1,5 +1,5 @@
 """NumPy as Debian ships it (it calls the system LAPACK), with the drop-in library in place of the
-system LAPACK: solve, inv, cholesky, det and qr in every precision give what NumPy gives without it,
+system LAPACK: solve, inv, cholesky, det, qr and eig in every precision give what NumPy gives without it,
 and the emulated GPU's counters show that the library did the work.
 
     numpy_check.py <libzuli_dropin_emu.so> [--alternative]
@@ -43,6 +43,8 @@ OPERATIONS = {
     "det": lambda a, b, spd: np.array(np.linalg.det(a / N)),  # of order 1
     # Q R and Q^H Q: A and I whoever factors (Q and R themselves depend on rounding).
     "qr": lambda a, b, spd: (lambda q, r: np.concatenate([q @ r, q.conj().T @ q]))(*np.linalg.qr(a)),
+    # V diag(w) V^-1: A whoever solves (the order of w and the scaling of V depend on rounding).
+    "eig": lambda a, b, spd: (lambda w, v: v @ np.diag(w) @ np.linalg.inv(v))(*np.linalg.eig(a)),
 }
 
 
