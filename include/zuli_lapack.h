@@ -205,5 +205,6 @@ static_assert(sizeof(zuliComplexDouble) == sizeof(std::complex<double>) &&
 #include "zuli_lapack_householder.h"
 #include "zuli_lapack_solvers.h"
 #include "zuli_lapack_orthogonal.h"
+#include "zuli_lapack_eigen.h"
 
 #endif /* ZULI_LAPACK_H */

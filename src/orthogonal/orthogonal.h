@@ -1,6 +1,6 @@
-// orthogonal.h - the device-interface bodies of the orthogonal factorizations and of the
-// generation and application of their Q, for routines that run one another nested (least
-// squares, the SVD and the eigensolvers). Each routine's file also holds its host-interface body
+// orthogonal.h - the device-interface bodies of the orthogonal factorizations, of the generation
+// and application of their Q and of the bidiagonal reduction, for routines that run one another
+// nested (least squares, the SVD and the eigensolvers). Each routine's file also holds its host-interface body
 // (host::name) and its export row; the complex members are exported under LAPACK's complex names
 // (ungqr, unmqr, ...) and run the same templates.
 //
@@ -50,5 +50,14 @@ void ormql(const CallContext& ctx, char side, char trans, int m, int n, int k, c
 template <typename T>
 void ormrq(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
            const T* tau, T* c, int ldc);
+
+// ---- bidiagonal reduction (bidiagonal.cpp) ------------------------------------------------------
+
+// d and e are real: min(m, n) and min(m, n) - 1 elements.
+template <typename T>
+void gebrd(const CallContext& ctx, int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e,
+           T* tauq, T* taup);
+template <typename T>
+void orgbr(const CallContext& ctx, char vect, int m, int n, int k, T* a, int lda, const T* tau);
 
 }  // namespace zuli

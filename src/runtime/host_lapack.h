@@ -18,6 +18,7 @@
 #include <lapack.h>
 #include <cblas.h>
 
+#include <cstdint>
 #include <type_traits>
 
 // Calls LAPACK_<p>name(args...) with p the precision prefix (s, d, c, z) of T.
@@ -194,6 +195,51 @@ void larfg(int n, T* alpha, T* x, int incx, T* tau) {
     ZULI_LAPACK(T, larfg, &n, alpha, x, &incx, tau);
 }
 
+// ---- two-sided reductions and their Q ------------------------------------------------------
+// Bidiagonal (gebrd) and tridiagonal (sytrd / hetrd) reduction, the generation of their Q and P^H
+// (orgbr / ungbr, orgtr / ungtr) and the application of the tridiagonal Q (ormtr / unmtr). d and
+// e are real for every precision.
+
+template <typename T>
+int gebrd(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq, T* taup, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gebrd, &m, &n, a, &lda, d, e, tauq, taup, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int sytrd(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sytrd, hetrd, &uplo, &n, a, &lda, d, e, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgbr(char vect, int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgbr, ungbr, &vect, &m, &n, &k, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgtr(char uplo, int n, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgtr, ungtr, &uplo, &n, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+// trans as for ormqr: 'N', or 'T' for the real types and 'C' for the complex ones.
+template <typename T>
+int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, const T* tau, T* c,
+          int ldc, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, ormtr, unmtr, &side, &uplo, &trans, &m, &n, a, &lda, tau, c, &ldc, work,
+                   &lwork, &info);
+    return info;
+}
+
 // ---- band factorizations and the unblocked steps of the blocked forms -----------------------
 
 template <typename T>
@@ -246,6 +292,13 @@ ToRealT<T> lange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work)
     return ZULI_LAPACK(T, lange, &norm, &m, &n, a, &lda, work);
 }
 
+// x = conj(x) for n elements with increment incx (LAPACK's lacgv; nothing for the real types).
+template <typename T>
+void lacgv(int n, T* x, int incx) {
+    if constexpr (IsComplexV<T>)
+        for (int i = 0; i < n; ++i) x[int64_t(i) * incx].im = -x[int64_t(i) * incx].im;
+}
+
 // Machine parameters ('E' eps, 'S' safe minimum, 'O' overflow, ...) of the real type R.
 template <typename R>
 R lamch(char cmach) {
@@ -253,6 +306,70 @@ R lamch(char cmach) {
         return LAPACK_slamch(&cmach);
     else
         return LAPACK_dlamch(&cmach);
+}
+
+// ---- host BLAS: the level-1 and level-2 steps of the host panels --------------------------
+// Column-major; trans is 'N', 'T' or 'C' ('C' is 'T' for the real types).
+
+namespace detail {
+inline CBLAS_TRANSPOSE cblasTrans(char trans) {
+    return trans == 'N' ? CblasNoTrans : (trans == 'T' ? CblasTrans : CblasConjTrans);
+}
+}  // namespace detail
+
+template <typename T>
+void gemv(char trans, int m, int n, T alpha, const T* a, int lda, const T* x, int incx, T beta,
+          T* y, int incy) {
+    const CBLAS_TRANSPOSE t = detail::cblasTrans(trans);
+    if constexpr (std::is_same_v<T, float>)
+        cblas_sgemv(CblasColMajor, t, m, n, alpha, a, lda, x, incx, beta, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dgemv(CblasColMajor, t, m, n, alpha, a, lda, x, incx, beta, y, incy);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_cgemv(CblasColMajor, t, m, n, &alpha, a, lda, x, incx, &beta, y, incy);
+    else
+        cblas_zgemv(CblasColMajor, t, m, n, &alpha, a, lda, x, incx, &beta, y, incy);
+}
+
+template <typename T>
+void scal(int n, T alpha, T* x, int incx) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_sscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_cscal(n, &alpha, x, incx);
+    else
+        cblas_zscal(n, &alpha, x, incx);
+}
+
+template <typename T>
+void axpy(int n, T alpha, const T* x, int incx, T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_saxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_daxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_caxpy(n, &alpha, x, incx, y, incy);
+    else
+        cblas_zaxpy(n, &alpha, x, incx, y, incy);
+}
+
+// x^H y (x^T y for the real types).
+template <typename T>
+T dotc(int n, const T* x, int incx, const T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        return cblas_sdot(n, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        return cblas_ddot(n, x, incx, y, incy);
+    else {
+        T r{};
+        if constexpr (std::is_same_v<T, Complex<float>>)
+            cblas_cdotc_sub(n, x, incx, y, incy, &r);
+        else
+            cblas_zdotc_sub(n, x, incx, y, incy, &r);
+        return r;
+    }
 }
 
 }  // namespace zuli::lapack
