@@ -43,6 +43,17 @@ void lat2(const CallContext& ctx, char uplo, int n, const From* a, int lda, To* 
 
 // ---- Householder and rotation routines (householder.cpp) -----------------------------------
 
+bool larfgArguments(int n, const void* alpha, const void* x, int incx, const void* tau);
+// Returns whether there is a rotation to apply (pivot 'V', and m resp. n above 1).
+bool lasrArguments(char& side, char& pivot, char& direct, int m, int n, const void* c,
+                   const void* s, const void* a, int lda);
+bool lar2vArguments(int n, const void* x, const void* y, const void* z, int incx, const void* c,
+                    const void* s, int incc);
+bool largvArguments(int n, const void* x, int incx, const void* y, int incy, const void* c,
+                    int incc);
+bool lartvArguments(int n, const void* x, int incx, const void* y, int incy, const void* c,
+                    const void* s, int incc);
+
 // The rows of V that larfb reads (m for storev 'C' with side 'L', n for 'C' with 'R', k for 'R';
 // at least 1), which ldv must reach.
 int larfbRowsOfV(char side, char storev, int m, int n, int k);
@@ -55,5 +66,23 @@ bool larfbArguments(char& side, char& trans, char& direct, char& storev, int m, 
 template <typename T>
 void larfb(const CallContext& ctx, char side, char trans, char direct, char storev, int m, int n,
            int k, const T* v, int ldv, const T* t, int ldt, T* c, int ldc);
+
+// The device routines of the reflector and rotation kernels, arguments checked as the exported
+// ones check them; each launches its kernel on the legacy default stream. Code that keeps its
+// rotations on the device and runs on a stream of its own calls the launchers of
+// kernels/householder.h directly (launchLasr and kin take device c and s arrays and a stream).
+template <typename T>
+void larfg(const CallContext& ctx, int n, T* alpha, T* x, int incx, T* tau);
+template <typename T>
+void lasr(const CallContext& ctx, char side, char pivot, char direct, int m, int n,
+          const ToRealT<T>* c, const ToRealT<T>* s, T* a, int lda);
+template <typename T>
+void lar2v(const CallContext& ctx, int n, T* x, T* y, T* z, int incx, const ToRealT<T>* c,
+           const T* s, int incc);
+template <typename T>
+void largv(const CallContext& ctx, int n, T* x, int incx, T* y, int incy, ToRealT<T>* c, int incc);
+template <typename T>
+void lartv(const CallContext& ctx, int n, T* x, int incx, T* y, int incy, const ToRealT<T>* c,
+           const T* s, int incc);
 
 }  // namespace zuli

@@ -1,8 +1,8 @@
 // orthogonal.h - the device-interface bodies of the orthogonal factorizations, of the generation
-// and application of their Q and of the bidiagonal reduction, for routines that run one another
-// nested (least squares, the SVD and the eigensolvers). Each routine's file also holds its host-interface body
-// (host::name) and its export row; the complex members are exported under LAPACK's complex names
-// (ungqr, unmqr, ...) and run the same templates.
+// and application of their Q, of the least-squares routines and of the bidiagonal reduction, for
+// routines that run one another nested (least squares, the SVD and the eigensolvers). Each
+// routine's file also holds its host-interface body (host::name) and its export row; the complex
+// members are exported under LAPACK's complex names (ungqr, unmqr, ...) and run the same templates.
 //
 // Pointers are device pointers; tau holds min(m, n) (factorizations) or k scalars. Every body
 // begins with its argument checks and raises every failure as an exception (a positive info of a
@@ -50,6 +50,20 @@ void ormql(const CallContext& ctx, char side, char trans, int m, int n, int k, c
 template <typename T>
 void ormrq(const CallContext& ctx, char side, char trans, int m, int n, int k, const T* a, int lda,
            const T* tau, T* c, int ldc);
+
+// ---- least squares (least_squares.cpp) ----------------------------------------------------------
+
+template <typename T>
+void gels(const CallContext& ctx, char trans, int m, int n, int nrhs, T* a, int lda, T* b, int ldb);
+template <typename T>
+void geqrs(const CallContext& ctx, int m, int n, int nrhs, const T* a, int lda, const T* tau, T* b,
+           int ldb);
+template <typename T>
+void ggrqf(const CallContext& ctx, int m, int p, int n, T* a, int lda, T* taua, T* b, int ldb,
+           T* taub);
+template <typename T>
+void gglse(const CallContext& ctx, int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d,
+           T* x);
 
 // ---- bidiagonal reduction (bidiagonal.cpp) ------------------------------------------------------
 

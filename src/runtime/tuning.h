@@ -74,6 +74,15 @@ constexpr int reductionHostOrder() {
     return IsComplexV<T> ? 192 : 256;
 }
 
+// The Hessenberg reduction (gehrd) reduces panels of this many columns, whatever the precision
+// and device: its panels are latency-bound (one matrix-vector product on the GPU per column), so
+// a wider panel gains little on the GPU and costs host work. Panels are taken while more than
+// kHessenbergHostColumns columns of the active block follow them; the remaining columns (a whole
+// active block of at most kHessenbergHostColumns + 1) are reduced on the host in one piece: the
+// same split as LAPACK's gehrd, whose blocked steps the hybrid replaces.
+inline constexpr int kHessenbergBlockSize = 32;
+inline constexpr int kHessenbergHostColumns = 128;
+
 // The LU inverse works on block columns of this width, whatever the precision and device.
 inline constexpr int kInverseBlockSize = 64;
 

@@ -31,7 +31,10 @@ constexpr double epsilon() {
 }
 
 // A column-major m x n host matrix with leading dimension ld, random entries in [-1, 1] (both
-// parts for complex).
+// parts for complex). `data` holds exactly ld x n elements (device copies are made from it, and
+// the emulator catches a routine that strays past them), but its allocation, copies included,
+// reaches one column further: the host LAPACK's row reflectors read up to there when the matrix
+// is a reference computation's operand (zuli::lapack::reflectorSlack).
 template <typename T>
 struct Matrix {
     int m = 0, n = 0, ld = 1;
@@ -41,13 +44,32 @@ struct Matrix {
         std::uniform_real_distribution<double> u(-1.0, 1.0);
         for (T& v : data) v = makeScalar<T>(u(rng), u(rng));
     }
-    Matrix(int rows, int cols, int leading)
-        : m(rows), n(cols), ld(leading), data(size_t(std::max(1, leading)) * std::max(1, cols)) {}
+    Matrix(int rows, int cols, int leading) : m(rows), n(cols), ld(leading) {
+        const size_t size = size_t(std::max(1, leading)) * std::max(1, cols);
+        reserveSlack(size);
+        data.resize(size);
+    }
     Matrix(int rows, int cols, std::mt19937& rng) : Matrix(rows, cols, std::max(1, rows), rng) {}
+    Matrix(const Matrix& other) : m(other.m), n(other.n), ld(other.ld) {
+        reserveSlack(other.data.size());
+        data = other.data;
+    }
+    Matrix(Matrix&&) noexcept = default;
+    Matrix& operator=(const Matrix& other) {
+        if (this != &other) *this = Matrix(other);
+        return *this;
+    }
+    Matrix& operator=(Matrix&&) noexcept = default;
 
     T& operator()(int i, int j) { return data[size_t(i) + size_t(j) * ld]; }
     const T& operator()(int i, int j) const { return data[size_t(i) + size_t(j) * ld]; }
     T* ptr() { return data.data(); }
+
+  private:
+    size_t slack() const { return size_t(zuli::lapack::reflectorSlack<T>(std::max(1, ld))); }
+    void reserveSlack(size_t elements) { data.reserve(elements + slack()); }
+
+  public:
     // Adds `shift` to the diagonal: diagonally dominant, well conditioned.
     Matrix& shiftDiagonal(double shift) {
         for (int i = 0; i < std::min(m, n); ++i) (*this)(i, i) = (*this)(i, i) + T(Real<T>(shift));
@@ -91,6 +113,25 @@ double solveResidual(const Matrix<T>& a, const Matrix<T>& x, const Matrix<T>& b)
         worst = std::max(worst, r / (anorm * xn * a.n * epsilon<T>()));
     }
     return worst;
+}
+
+// op(a) op(b) with the host BLAS (op: CblasNoTrans, CblasTrans or CblasConjTrans).
+template <typename T>
+Matrix<T> product(CBLAS_TRANSPOSE ta, const Matrix<T>& a, CBLAS_TRANSPOSE tb, const Matrix<T>& b) {
+    const int m = ta == CblasNoTrans ? a.m : a.n, k = ta == CblasNoTrans ? a.n : a.m;
+    Matrix<T> c(m, tb == CblasNoTrans ? b.n : b.m, std::max(1, m));
+    const T one(1), zero(0);
+    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+        CblasColMajor, ta, tb, c.m, c.n, k, blas_test::byBlas(one), a.data.data(), a.ld,
+        b.data.data(), b.ld, blas_test::byBlas(zero), c.ptr(), c.ld);
+    return c;
+}
+
+// Calls a host LAPACK routine that takes a work array (work, lwork last) after a size query.
+template <typename T, typename Call>
+int withWork(Call call) {
+    std::vector<T> work(size_t(std::max(1, zuli::lapack::workSize<T>(call))));
+    return call(work.data(), int(work.size()));
 }
 
 // ||P A - L U|| / (max(m, n) ||A|| eps) with the max norm, from getrf's factors f and pivots piv
