@@ -367,6 +367,29 @@ int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, c
     return info;
 }
 
+// The eigenvalues of the real symmetric tridiagonal matrix (d, e), ascending in d; e is destroyed.
+template <typename R>
+int sterf(int n, R* d, R* e) {
+    int info = 0;
+    if constexpr (std::is_same_v<R, float>)
+        LAPACK_ssterf(&n, d, e, &info);
+    else
+        LAPACK_dsterf(&n, d, e, &info);
+    return info;
+}
+
+// The singular values of the real n x n bidiagonal matrix (d, e), upper or lower, descending in
+// d, with the rotations applied to VT (ncvt columns), U (nru rows) and C (ncc columns); work
+// holds 4 n reals (2 n for ncvt = nru = ncc = 0).
+template <typename T>
+int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T>* e, T* vt,
+          int ldvt, T* u, int ldu, T* c, int ldc, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, bdsqr, &uplo, &n, &ncvt, &nru, &ncc, d, e, vt, &ldvt, u, &ldu, c, &ldc, work,
+                &info);
+    return info;
+}
+
 // ---- the host BLAS (levels 1 and 2) ----------------------------------------------------------
 // trans 'N', 'T' or 'C'; uplo 'U' or 'L'; diag 'U' or 'N'.
 
