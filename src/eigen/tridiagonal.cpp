@@ -54,7 +54,9 @@ namespace zuli {
 namespace {
 
 // Elements allocated beyond the end of each piece of host staging: some of the host BLAS's
-// complex kernels load a vector register past the last element of a strided vector.
+// complex kernels load a vector register past the last element of a strided vector. The panel
+// steps' row vectors read up to one stride past their last element, which lands in the next
+// piece of the same staging.
 constexpr int64_t kSlack = 16;
 
 template <typename T>
@@ -68,7 +70,7 @@ void vectorUp(const std::vector<T>& host, int n, T* device) {
 // down, reduced with the work the host LAPACK asks for, up.
 template <typename T>
 void sytrdOnHost(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau) {
-    std::vector<T> block(size_t(n) * size_t(n));
+    std::vector<T> block(size_t(n) * size_t(n) + lapack::reflectorSlack<T>(n));
     cudalib::checkCuda(cudaMemcpy2D(block.data(), n * sizeof(T), a, int64_t(lda) * sizeof(T),
                                     n * sizeof(T), n, cudaMemcpyDeviceToHost));
     const int lwork = lapack::workSize<T>([&](T* work, int size) {
@@ -117,8 +119,8 @@ class HybridTridiagonal {
             int i0 = 0;
             for (; n_ - i0 > hostOrder; i0 += nb_) panelLower(i0);
             stage_.wait();
-            sytrdOnHost('L', n_ - i0, at(a_, lda_, i0, i0), lda_, d_.data() + i0,
-                        e_.data() + i0, tau_.data() + i0);
+            sytrdOnHost('L', n_ - i0, at(a_, lda_, i0, i0), lda_, d_.data() + i0, e_.data() + i0,
+                        tau_.data() + i0);
         }
         vectorUp(d_, n_, d);
         vectorUp(e_, n_ - 1, e);
@@ -207,8 +209,7 @@ class HybridTridiagonal {
             lapack::gemv('C', N - i - 1, i, one, W(i + 1, 0), N, v, 1, zero, W(0, i), 1);
             lapack::gemv('C', N - i - 1, i, one, A(i + 1, 0), N, v, 1, zero, scratch(), 1);
         });
-        lapack::gemv('N', N - i - 1, i, minusOne, A(i + 1, 0), N, W(0, i), 1, one, W(i + 1, i),
-                     1);
+        lapack::gemv('N', N - i - 1, i, minusOne, A(i + 1, 0), N, W(0, i), 1, one, W(i + 1, i), 1);
         lapack::gemv('N', N - i - 1, i, minusOne, W(i + 1, 0), N, scratch(), 1, one, W(i + 1, i),
                      1);
         finishW(N - i - 1, tau_[size_t(g)], W(i + 1, i), v);
@@ -452,8 +453,8 @@ CallResult orgtr(const CallContext& ctx, char uplo, int n, T* a, int lda, const 
 }
 
 template <typename T>
-CallResult ormtr(const CallContext& ctx, char side, char uplo, char trans, int m, int n,
-                 const T* a, int lda, const T* tau, T* c, int ldc) {
+CallResult ormtr(const CallContext& ctx, char side, char uplo, char trans, int m, int n, const T* a,
+                 int lda, const T* tau, T* c, int ldc) {
     if (!ormtrArguments(side, uplo, trans, m, n, a, lda, tau, c, ldc)) return {};
     const int nq = side == 'L' ? m : n;
     HostArrayMirror<T> A(ctx, nq, nq, a, lda, MirrorIn);
@@ -469,11 +470,10 @@ CallResult ormtr(const CallContext& ctx, char side, char uplo, char trans, int m
 
 }  // namespace host
 
-#define ZULI_TRIDIAGONAL_INSTANCES(T)                                                            \
-    template void sytrd<T>(const CallContext&, char, int, T*, int, ToRealT<T>*, ToRealT<T>*,   \
-                           T*);                                                                \
-    template void orgtr<T>(const CallContext&, char, int, T*, int, const T*);                  \
-    template void ormtr<T>(const CallContext&, char, char, char, int, int, const T*, int,      \
+#define ZULI_TRIDIAGONAL_INSTANCES(T)                                                             \
+    template void sytrd<T>(const CallContext&, char, int, T*, int, ToRealT<T>*, ToRealT<T>*, T*); \
+    template void orgtr<T>(const CallContext&, char, int, T*, int, const T*);                     \
+    template void ormtr<T>(const CallContext&, char, char, char, int, int, const T*, int,         \
                            const T*, T*, int);
 ZULI_INSTANTIATE(ZULI_TRIDIAGONAL_INSTANCES)
 #undef ZULI_TRIDIAGONAL_INSTANCES
@@ -486,7 +486,7 @@ ZULI_INSTANTIATE(ZULI_TRIDIAGONAL_INSTANCES)
 #define ZULI_SYTRD_ARGS (uplo, n, a, lda, d, e, tau)
 #define ZULI_ORGTR_PARAMS (char uplo, int n, P* a, int lda, const P* tau)
 #define ZULI_ORGTR_ARGS (uplo, n, a, lda, tau)
-#define ZULI_ORMTR_PARAMS                                                                        \
+#define ZULI_ORMTR_PARAMS                                                                     \
     (char side, char uplo, char trans, int m, int n, const P* a, int lda, const P* tau, P* c, \
      int ldc)
 #define ZULI_ORMTR_ARGS (side, uplo, trans, m, n, a, lda, tau, c, ldc)

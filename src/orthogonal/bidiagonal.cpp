@@ -55,7 +55,10 @@ namespace zuli {
 namespace {
 
 // Elements allocated beyond the end of each piece of host staging: some of the host BLAS's
-// complex kernels load a vector register past the last element of a strided vector.
+// complex kernels load a vector register past the last element of a strided vector. The panel
+// steps' row vectors (stride M or nb) read up to one stride past their last element; that lands
+// in the next piece of the same staging, which is allocated. The blocks the host LAPACK reduces
+// whole get one spare column (lapack::reflectorSlack), for the row reflectors of its gebrd.
 constexpr int64_t kSlack = 16;
 
 template <typename T>
@@ -128,7 +131,7 @@ class HybridBidiagonal {
         // The last block, on the host.
         stage_.wait();
         const int rows = m_ - i0, cols = n_ - i0;
-        std::vector<T> last(size_t(rows) * size_t(cols));
+        std::vector<T> last(size_t(rows) * size_t(cols) + lapack::reflectorSlack<T>(rows));
         copyDown(dA(i0, 0, 0), lda_, rows, cols, last.data(), rows);
         gebrdOnHost(rows, cols, last.data(), rows, d_.data() + i0, e_.data() + i0,
                     tauq_.data() + i0, taup_.data() + i0);
@@ -247,14 +250,13 @@ class HybridBidiagonal {
         });
         lapack::gemv('N', N - i - 1, i, minusOne, Y(i + 1, 0), N, scratch(), 1, one, Y(i + 1, i),
                      1);
-        lapack::gemv('C', i, N - i - 1, minusOne, A(0, i + 1), nb, Y(0, i), 1, one, Y(i + 1, i),
-                     1);
+        lapack::gemv('C', i, N - i - 1, minusOne, A(0, i + 1), nb, Y(0, i), 1, one, Y(i + 1, i), 1);
         lapack::scal(N - i - 1, tauq_[size_t(g)], Y(i + 1, i), 1);
         // A(i, i + 1 : N), conjugated for P's reflector: -= Y A(i, 0 : i + 1)^H + A X(i, :)^H.
         lapack::lacgv(N - i - 1, A(i, i + 1), nb);
         lapack::lacgv(i + 1, A(i, 0), M);
-        lapack::gemv('N', N - i - 1, i + 1, minusOne, Y(i + 1, 0), N, A(i, 0), M, one,
-                     A(i, i + 1), nb);
+        lapack::gemv('N', N - i - 1, i + 1, minusOne, Y(i + 1, 0), N, A(i, 0), M, one, A(i, i + 1),
+                     nb);
         lapack::lacgv(i + 1, A(i, 0), M);
         lapack::lacgv(i, X(i, 0), M);
         lapack::gemv('C', i, N - i - 1, minusOne, A(0, i + 1), nb, X(i, 0), M, one, A(i, i + 1),
@@ -271,8 +273,8 @@ class HybridBidiagonal {
             lapack::gemv('C', N - i - 1, i + 1, one, Y(i + 1, 0), N, u, nb, zero, X(0, i), 1);
             lapack::gemv('N', i, N - i - 1, one, A(0, i + 1), nb, u, nb, zero, scratch(), 1);
         });
-        lapack::gemv('N', M - i - 1, i + 1, minusOne, A(i + 1, 0), M, X(0, i), 1, one,
-                     X(i + 1, i), 1);
+        lapack::gemv('N', M - i - 1, i + 1, minusOne, A(i + 1, 0), M, X(0, i), 1, one, X(i + 1, i),
+                     1);
         lapack::gemv('N', M - i - 1, i, minusOne, X(i + 1, 0), M, scratch(), 1, one, X(i + 1, i),
                      1);
         lapack::scal(M - i - 1, taup_[size_t(g)], X(i + 1, i), 1);
@@ -309,11 +311,10 @@ class HybridBidiagonal {
         lapack::lacgv(N - i, A(i, i), nb);
         // A(i + 1 : M, i) -= A Y(i, 0 : i)^H + X A(0 : i + 1, i).
         lapack::lacgv(i, Y(i, 0), N);
-        lapack::gemv('N', M - i - 1, i, minusOne, A(i + 1, 0), M, Y(i, 0), N, one, A(i + 1, i),
-                     1);
+        lapack::gemv('N', M - i - 1, i, minusOne, A(i + 1, 0), M, Y(i, 0), N, one, A(i + 1, i), 1);
         lapack::lacgv(i, Y(i, 0), N);
-        lapack::gemv('N', M - i - 1, i + 1, minusOne, X(i + 1, 0), M, A(0, i), 1, one,
-                     A(i + 1, i), 1);
+        lapack::gemv('N', M - i - 1, i + 1, minusOne, X(i + 1, 0), M, A(0, i), 1, one, A(i + 1, i),
+                     1);
         // Q's reflector i.
         alpha = *A(i + 1, i);
         lapack::larfg(M - i - 1, &alpha, A(std::min(i + 2, M - 1), i), 1, &tauq_[size_t(g)]);
@@ -327,8 +328,8 @@ class HybridBidiagonal {
         });
         lapack::gemv('N', N - i - 1, i, minusOne, Y(i + 1, 0), N, scratch(), 1, one, Y(i + 1, i),
                      1);
-        lapack::gemv('C', i + 1, N - i - 1, minusOne, A(0, i + 1), nb, Y(0, i), 1, one,
-                     Y(i + 1, i), 1);
+        lapack::gemv('C', i + 1, N - i - 1, minusOne, A(0, i + 1), nb, Y(0, i), 1, one, Y(i + 1, i),
+                     1);
         lapack::scal(N - i - 1, tauq_[size_t(g)], Y(i + 1, i), 1);
     }
 
@@ -348,11 +349,10 @@ class HybridBidiagonal {
 
 // The whole reduction on the host: A down, the host LAPACK, A and the vectors up.
 template <typename T>
-void gebrdWholeOnHost(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq,
-                      T* taup) {
+void gebrdWholeOnHost(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq, T* taup) {
     const int k = std::min(m, n);
     const auto size = static_cast<size_t>(k);
-    std::vector<T> block(size_t(m) * size_t(n)), hq(size), hp(size);
+    std::vector<T> block(size_t(m) * size_t(n) + lapack::reflectorSlack<T>(m)), hq(size), hp(size);
     std::vector<ToRealT<T>> hd(size), he(size);
     copyDown(a, lda, m, n, block.data(), m);
     gebrdOnHost(m, n, block.data(), m, hd.data(), he.data(), hq.data(), hp.data());
@@ -450,8 +450,8 @@ void orgbr(const CallContext& ctx, char vect, int m, int n, int k, T* a, int lda
 namespace host {
 
 template <typename T>
-CallResult gebrd(const CallContext& ctx, int m, int n, T* a, int lda, ToRealT<T>* d,
-                 ToRealT<T>* e, T* tauq, T* taup) {
+CallResult gebrd(const CallContext& ctx, int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e,
+                 T* tauq, T* taup) {
     if (!gebrdArguments(m, n, a, lda, d, e, tauq, taup)) return {};
     using R = ToRealT<T>;
     const int k = std::min(m, n);
@@ -484,7 +484,7 @@ CallResult orgbr(const CallContext& ctx, char vect, int m, int n, int k, T* a, i
 
 }  // namespace host
 
-#define ZULI_BIDIAGONAL_INSTANCES(T)                                                              \
+#define ZULI_BIDIAGONAL_INSTANCES(T)                                                            \
     template void gebrd<T>(const CallContext&, int, int, T*, int, ToRealT<T>*, ToRealT<T>*, T*, \
                            T*);                                                                 \
     template void orgbr<T>(const CallContext&, char, int, int, int, T*, int, const T*);
@@ -503,6 +503,6 @@ ZULI_EXPORT(ALL, gebrd, (int m, int n, P* a, int lda, R* d, R* e, P* tauq, P* ta
 ZULI_EXPORT(REAL, orgbr, (char vect, int m, int n, int k, P* a, int lda, const P* tau),
             (vect, m, n, k, a, lda, tau))
 // zuliCungbr zuliZungbr zuliDeviceCungbr zuliDeviceZungbr
-ZULI_EXPORT_NAMED(COMPLEX, ungbr, orgbr, (char vect, int m, int n, int k, P* a, int lda,
-                                          const P* tau),
+ZULI_EXPORT_NAMED(COMPLEX, ungbr, orgbr,
+                  (char vect, int m, int n, int k, P* a, int lda, const P* tau),
                   (vect, m, n, k, a, lda, tau))
