@@ -136,10 +136,12 @@ ZULI_API zuliStatus zuliDeviceZgeev(char jobvl, char jobvr, int n, zuliDeviceCom
  * uplo 'U': Q = H(n-1) ... H(1), H(i) = I - tau(i) v v^H with v(i+1 : n) = (1, 0, ...) and
  * v(1 : i-1) above the superdiagonal in column i+1; uplo 'L': Q = H(1) ... H(n-1), v(1 : i) = (0,
  * ..., 0, 1) and v(i+2 : n) below the subdiagonal in column i. The other triangle is not
- * referenced (the host interface gives it back as it was). Matrices of order a few hundred or
- * less are reduced by the host LAPACK; larger ones by the host (panel by panel) and the GPU (the
- * products with the rest of the matrix and its rank-2k update) together, within rounding of the
- * same.
+ * referenced (the host interface gives it back as it was). Matrices of order n <= 256 (S, D) or
+ * n <= 192 (C, Z) are reduced by the host LAPACK; larger ones by the host (panels of the base block
+ * size, from the first column for 'L' and the last for 'U') and the GPU (the products with the
+ * rest of the matrix and its rank-2k update) together, the last block of at most that order by
+ * the host LAPACK. T is then that of a matrix within rounding of A (A = Q T Q^H to rounding),
+ * not LAPACK's elements bit for bit.
  * Argument errors: uplo not 'U' or 'L' -1, n < 0 -2, lda < max(1, n) -4; n = 0 returns at once
  * (null pointers accepted); a null -3, d null -5, e null -6 and tau null -7 (both accepted when
  * n = 1). */

@@ -470,9 +470,11 @@ ZULI_API zuliStatus zuliDeviceZgglse(int m, int n, int p, zuliDeviceComplexDoubl
  * reflectors as LAPACK stores them: Q = H(1) ... H(k) with H(i) = I - tauq(i) v v^H, v(i) = 1 and
  * v below the diagonal (m >= n) or the subdiagonal (m < n) of column i; P = G(1) ... G(k) with
  * G(i) = I - taup(i) u u^H, u right of the superdiagonal (m >= n) or the diagonal (m < n) of row
- * i, stored conjugated. tauq and taup receive k scalars each. Matrices with k of a few hundred or
- * less are reduced by the host LAPACK; larger ones by the host (panel by panel) and the GPU (the
- * products with the trailing matrix and its update) together, within rounding of the same.
+ * i, stored conjugated. tauq and taup receive k scalars each. Matrices with k <= 256 (S, D) or
+ * k <= 192 (C, Z) are reduced by the host LAPACK; larger ones by the host (panels of the base
+ * block size) and the GPU (the products with the trailing matrix and its two gemm updates)
+ * together, the last block of at most that order by the host LAPACK. B is then that of a matrix
+ * within rounding of A (A = Q B P^H to rounding), not LAPACK's elements bit for bit.
  * Argument errors: m < 0 -1, n < 0 -2, lda < max(1, m) -4; k = 0 returns at once (null pointers
  * accepted); a null -3, d null -5, e null -6 (accepted when k = 1), tauq null -7, taup null
  * -8. */
