@@ -270,6 +270,7 @@ TYPED_TEST(TridiagonalTyped, ArgumentTables) {
                                    : sytrd(api, r.uplo, r.n, da, r.lda, dd, de, dt),
                           info == 0 ? zuliNoError : zuliArgumentError);
                 EXPECT_EQ(zuliGetErrorInfo(), info);
+                dev.download();
                 if (r.n == 0) blas_test::expectNoWork();
             }
     struct Apply {
