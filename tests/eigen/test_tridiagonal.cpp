@@ -98,10 +98,11 @@ TYPED_TEST_SUITE(TridiagonalTyped, AllPrecisions);
 
 // sytrd and orgtr against the host LAPACK's on the same matrix, both triangles: the host-only
 // path (n up to reductionHostOrder), one panel and two (the second against the host's last
-// block) on both device generations (their block sizes differ), a padded array; through both
-// interfaces. The host-only path gives LAPACK's d, e, tau and reflectors, the hybrid one T with
-// A's eigenvalues; the triangle not named comes back untouched, A = Q T Q^H with Q unitary, and
-// orgtr turns LAPACK's reflectors into LAPACK's Q.
+// block) on both device generations (their block sizes differ), a padded array, a block-diagonal
+// A (T splits: a reflector with tau 0 inside a panel); through both interfaces. The host-only path
+// gives LAPACK's d, e, tau and reflectors, the hybrid one T with A's eigenvalues; the triangle not
+// named comes back untouched, A = Q T Q^H with Q unitary, and orgtr turns LAPACK's reflectors into
+// LAPACK's Q.
 TYPED_TEST(TridiagonalTyped, ReductionAndQMatchLapackOnEveryPath) {
     using T = TypeParam;
     using R = Real<T>;
@@ -110,8 +111,12 @@ TYPED_TEST(TridiagonalTyped, ReductionAndQMatchLapackOnEveryPath) {
         this->useCapability(code);
         const int nb = zuli::reductionBlockSize<T>(code);
         struct Case {
-            int n, pad;
-        } cases[] = {{1, 0}, {2, 1}, {13, 0}, {host + nb + 5, 2}, {host + 2 * nb - 3, 0}};
+            int n, pad, split;  // split > 0: A block diagonal, its first block of that order
+        } cases[] = {{1, 0, 0},
+                     {2, 1, 0},
+                     {13, 0, 5},
+                     {host + nb + 5, 2, nb + 3},
+                     {host + 2 * nb - 3, 0, 0}};
         for (const Case& c : cases)
             for (char uplo : {'L', 'U'})
                 for (Api api : kApis) {
@@ -119,7 +124,10 @@ TYPED_TEST(TridiagonalTyped, ReductionAndQMatchLapackOnEveryPath) {
                     SCOPED_TRACE(::testing::Message() << "cc " << code << " n " << c.n << " uplo "
                                                       << uplo << " " << blas_test::apiName(api));
                     const int n = c.n, ld = n + c.pad;
-                    const Matrix<T> a = hermitian<T>(n, ld, this->rng);
+                    Matrix<T> a = hermitian<T>(n, ld, this->rng);
+                    for (int j = 0; j < n; ++j)
+                        for (int i = 0; i < n; ++i)
+                            if ((i < c.split) != (j < c.split)) a(i, j) = T(0);
                     Matrix<T> want = a, got = a;
                     const size_t k = size_t(std::max(1, n - 1));
                     const size_t nn = static_cast<size_t>(n);
@@ -149,6 +157,9 @@ TYPED_TEST(TridiagonalTyped, ReductionAndQMatchLapackOnEveryPath) {
                         ASSERT_EQ(lapack::sterf(n, gw.data(), gs.data()), 0);
                         ASSERT_EQ(lapack::sterf(n, ww.data(), ws.data()), 0);
                         EXPECT_LT(vectorError(gw, ww, n, a), 30);
+                    }
+                    if (c.split > 0) {
+                        EXPECT_EQ(ge[size_t(c.split - 1)], R(0));  // the split
                     }
                     // T's elements in A as LAPACK leaves them; the other triangle untouched.
                     for (int i = 0; i < n; ++i) {

@@ -78,7 +78,8 @@ TYPED_TEST_SUITE(BidiagonalTyped, AllPrecisions);
 
 // gebrd and orgbr against the host LAPACK's on the same matrix, tall (upper bidiagonal) and wide
 // (lower): the host-only path, one panel and two (against the host's last block) on both device
-// generations, a padded array; through both interfaces. The host-only path gives LAPACK's d, e,
+// generations, a padded array, block-diagonal matrices (B splits: reflectors with tau 0 inside a
+// panel); through both interfaces. The host-only path gives LAPACK's d, e,
 // tauq, taup and reflectors; the hybrid one blocks differently, and B, which the rounding of
 // every step perturbs beyond its own size, has A's singular values. orgbr turns LAPACK's
 // reflectors into LAPACK's Q and P^H, and ours into Q, P^H with A = Q B P^H.
@@ -90,13 +91,13 @@ TYPED_TEST(BidiagonalTyped, ReductionAndGenerationMatchLapackOnEveryPath) {
         this->useCapability(code);
         const int nb = zuli::reductionBlockSize<T>(code);
         struct Case {
-            int m, n, pad;
-        } cases[] = {{1, 1, 0},
-                     {5, 3, 1},
-                     {3, 5, 0},
-                     {41, 26, 0},
-                     {host + nb + 30, host + nb + 6, 2},
-                     {host + 2 * nb - 3, host + 2 * nb + 17, 0}};
+            int m, n, pad, split;  // split > 0: A block diagonal, its first block split x split
+        } cases[] = {{1, 1, 0, 0},
+                     {5, 3, 1, 0},
+                     {3, 5, 0, 0},
+                     {41, 26, 0, 7},
+                     {host + nb + 30, host + nb + 6, 2, nb + 3},
+                     {host + 2 * nb - 3, host + 2 * nb + 17, 0, nb + 5}};
         for (const Case& c : cases)
             for (Api api : kApis) {
                 const int m = c.m, n = c.n, k = std::min(m, n), ld = m + c.pad;
@@ -104,7 +105,10 @@ TYPED_TEST(BidiagonalTyped, ReductionAndGenerationMatchLapackOnEveryPath) {
                 if (code != 90 && !hybrid) continue;
                 SCOPED_TRACE(::testing::Message() << "cc " << code << " " << m << " x " << n << " "
                                                   << blas_test::apiName(api));
-                const Matrix<T> a(m, n, ld, this->rng);
+                Matrix<T> a(m, n, ld, this->rng);
+                for (int j = 0; j < n; ++j)
+                    for (int i = 0; i < m; ++i)
+                        if ((i < c.split) != (j < c.split)) a(i, j) = T(0);
                 Matrix<T> want = a, got = a;
                 const size_t kk = size_t(k);
                 std::vector<R> wd(kk), we(kk), gd(kk, R(7)), ge(kk, R(7));
@@ -134,6 +138,9 @@ TYPED_TEST(BidiagonalTyped, ReductionAndGenerationMatchLapackOnEveryPath) {
                               30);
                 }
 
+                if (c.split > 0) {
+                    EXPECT_EQ(ge[size_t(c.split - 1)], R(0));  // the split
+                }
                 // B's elements in A as LAPACK leaves them.
                 for (int i = 0; i < k; ++i) {
                     EXPECT_EQ(got(i, i), T(gd[size_t(i)]));
