@@ -333,9 +333,10 @@ TEST_F(SolverTest, DeviceGebrdMovesOnlyPanelsAndLeavesTheProductsToCublas) {
     double want = 0;
     for (; n - i0 > host; i0 += nb) {
         const double size = n - i0;
-        // Both panels both ways, X and Y up, the unit element up.
+        // Both panels both ways, X and Y up, the unit element up; per column A^H v (m - j up,
+        // n - j - 1 down) and A u (n - j - 1 up, m - j - 1 down).
         want += (2 * (2 * size * nb - nb * nb) + 2 * (size - nb) * nb + 1) * e;
-        for (int j = 0; j < nb; ++j) want += (2 * (size - j) - 1 + 2 * (size - j - 1) - 1) * e;
+        for (int j = 0; j < nb; ++j) want += (2 * (size - j) - 1 + 2 * (size - j - 1)) * e;
     }
     want += (2.0 * (n - i0) * (n - i0) + 4.0 * n - 1) * e;
     const auto c = counters();
