@@ -22,44 +22,6 @@ zuliStatus orgbr(Api api, char vect, int m, int n, int k, T* a, int lda, const T
                                        zuliDeviceZungbr))(vect, m, n, k, pub(a), lda, pub(tau));
 }
 
-template <typename T, typename Call>
-int withWork(Call call) {
-    std::vector<T> work(size_t(std::max(1, lapack::workSize<T>(call))));
-    return call(work.data(), int(work.size()));
-}
-
-// max |got - want| / (max(m, n) ||A|| eps) over the first k elements, ||A|| A's largest element.
-template <typename E, typename T>
-double vectorError(const std::vector<E>& got, const std::vector<E>& want, int k,
-                   const Matrix<T>& a) {
-    double diff = 0;
-    for (size_t i = 0; i < size_t(k); ++i) diff = std::max(diff, magnitude(got[i] - want[i]));
-    return diff / (std::max({1, a.m, a.n}) * maxAbs(a) * epsilon<T>());
-}
-
-// C = op(A) op(B) on the host BLAS.
-template <typename T>
-Matrix<T> product(const Matrix<T>& a, char ta, const Matrix<T>& b, char tb) {
-    const int m = ta == 'N' ? a.m : a.n, k = ta == 'N' ? a.n : a.m, n = tb == 'N' ? b.n : b.m;
-    Matrix<T> c(m, n, std::max(1, m));
-    const T one(1), zero(0);
-    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
-        CblasColMajor, blas_test::Cblas::trans(ta), blas_test::Cblas::trans(tb), m, n, k,
-        blas_test::byBlas(one), a.data.data(), a.ld, b.data.data(), b.ld, blas_test::byBlas(zero),
-        c.ptr(), c.ld);
-    return c;
-}
-
-// ||I - X^H X|| / (n eps) for the m x n X with orthonormal columns (max norm).
-template <typename T>
-double departure(const Matrix<T>& x) {
-    const Matrix<T> xx = product(x, 'C', x, 'N');
-    double o = 0;
-    for (int j = 0; j < x.n; ++j)
-        for (int i = 0; i < x.n; ++i) o = std::max(o, magnitude(xx(i, j) - T(i == j ? 1 : 0)));
-    return o / (std::max(1, x.n) * epsilon<T>());
-}
-
 // The singular values of the bidiagonal (d, e), descending.
 template <typename R>
 std::vector<R> singularValues(bool upper, std::vector<R> d, std::vector<R> e) {
@@ -186,16 +148,17 @@ TYPED_TEST(BidiagonalTyped, ReductionAndGenerationMatchLapackOnEveryPath) {
                     b(i, i) = T(gd[size_t(i)]);
                     if (i + 1 < k) *(upper ? &b(i, i + 1) : &b(i + 1, i)) = T(ge[size_t(i)]);
                 }
-                const Matrix<T> back = product(product(q, 'N', b, 'N'), 'N', ph, 'N');
+                const Matrix<T> back = product(
+                    CblasNoTrans, product(CblasNoTrans, q, CblasNoTrans, b), CblasNoTrans, ph);
                 double r = 0;
                 for (int j = 0; j < n; ++j)
                     for (int i = 0; i < m; ++i) r = std::max(r, magnitude(back(i, j) - a(i, j)));
                 EXPECT_LT(r / (std::max(m, n) * maxAbs(a) * epsilon<T>()), 30);
-                EXPECT_LT(departure(q), 30);
+                EXPECT_LT(departureFromOrthonormal(q), 30);
                 Matrix<T> pht(n, k, n);
                 for (int j = 0; j < k; ++j)
                     for (int i = 0; i < n; ++i) pht(i, j) = zuli::conj(ph(j, i));
-                EXPECT_LT(departure(pht), 30);
+                EXPECT_LT(departureFromOrthonormal(pht), 30);
             }
     }
 }
