@@ -1,12 +1,13 @@
 /* zuli_lapack_orthogonal.h - part of zuli_lapack.h; include that header instead.
  *
  * The orthogonal factorizations (QR, LQ, QL, RQ), the generation and application of their Q, and
- * the least-squares routines built on them. Each exists as a host routine zuliXname (arrays in
- * host memory) and a device routine zuliDeviceXname (arrays in device memory, which stay there),
- * with LAPACK's arguments minus the work arrays, LAPACK's results and info values; the complex
- * precisions use LAPACK's complex names (ungqr, unmqr, ...). Both interfaces check their arguments
- * in the order given and return zuliArgumentError with info -k for the first bad argument k
- * (counted without the precision letter). Letters are accepted in either case. */
+ * the least-squares routines built on them, and the reduction to bidiagonal form with the
+ * generation of its Q and P^H. Each exists as a host routine zuliXname (arrays in host memory)
+ * and a device routine zuliDeviceXname (arrays in device memory, which stay there), with
+ * LAPACK's arguments minus the work arrays, LAPACK's results and info values; the complex
+ * precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check their
+ * arguments in the order given and return zuliArgumentError with info -k for the first bad
+ * argument k (counted without the precision letter). Letters are accepted in either case. */
 #ifndef ZULI_LAPACK_ORTHOGONAL_H
 #define ZULI_LAPACK_ORTHOGONAL_H
 #ifndef ZULI_LAPACK_H
@@ -458,6 +459,71 @@ ZULI_API zuliStatus zuliDeviceZgglse(int m, int n, int p, zuliDeviceComplexDoubl
                                      zuliDeviceComplexDouble* b, int ldb,
                                      zuliDeviceComplexDouble* c, zuliDeviceComplexDouble* d,
                                      zuliDeviceComplexDouble* x);
+
+/* =============================================================================================
+ * Bidiagonal reduction: gebrd, orgbr / ungbr
+ * ============================================================================================= */
+
+/* ---- gebrd: reduces the m x n matrix A to bidiagonal form B = Q^H A P (LAPACK's gebrd), k =
+ * min(m, n). B is upper bidiagonal for m >= n, lower for m < n; its diagonal goes to d (k real
+ * elements) and its off-diagonal to e (k - 1 real elements), and A receives B's elements and the
+ * reflectors as LAPACK stores them: Q = H(1) ... H(k) with H(i) = I - tauq(i) v v^H, v(i) = 1 and
+ * v below the diagonal (m >= n) or the subdiagonal (m < n) of column i; P = G(1) ... G(k) with
+ * G(i) = I - taup(i) u u^H, u right of the superdiagonal (m >= n) or the diagonal (m < n) of row
+ * i, stored conjugated. tauq and taup receive k scalars each. Matrices with k <= 256 (S, D) or
+ * k <= 192 (C, Z) are reduced by the host LAPACK; larger ones by the host (panels of the base
+ * block size) and the GPU (the products with the trailing matrix and its two gemm updates)
+ * together, the last block of at most that order by the host LAPACK. B is then that of a matrix
+ * within rounding of A (A = Q B P^H to rounding), not LAPACK's elements bit for bit.
+ * Argument errors: m < 0 -1, n < 0 -2, lda < max(1, m) -4; k = 0 returns at once (null pointers
+ * accepted); a null -3, d null -5, e null -6 (accepted when k = 1), tauq null -7, taup null
+ * -8. */
+ZULI_API zuliStatus zuliSgebrd(int m, int n, float* a, int lda, float* d, float* e, float* tauq,
+                               float* taup);
+ZULI_API zuliStatus zuliDeviceSgebrd(int m, int n, zuliDeviceFloat* a, int lda, zuliDeviceFloat* d,
+                                     zuliDeviceFloat* e, zuliDeviceFloat* tauq,
+                                     zuliDeviceFloat* taup);
+ZULI_API zuliStatus zuliDgebrd(int m, int n, double* a, int lda, double* d, double* e, double* tauq,
+                               double* taup);
+ZULI_API zuliStatus zuliDeviceDgebrd(int m, int n, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* tauq, zuliDeviceDouble* taup);
+ZULI_API zuliStatus zuliCgebrd(int m, int n, zuliComplexFloat* a, int lda, float* d, float* e,
+                               zuliComplexFloat* tauq, zuliComplexFloat* taup);
+ZULI_API zuliStatus zuliDeviceCgebrd(int m, int n, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* tauq, zuliDeviceComplexFloat* taup);
+ZULI_API zuliStatus zuliZgebrd(int m, int n, zuliComplexDouble* a, int lda, double* d, double* e,
+                               zuliComplexDouble* tauq, zuliComplexDouble* taup);
+ZULI_API zuliStatus zuliDeviceZgebrd(int m, int n, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* tauq, zuliDeviceComplexDouble* taup);
+
+/* ---- orgbr / ungbr: generates Q or P^H of gebrd (LAPACK's orgbr) in place of its reflectors.
+ * vect 'Q': A (m x n) becomes the first n columns of Q from the reflectors gebrd left in the
+ * columns of A when it reduced an m x k matrix; tau is its tauq (min(m, k) scalars); n <= m and
+ * n >= min(m, k) (for m >= k, Q's first n columns; for m < k, Q is m x m).
+ * vect 'P': A (m x n) becomes the first m rows of P^H from the reflectors gebrd left in the rows
+ * of A when it reduced a k x n matrix; tau is its taup (min(n, k) scalars); m <= n and
+ * m >= min(n, k).
+ * Argument errors: vect not 'Q' or 'P' -1, m < 0 -2, n < 0 or n out of the range above -3, k < 0
+ * -4, lda < max(1, m) -6; m = 0 or n = 0 returns at once; a null -5, tau null -7 (also when k =
+ * 0, which gives rows or columns of the identity). */
+ZULI_API zuliStatus zuliSorgbr(char vect, int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgbr(char vect, int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgbr(char vect, int m, int n, int k, double* a, int lda,
+                               const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgbr(char vect, int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungbr(char vect, int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungbr(char vect, int m, int n, int k, zuliDeviceComplexFloat* a,
+                                     int lda, const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungbr(char vect, int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungbr(char vect, int m, int n, int k, zuliDeviceComplexDouble* a,
+                                     int lda, const zuliDeviceComplexDouble* tau);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -34,4 +34,21 @@ void geev(const CallContext& ctx, char jobvl, char jobvr, int n, T* a, int lda, 
 
 // ---- END nonsymmetric eigenproblems ------------------------------------------------------------
 
+// ---- BEGIN symmetric and Hermitian eigenproblems (tridiagonal.cpp) ----------------------------
+
+// A = Q T Q^H with T real symmetric tridiagonal: d (n elements) and e (n - 1) are real, tau holds
+// the n - 1 scalar factors of Q's reflectors, which stay in A as LAPACK's sytrd / hetrd leave them.
+template <typename T>
+void sytrd(const CallContext& ctx, char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e,
+           T* tau);
+// Q (n x n) in place of sytrd's reflectors.
+template <typename T>
+void orgtr(const CallContext& ctx, char uplo, int n, T* a, int lda, const T* tau);
+// C = op(Q) C or C op(Q) with Q given by sytrd's reflectors in A.
+template <typename T>
+void ormtr(const CallContext& ctx, char side, char uplo, char trans, int m, int n, const T* a,
+           int lda, const T* tau, T* c, int ldc);
+
+// ---- END symmetric and Hermitian eigenproblems --------------------------------------------------
+
 }  // namespace zuli

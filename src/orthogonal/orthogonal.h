@@ -1,8 +1,8 @@
 // orthogonal.h - the device-interface bodies of the orthogonal factorizations, of the generation
-// and application of their Q and of the least-squares routines, for routines that run one another
-// nested (least squares, the SVD and the eigensolvers). Each routine's file also holds its
-// host-interface body (host::name) and its export row; the complex members are exported under
-// LAPACK's complex names (ungqr, unmqr, ...) and run the same templates.
+// and application of their Q, of the least-squares routines and of the bidiagonal reduction, for
+// routines that run one another nested (least squares, the SVD and the eigensolvers). Each
+// routine's file also holds its host-interface body (host::name) and its export row; the complex
+// members are exported under LAPACK's complex names (ungqr, unmqr, ...) and run the same templates.
 //
 // Pointers are device pointers; tau holds min(m, n) (factorizations) or k scalars. Every body
 // begins with its argument checks and raises every failure as an exception (a positive info of a
@@ -64,5 +64,14 @@ void ggrqf(const CallContext& ctx, int m, int p, int n, T* a, int lda, T* taua, 
 template <typename T>
 void gglse(const CallContext& ctx, int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d,
            T* x);
+
+// ---- bidiagonal reduction (bidiagonal.cpp) ------------------------------------------------------
+
+// d and e are real: min(m, n) and min(m, n) - 1 elements.
+template <typename T>
+void gebrd(const CallContext& ctx, int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e,
+           T* tauq, T* taup);
+template <typename T>
+void orgbr(const CallContext& ctx, char vect, int m, int n, int k, T* a, int lda, const T* tau);
 
 }  // namespace zuli

@@ -322,7 +322,75 @@ int lascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m, in
     return info;
 }
 
-// ---- the host BLAS (level 2) ----------------------------------------------------------------
+// ---- two-sided reductions and their Q ------------------------------------------------------
+// Bidiagonal (gebrd) and tridiagonal (sytrd / hetrd) reduction, the generation of their Q and P^H
+// (orgbr / ungbr, orgtr / ungtr) and the application of the tridiagonal Q (ormtr / unmtr). d and
+// e are real for every precision.
+
+template <typename T>
+int gebrd(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq, T* taup, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gebrd, &m, &n, a, &lda, d, e, tauq, taup, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int sytrd(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sytrd, hetrd, &uplo, &n, a, &lda, d, e, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgbr(char vect, int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgbr, ungbr, &vect, &m, &n, &k, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgtr(char uplo, int n, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgtr, ungtr, &uplo, &n, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+// trans as for ormqr: 'N', or 'T' for the real types and 'C' for the complex ones.
+template <typename T>
+int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, const T* tau, T* c,
+          int ldc, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, ormtr, unmtr, &side, &uplo, &trans, &m, &n, a, &lda, tau, c, &ldc, work,
+                   &lwork, &info);
+    return info;
+}
+
+// The eigenvalues of the real symmetric tridiagonal matrix (d, e), ascending in d; e is destroyed.
+template <typename R>
+int sterf(int n, R* d, R* e) {
+    int info = 0;
+    if constexpr (std::is_same_v<R, float>)
+        LAPACK_ssterf(&n, d, e, &info);
+    else
+        LAPACK_dsterf(&n, d, e, &info);
+    return info;
+}
+
+// The singular values of the real n x n bidiagonal matrix (d, e), upper or lower, descending in
+// d, with the rotations applied to VT (ncvt columns), U (nru rows) and C (ncc columns); work
+// holds 4 n reals (2 n for ncvt = nru = ncc = 0).
+template <typename T>
+int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T>* e, T* vt,
+          int ldvt, T* u, int ldu, T* c, int ldc, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, bdsqr, &uplo, &n, &ncvt, &nru, &ncc, d, e, vt, &ldvt, u, &ldu, c, &ldc, work,
+                &info);
+    return info;
+}
+
+// ---- the host BLAS (levels 1 and 2) ----------------------------------------------------------
 // trans 'N', 'T' or 'C'; uplo 'U' or 'L'; diag 'U' or 'N'.
 
 namespace detail {
@@ -360,6 +428,49 @@ void trmv(char uplo, char trans, char diag, int n, const T* a, int lda, T* x, in
         cblas_ctrmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
     else
         cblas_ztrmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
+}
+
+// x = alpha x
+template <typename T>
+void scal(int n, T alpha, T* x, int incx) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_sscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_cscal(n, &alpha, x, incx);
+    else
+        cblas_zscal(n, &alpha, x, incx);
+}
+
+// y = alpha x + y
+template <typename T>
+void axpy(int n, T alpha, const T* x, int incx, T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_saxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_daxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_caxpy(n, &alpha, x, incx, y, incy);
+    else
+        cblas_zaxpy(n, &alpha, x, incx, y, incy);
+}
+
+// x^H y (x^T y for the real types).
+template <typename T>
+T dotc(int n, const T* x, int incx, const T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        return cblas_sdot(n, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        return cblas_ddot(n, x, incx, y, incy);
+    else {
+        T r{};
+        if constexpr (std::is_same_v<T, Complex<float>>)
+            cblas_cdotc_sub(n, x, incx, y, incy, &r);
+        else
+            cblas_zdotc_sub(n, x, incx, y, incy, &r);
+        return r;
+    }
 }
 
 // ---- band factorizations and the unblocked steps of the blocked forms -----------------------
@@ -412,6 +523,13 @@ void laset(char uplo, int m, int n, T alpha, T beta, T* a, int lda) {
 template <typename T>
 ToRealT<T> lange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work) {
     return ZULI_LAPACK(T, lange, &norm, &m, &n, a, &lda, work);
+}
+
+// x = conj(x) for n elements with increment incx (LAPACK's lacgv; nothing for the real types).
+template <typename T>
+void lacgv(int n, T* x, int incx) {
+    if constexpr (IsComplexV<T>)
+        for (int i = 0; i < n; ++i) x[int64_t(i) * incx].im = -x[int64_t(i) * incx].im;
 }
 
 // Machine parameters ('E' eps, 'S' safe minimum, 'O' overflow, ...) of the real type R.

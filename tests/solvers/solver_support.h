@@ -134,6 +134,27 @@ int withWork(Call call) {
     return call(work.data(), int(work.size()));
 }
 
+// max |got - want| / (max(m, n) ||A|| eps) over the first k elements of two vectors computed from
+// the m x n matrix a, ||A|| its largest element.
+template <typename E, typename T>
+double vectorError(const std::vector<E>& got, const std::vector<E>& want, int k,
+                   const Matrix<T>& a) {
+    double diff = 0;
+    for (size_t i = 0; i < size_t(std::max(0, k)); ++i)
+        diff = std::max(diff, magnitude(got[i] - want[i]));
+    return diff / (std::max({1, a.m, a.n}) * maxAbs(a) * epsilon<T>());
+}
+
+// ||I - X^H X|| / (n eps) with the max norm, for X with n orthonormal columns.
+template <typename T>
+double departureFromOrthonormal(const Matrix<T>& x) {
+    const Matrix<T> xx = product(CblasConjTrans, x, CblasNoTrans, x);
+    double o = 0;
+    for (int j = 0; j < x.n; ++j)
+        for (int i = 0; i < x.n; ++i) o = std::max(o, magnitude(xx(i, j) - T(i == j ? 1 : 0)));
+    return o / (std::max(1, x.n) * epsilon<T>());
+}
+
 // ||P A - L U|| / (max(m, n) ||A|| eps) with the max norm, from getrf's factors f and pivots piv
 // of the m x n matrix a: LAPACK's kind of test ratio, of order 1 for a backward-stable
 // factorization.
