@@ -76,7 +76,7 @@ void sytrdOnHost(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, 
     const int lwork = lapack::workSize<T>([&](T* work, int size) {
         checkHostLapackInfo(lapack::sytrd(uplo, n, block.data(), n, d, e, tau, work, size));
     });
-    std::vector<T> work(size_t(std::max(1, lwork)));
+    std::vector<T> work = lapack::workArray<T>(lwork);
     checkHostLapackInfo(
         lapack::sytrd(uplo, n, block.data(), n, d, e, tau, work.data(), int(work.size())));
     cudalib::checkCuda(cudaMemcpy2D(a, int64_t(lda) * sizeof(T), block.data(), n * sizeof(T),

@@ -87,7 +87,7 @@ void gebrdOnHost(int rows, int cols, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e
     const int lwork = lapack::workSize<T>([&](T* work, int size) {
         checkHostLapackInfo(lapack::gebrd(rows, cols, a, lda, d, e, tauq, taup, work, size));
     });
-    std::vector<T> work(size_t(std::max({1, lwork, rows, cols})));
+    std::vector<T> work = lapack::workArray<T>(std::max({lwork, rows, cols}));
     checkHostLapackInfo(
         lapack::gebrd(rows, cols, a, lda, d, e, tauq, taup, work.data(), int(work.size())));
 }

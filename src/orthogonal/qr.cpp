@@ -76,7 +76,7 @@ void factorOnHost(HostFactor<T> factor, int rows, int cols, T* a, int lda, T* ta
         checkHostLapackInfo(factor(rows, cols, a, lda, tau, work, size));
     });
     if (rows < cols) lwork = std::max(lwork, cols);
-    std::vector<T> work(size_t(std::max(1, lwork)));
+    std::vector<T> work = lapack::workArray<T>(lwork);
     checkHostLapackInfo(factor(rows, cols, a, lda, tau, work.data(), int(work.size())));
 }
 

@@ -18,8 +18,10 @@
 #include <lapack.h>
 #include <cblas.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
+#include <vector>
 
 // Calls LAPACK_<p>name(args...) with p the precision prefix (s, d, c, z) of T.
 #define ZULI_LAPACK(T, name, ...)                                     \
@@ -185,6 +187,21 @@ void larfb(char side, char trans, char direct, char storev, int m, int n, int k,
 
 // The work size a routine asks for: call(work, -1) with a one-element work array, which the
 // routine answers in its first element.
+template <typename T, typename Call>
+int workSize(Call&& call);
+
+// A work array of `size` elements (at least 1) for the host LAPACK, whose allocation reaches
+// reflectorSlack(size) further: the blocked reductions keep matrices in it (latrd's W, labrd's X
+// and Y) and pass their rows to gemv as x.
+template <typename T>
+std::vector<T> workArray(int size) {
+    const size_t n = size_t(std::max(1, size));
+    std::vector<T> work;
+    work.reserve(n + size_t(reflectorSlack<T>(int64_t(n))));
+    work.resize(n);
+    return work;
+}
+
 template <typename T, typename Call>
 int workSize(Call&& call) {
     T size{};

@@ -100,7 +100,7 @@ std::vector<cd> lapackValues(const Matrix<T>& a0, int* info) {
             return lapack::geev('N', 'N', n, a.ptr(), a.ld, wr.data(), wi.data(), &none, 1, &none,
                                 1, w, l);
     };
-    work.resize(size_t(std::max(1, lapack::workSize<T>(call))));
+    work = lapack::workArray<T>(lapack::workSize<T>(call));
     *info = call(work.data(), int(work.size()));
     return joinValues(wr, wi);
 }

@@ -24,7 +24,7 @@ zuliStatus orghr(Api api, int n, int ilo, int ihi, T* a, int lda, const T* tau) 
 
 template <typename T, typename Call>
 int withWork(Call call) {
-    std::vector<T> work(size_t(std::max(1, lapack::workSize<T>(call))));
+    std::vector<T> work = lapack::workArray<T>(lapack::workSize<T>(call));
     return call(work.data(), int(work.size()));
 }
 

@@ -19,8 +19,8 @@ using runtime_test::kEmulated;
 using blas_test::AllPrecisions;
 using blas_test::Api;
 using blas_test::kApis;
-using blas_test::makeScalar;
 using blas_test::magnitude;
+using blas_test::makeScalar;
 using blas_test::Real;
 using zuli::Complex;
 using zuli::blas::detail::pick;
@@ -93,7 +93,8 @@ double relativeError(const Matrix<T>& got, const Matrix<T>& want) {
     double diff = 0;
     for (int j = 0; j < want.n; ++j)
         for (int i = 0; i < want.m; ++i) diff = std::max(diff, magnitude(got(i, j) - want(i, j)));
-    const double scale = std::max(maxAbs(want), 1e-300) * std::max({want.m, want.n, 1}) * epsilon<T>();
+    const double scale =
+        std::max(maxAbs(want), 1e-300) * std::max({want.m, want.n, 1}) * epsilon<T>();
     return diff / scale;
 }
 
@@ -130,7 +131,7 @@ Matrix<T> product(CBLAS_TRANSPOSE ta, const Matrix<T>& a, CBLAS_TRANSPOSE tb, co
 // Calls a host LAPACK routine that takes a work array (work, lwork last) after a size query.
 template <typename T, typename Call>
 int withWork(Call call) {
-    std::vector<T> work(size_t(std::max(1, zuli::lapack::workSize<T>(call))));
+    std::vector<T> work = zuli::lapack::workArray<T>(zuli::lapack::workSize<T>(call));
     return call(work.data(), int(work.size()));
 }
 
@@ -243,7 +244,7 @@ Matrix<T> clearPivots(int m, int n, int ld, std::mt19937& rng, const std::vector
 // Device copies of host arrays for the device interface, downloaded again and freed when the
 // call is done. For Api::Host the pointers are the host arrays themselves.
 class DeviceArrays {
-public:
+  public:
     explicit DeviceArrays(Api api) : api_(api) {}
     ~DeviceArrays() {
         for (auto& e : entries_) cudaFree(e.device);
@@ -275,7 +276,7 @@ public:
             EXPECT_EQ(cudaMemcpy(e.host, e.device, e.bytes, cudaMemcpyDeviceToHost), cudaSuccess);
     }
 
-private:
+  private:
     struct Entry {
         void* host;
         void* device;
@@ -288,7 +289,7 @@ private:
 // The fixture: an initialised library on the emulator's default device (capability 9.0), the
 // adversarial schedule, counters cleared.
 class SolverTest : public blas_test::BlasTest {
-protected:
+  protected:
     // The device generations a test covers, as capability codes (10 major + minor): 1.3 and 9.0
     // have different block sizes. A real GPU is the one it is, and every device the toolkit
     // supports has the block sizes of 9.0.
@@ -337,8 +338,7 @@ inline const std::vector<Fault>& allFaults() {
 // Returns the number of failing runs, so that a test can insist the sweep reached the routine.
 inline int sweepFailures(const std::function<void()>& prepare,
                          const std::function<zuliStatus()>& call,
-                         const std::function<void(const Fault&)>& afterFailure,
-                         int limit = 2000) {
+                         const std::function<void(const Fault&)>& afterFailure, int limit = 2000) {
     int failures = 0;
     for (const Fault& fault : allFaults()) {
         for (int k = 1; k <= limit; ++k) {
@@ -359,8 +359,10 @@ inline int sweepFailures(const std::function<void()>& prepare,
             }
             if (s == zuliNoError) continue;
             ++failures;
-            const int partsBefore =
-                ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+            const int partsBefore = ::testing::UnitTest::GetInstance()
+                                        ->current_test_info()
+                                        ->result()
+                                        ->total_part_count();
             const std::string where = zuliEmuLastFiredFault();
             SCOPED_TRACE(std::string(fault.name) + " #" + std::to_string(k) + " in " + where);
             EXPECT_EQ(s, fault.status);
@@ -375,8 +377,10 @@ inline int sweepFailures(const std::function<void()>& prepare,
             }
             afterFailure(fault);
             // One report per kind of fault is enough to go on.
-            if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() !=
-                partsBefore)
+            if (::testing::UnitTest::GetInstance()
+                    ->current_test_info()
+                    ->result()
+                    ->total_part_count() != partsBefore)
                 break;
         }
     }
