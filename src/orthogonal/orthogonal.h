@@ -74,4 +74,21 @@ void gebrd(const CallContext& ctx, int m, int n, T* a, int lda, ToRealT<T>* d, T
 template <typename T>
 void orgbr(const CallContext& ctx, char vect, int m, int n, int k, T* a, int lda, const T* tau);
 
+// ---- singular value decomposition (bdsqr.cpp, svd.cpp) ------------------------------------------
+
+// The singular values of the n x n real bidiagonal (d, e) (upper for uplo 'U', lower for 'L')
+// into d in descending order; the rotations applied to VT (n x ncvt) from the left and to U
+// (nru x n) from the right. d and e are real device arrays. ncc > 0 is not supported (C is only
+// checked). A failure to converge is zuliDataError with LAPACK's info.
+template <typename T>
+void bdsqr(const CallContext& ctx, char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d,
+           ToRealT<T>* e, T* vt, int ldvt, T* u, int ldu, T* c, int ldc);
+// A = U diag(s) V^H; s real, min(m, n) elements in descending order.
+template <typename T>
+void gesvd(const CallContext& ctx, char jobu, char jobvt, int m, int n, T* a, int lda,
+           ToRealT<T>* s, T* u, int ldu, T* vt, int ldvt);
+template <typename T>
+void gesdd(const CallContext& ctx, char jobz, int m, int n, T* a, int lda, ToRealT<T>* s, T* u,
+           int ldu, T* vt, int ldvt);
+
 }  // namespace zuli
