@@ -70,7 +70,7 @@ void vectorUp(const std::vector<T>& host, int n, T* device) {
 // down, reduced with the work the host LAPACK asks for, up.
 template <typename T>
 void sytrdOnHost(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau) {
-    std::vector<T> block(size_t(n) * size_t(n) + lapack::reflectorSlack<T>(n));
+    std::vector<T> block(size_t(lapack::withReflectorSlack<T>(n, n)));
     cudalib::checkCuda(cudaMemcpy2D(block.data(), n * sizeof(T), a, int64_t(lda) * sizeof(T),
                                     n * sizeof(T), n, cudaMemcpyDeviceToHost));
     const int lwork = lapack::workSize<T>([&](T* work, int size) {

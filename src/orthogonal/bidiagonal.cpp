@@ -131,7 +131,7 @@ class HybridBidiagonal {
         // The last block, on the host.
         stage_.wait();
         const int rows = m_ - i0, cols = n_ - i0;
-        std::vector<T> last(size_t(rows) * size_t(cols) + lapack::reflectorSlack<T>(rows));
+        std::vector<T> last(size_t(lapack::withReflectorSlack<T>(rows, cols)));
         copyDown(dA(i0, 0, 0), lda_, rows, cols, last.data(), rows);
         gebrdOnHost(rows, cols, last.data(), rows, d_.data() + i0, e_.data() + i0,
                     tauq_.data() + i0, taup_.data() + i0);
@@ -352,7 +352,7 @@ template <typename T>
 void gebrdWholeOnHost(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq, T* taup) {
     const int k = std::min(m, n);
     const auto size = static_cast<size_t>(k);
-    std::vector<T> block(size_t(m) * size_t(n) + lapack::reflectorSlack<T>(m)), hq(size), hp(size);
+    std::vector<T> block(size_t(lapack::withReflectorSlack<T>(m, n))), hq(size), hp(size);
     std::vector<ToRealT<T>> hd(size), he(size);
     copyDown(a, lda, m, n, block.data(), m);
     gebrdOnHost(m, n, block.data(), m, hd.data(), he.data(), hq.data(), hp.data());

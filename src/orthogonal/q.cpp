@@ -257,8 +257,7 @@ void generateQ(const CallContext& ctx, Form form, int m, int n, int k, T* a, int
     if (kk == 0) return;
 
     // The panel (at most rowsQ x nb, either way round), the block reflector's T after it.
-    const int64_t panelSize =
-        int64_t(std::max(rowsQ, nb)) * nb + lapack::reflectorSlack<T>(std::max(rowsQ, nb));
+    const int64_t panelSize = lapack::withReflectorSlack<T>(std::max(rowsQ, nb), nb);
     PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, panelSize + nb * nb);
     T* panel = staging.get();
     T* hostT = panel + panelSize;
@@ -304,8 +303,8 @@ void applyQ(const CallContext& ctx, Form form, char side, char trans, int m, int
         // Everything on the host: V and C down, C up.
         const int ldv = v.storedRows(nq, k);
         const int cols = v.storedCols(nq, k);
-        std::vector<T> hostV(size_t(ldv) * size_t(cols) + lapack::reflectorSlack<T>(ldv));
-        std::vector<T> hostC(size_t(m) * size_t(n) + lapack::reflectorSlack<T>(m));
+        std::vector<T> hostV(size_t(lapack::withReflectorSlack<T>(ldv, cols)));
+        std::vector<T> hostC(size_t(lapack::withReflectorSlack<T>(m, n)));
         v.download(0, 0, nq, k, hostV.data());
         copyToHost(c, ldc, m, n, hostC.data(), m);
         applyOnHost(form, side, trans, m, n, k, hostV.data(), ldv, tauHost.data(), hostC.data(), m);
@@ -321,8 +320,7 @@ void applyQ(const CallContext& ctx, Form form, char side, char trans, int m, int
     const bool lastFirst = (left == notran) == (form == Form::QR || form == Form::RQ);
     // A row form's blocks are applied as the conjugate transpose of their stored form.
     const char blockTrans = v.rows ? (notran ? 'C' : 'N') : trans;
-    const int64_t panelSize =
-        int64_t(std::max(nq, nb)) * nb + lapack::reflectorSlack<T>(std::max(nq, nb));
+    const int64_t panelSize = lapack::withReflectorSlack<T>(std::max(nq, nb), nb);
     PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, panelSize + nb * nb);
     T* panel = staging.get();
     T* hostT = panel + panelSize;

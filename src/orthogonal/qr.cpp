@@ -113,8 +113,8 @@ void qrLookAhead(const CallContext& ctx, int m, int n, int nb, T* a, int lda, T*
     const HostFactor<T> factor = NonNegative ? lapack::geqrfp<T> : lapack::geqrf<T>;
     const int k = std::min(m, n);
     const int ldp = std::max(m, n);  // the host panel's leading dimension
-    const PanelStaging<T> stage(ctx, int64_t(ldp) * nb + lapack::reflectorSlack<T>(ldp),
-                                StagingSource::Call, CopyStreams::Two);
+    const PanelStaging<T> stage(ctx, lapack::withReflectorSlack<T>(ldp, nb), StagingSource::Call,
+                                CopyStreams::Two);
     T* panel = stage.get();
     std::vector<T> hostT(size_t(nb) * nb);
     std::vector<T> hostTau(static_cast<size_t>(k));
@@ -210,7 +210,7 @@ void plainLoop(const CallContext& ctx, const PlainForm<T>& form, int m, int n, i
     const char direct = form.forward ? 'F' : 'B', storev = form.rows ? 'R' : 'C';
     // Row panels have leading dimension nb, column panels at most max(m, n).
     const int64_t longest = std::max({m, n, nb});
-    const PinnedBuffer<T> hostPanel(size_t(longest * nb + lapack::reflectorSlack<T>(longest)));
+    const PinnedBuffer<T> hostPanel(size_t(lapack::withReflectorSlack<T>(longest, nb)));
     T* panel = hostPanel.get();
     std::vector<T> hostT(size_t(nb) * nb);
     std::vector<T> hostTau(static_cast<size_t>(k));

@@ -62,6 +62,11 @@ template <typename T>
 constexpr int64_t reflectorSlack(int64_t ld) {
     return ld + 64 / int64_t(sizeof(T));
 }
+// The allocation for a host matrix of ld x cols elements that the reflector routines work on.
+template <typename T>
+constexpr int64_t withReflectorSlack(int64_t ld, int64_t cols) {
+    return ld * cols + reflectorSlack<T>(ld);
+}
 
 // ---- factorizations and solves ------------------------------------------------------------
 
