@@ -194,6 +194,56 @@ void larfg(int n, T* alpha, T* x, int incx, T* tau) {
     ZULI_LAPACK(T, larfg, &n, alpha, x, &incx, tau);
 }
 
+// ---- bidiagonal and tridiagonal iterations ---------------------------------------------------
+// d and e are real in every precision; work holds 4 n reals for bdsqr, 2 n - 2 for steqr.
+
+template <typename T>
+int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T>* e, T* vt,
+          int ldvt, T* u, int ldu, T* c, int ldc, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, bdsqr, &uplo, &n, &ncvt, &nru, &ncc, d, e, vt, &ldvt, u, &ldu, c, &ldc, work,
+                &info);
+    return info;
+}
+
+template <typename T>
+int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
+    return info;
+}
+
+// Real only (R float or double); work 4 n reals, iwork 3 n integers.
+template <typename R>
+int stebz(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, const R* d,
+          const R* e, int* m, int* nsplit, R* w, int* iblock, int* isplit, R* work, int* iwork) {
+    int info = 0;
+    ZULI_LAPACK(R, stebz, &range, &order, &n, &vl, &vu, &il, &iu, &abstol, d, e, m, nsplit, w,
+                iblock, isplit, work, iwork, &info);
+    return info;
+}
+
+// The largest |element| ('M') and the other norms of the symmetric tridiagonal (d, e) (R real).
+template <typename R>
+R lanst(char norm, int n, const R* d, const R* e) {
+    return ZULI_LAPACK(R, lanst, &norm, &n, d, e);
+}
+
+// sqrt(x^2 + y^2) without unnecessary overflow (R real).
+template <typename R>
+R lapy2(R x, R y) {
+    return ZULI_LAPACK(R, lapy2, &x, &y);
+}
+
+// The m x n real matrix a multiplied by cto / cfrom in safe steps (lascl with type 'G').
+template <typename R>
+int lascl(int m, int n, R cfrom, R cto, R* a, int lda) {
+    char type = 'G';
+    int kl = 0, ku = 0, info = 0;
+    ZULI_LAPACK(R, lascl, &type, &kl, &ku, &cfrom, &cto, &m, &n, a, &lda, &info);
+    return info;
+}
+
 // ---- band factorizations and the unblocked steps of the blocked forms -----------------------
 
 template <typename T>
