@@ -5,15 +5,18 @@
  *   routine  interface  n  seconds  GFLOP/s  error ratio  ok | failed
  *
  * The time is the best of a few runs, the rate uses LAPACK's operation counts (getrf 2/3 n^3,
- * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, four times that in complex
- * arithmetic). The error ratio of a factorization is the backward error of a solve with the
- * computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the infinity norm (the solve runs in the
- * host LAPACK, the residual in double precision); orgqr and ormqr are checked as described at
- * benchQ. "ok" means below 60.
+ * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, gehrd 10/3 n^3; geev,
+ * which computes the eigenvalues and right eigenvectors, counts the 26/3 n^3 of its steps on the
+ * GPU: gehrd, orghr and two products with Q; gels solves a 2n x n least-squares problem,
+ * 10/3 n^3; four times that in complex arithmetic). The error ratio of a factorization is the
+ * backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the
+ * infinity norm (the solve runs in the host LAPACK, the residual in double precision); orgqr,
+ * ormqr and gels are checked as described at benchQ and benchGels, gehrd and geev at gehrdRatio
+ * and geevRatio. "ok" means below 60.
  *
  *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
- *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr
- *   (default: all)
+ *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr,
+ *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -42,14 +45,18 @@
 #define MAX_SIZES 32
 
 /* What a routine computes: the matrix it gets and its operation count follow from it. */
-enum { KIND_LU, KIND_CHOLESKY, KIND_QR };
+enum { KIND_LU, KIND_CHOLESKY, KIND_QR, KIND_HESSENBERG, KIND_EIGEN };
 
 struct QOps;
+struct LsOps;
 
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
  * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
- * ipiv is an array of n elements of int (pivots) or, for KIND_QR, of the routine's type (tau).
- * orgqr and ormqr rows have q instead (and no call or solve). */
+ * ipiv is an array of n elements of int (pivots) or, for KIND_QR and KIND_HESSENBERG, of the
+ * routine's type (tau); for KIND_EIGEN n^2 + 2n elements of the routine's type: the right
+ * eigenvectors, then the eigenvalues (wr and wi, or w). orgqr and ormqr rows have q instead, gels
+ * rows ls (and no call or solve); gehrd and geev rows have check instead of solve: the error ratio
+ * of the result from the matrix a, the result in place of a and ipiv. */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
@@ -58,6 +65,9 @@ typedef struct Routine {
     zuliStatus (*call[2])(int n, void* a, int* ipiv);
     int (*solve)(int n, const void* factors, const int* ipiv, void* b);
     const struct QOps* q;
+    const struct LsOps* ls;
+    double (*check)(const struct Routine* r, int n, const void* a, const void* result,
+                    const void* aux);
 } Routine;
 
 #define ROUTINES(L, l, T)                                                 \
@@ -135,6 +145,46 @@ QR_ROUTINES(S, s, float, orm, "T")
 QR_ROUTINES(D, d, double, orm, "T")
 QR_ROUTINES(C, c, zuliComplexFloat, unm, "C")
 QR_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
+
+/* ---- gehrd and geev: how they run ------------------------------------------------------------
+ * gehrd leaves H and the reflectors in a and tau in ipiv; geev (jobvl 'N', jobvr 'V') the right
+ * eigenvectors and then the eigenvalues in ipiv. ormhr applies the Q of the host interface's
+ * gehrd in the host LAPACK, for the check. */
+#define EIGEN_ROUTINES(L, l, T, orm, ct)                                                        \
+    static zuliStatus L##gehrd(int n, void* a, int* tau) {                                      \
+        return zuli##L##gehrd(n, 1, n, (T*)a, n, (T*)tau);                                      \
+    }                                                                                           \
+    static zuliStatus L##deviceGehrd(int n, void* a, int* tau) {                                \
+        return zuliDevice##L##gehrd(n, 1, n, (T*)a, n, (T*)tau);                                \
+    }                                                                                           \
+    static zuliStatus L##geev(int n, void* a, int* aux) {                                       \
+        T* v = (T*)aux;                                                                         \
+        T* w = v + (size_t)n * n;                                                               \
+        return zuli##L##geev('N', 'V', n, (T*)a, n, EIGEN_VALUES(w, n), NULL, 1, v, n);         \
+    }                                                                                           \
+    static zuliStatus L##deviceGeev(int n, void* a, int* aux) {                                 \
+        T* v = (T*)aux;                                                                         \
+        T* w = v + (size_t)n * n;                                                               \
+        return zuliDevice##L##geev('N', 'V', n, (T*)a, n, EIGEN_VALUES(w, n), NULL, 1, v, n);   \
+    }                                                                                           \
+    static int L##ormhr(char trans, int n, const void* f, const void* tau, void* x) {           \
+        int one = 1, ilo = 1, lwork = QR_WORK, info = 0;                                        \
+        const char t[2] = {trans == 'N' ? 'N' : ct[0], 0};                                      \
+        T* work = malloc(QR_WORK * sizeof(T));                                                  \
+        if (!work) return -1;                                                                   \
+        LAPACK_##l##orm##hr("L", t, &n, &one, &ilo, &n, f, &n, tau, x, &n, (void*)work, &lwork, \
+                            &info);                                                             \
+        free(work);                                                                             \
+        return info;                                                                            \
+    }
+#define EIGEN_VALUES(w, n) w, w + n /* wr, wi */
+EIGEN_ROUTINES(S, s, float, orm, "T")
+EIGEN_ROUTINES(D, d, double, orm, "T")
+#undef EIGEN_VALUES
+#define EIGEN_VALUES(w, n) w /* w */
+EIGEN_ROUTINES(C, c, zuliComplexFloat, unm, "C")
+EIGEN_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
+#undef EIGEN_VALUES
 /* ---- orgqr and ormqr: how they run ------------------------------------------------------------
  * Both start from the reflectors and tau of a host LAPACK geqrf of the matrix. call[device](n, x,
  * v, tau) overwrites x: orgqr forms Q (n x n, from n reflectors) in place of the reflectors in x;
@@ -174,31 +224,99 @@ Q_ROUTINES(D, d, double, orgqr, ormqr)
 Q_ROUTINES(C, c, zuliComplexFloat, ungqr, unmqr)
 Q_ROUTINES(Z, z, zuliComplexDouble, ungqr, unmqr)
 
+/* ---- gels: how it runs -------------------------------------------------------------------------
+ * call[device](m, n, a, b) solves the least-squares problem min ||b - A x|| for the m x n matrix
+ * A (m >= n, leading dimension m) and one right-hand side; x overwrites b's first n elements. */
+typedef struct LsOps {
+    zuliStatus (*call[2])(int m, int n, void* a, void* b);
+} LsOps;
+
+#define GELS_ROUTINES(L, T)                                           \
+    static zuliStatus L##gelsHost(int m, int n, void* a, void* b) {   \
+        return zuli##L##gels('N', m, n, 1, (T*)a, m, (T*)b, m);       \
+    }                                                                 \
+    static zuliStatus L##gelsDevice(int m, int n, void* a, void* b) { \
+        return zuliDevice##L##gels('N', m, n, 1, (T*)a, m, (T*)b, m); \
+    }                                                                 \
+    static const LsOps L##gelsOps = {{L##gelsHost, L##gelsDevice}};
+GELS_ROUTINES(S, float)
+GELS_ROUTINES(D, double)
+GELS_ROUTINES(C, zuliComplexFloat)
+GELS_ROUTINES(Z, zuliComplexDouble)
+
+static double gehrdRatio(const Routine* r, int n, const void* a, const void* f, const void* tau);
+static double geevRatio(const Routine* r, int n, const void* a, const void* unused,
+                        const void* aux);
+
 static const Routine routines[] = {
-    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL},
-    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL},
-    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs, NULL},
-    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs, NULL},
-    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs, NULL},
-    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs, NULL},
-    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs, NULL},
-    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs, NULL},
-    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs, NULL},
-    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs, NULL},
-    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs, NULL},
-    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs, NULL},
-    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs, NULL},
-    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs, NULL},
-    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs, NULL},
-    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs, NULL},
-    {"sorgqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SorgqrOps},
-    {"dorgqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DorgqrOps},
-    {"cungqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CungqrOps},
-    {"zungqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZungqrOps},
-    {"sormqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SormqrOps},
-    {"dormqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DormqrOps},
-    {"cunmqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CunmqrOps},
-    {"zunmqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZunmqrOps},
+    {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL, NULL, NULL},
+    {"dgetrf", sizeof(double), 0, 0, {Dgetrf, DdeviceGetrf}, Dgetrs, NULL, NULL, NULL},
+    {"cgetrf", sizeof(float), 1, 0, {Cgetrf, CdeviceGetrf}, Cgetrs, NULL, NULL, NULL},
+    {"zgetrf", sizeof(double), 1, 0, {Zgetrf, ZdeviceGetrf}, Zgetrs, NULL, NULL, NULL},
+    {"spotrf", sizeof(float), 0, 1, {Spotrf, SdevicePotrf}, Spotrs, NULL, NULL, NULL},
+    {"dpotrf", sizeof(double), 0, 1, {Dpotrf, DdevicePotrf}, Dpotrs, NULL, NULL, NULL},
+    {"cpotrf", sizeof(float), 1, 1, {Cpotrf, CdevicePotrf}, Cpotrs, NULL, NULL, NULL},
+    {"zpotrf", sizeof(double), 1, 1, {Zpotrf, ZdevicePotrf}, Zpotrs, NULL, NULL, NULL},
+    {"sgeqrf", sizeof(float), 0, KIND_QR, {Sgeqrf, SdeviceGeqrf}, Sgeqrs, NULL, NULL, NULL},
+    {"dgeqrf", sizeof(double), 0, KIND_QR, {Dgeqrf, DdeviceGeqrf}, Dgeqrs, NULL, NULL, NULL},
+    {"cgeqrf", sizeof(float), 1, KIND_QR, {Cgeqrf, CdeviceGeqrf}, Cgeqrs, NULL, NULL, NULL},
+    {"zgeqrf", sizeof(double), 1, KIND_QR, {Zgeqrf, ZdeviceGeqrf}, Zgeqrs, NULL, NULL, NULL},
+    {"sgelqf", sizeof(float), 0, KIND_QR, {Sgelqf, SdeviceGelqf}, Sgelqs, NULL, NULL, NULL},
+    {"dgelqf", sizeof(double), 0, KIND_QR, {Dgelqf, DdeviceGelqf}, Dgelqs, NULL, NULL, NULL},
+    {"cgelqf", sizeof(float), 1, KIND_QR, {Cgelqf, CdeviceGelqf}, Cgelqs, NULL, NULL, NULL},
+    {"zgelqf", sizeof(double), 1, KIND_QR, {Zgelqf, ZdeviceGelqf}, Zgelqs, NULL, NULL, NULL},
+    {"sorgqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SorgqrOps, NULL, NULL},
+    {"dorgqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DorgqrOps, NULL, NULL},
+    {"cungqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CungqrOps, NULL, NULL},
+    {"zungqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZungqrOps, NULL, NULL},
+    {"sormqr", sizeof(float), 0, 0, {NULL, NULL}, NULL, &SormqrOps, NULL, NULL},
+    {"dormqr", sizeof(double), 0, 0, {NULL, NULL}, NULL, &DormqrOps, NULL, NULL},
+    {"cunmqr", sizeof(float), 1, 0, {NULL, NULL}, NULL, &CunmqrOps, NULL, NULL},
+    {"zunmqr", sizeof(double), 1, 0, {NULL, NULL}, NULL, &ZunmqrOps, NULL, NULL},
+    {"sgels", sizeof(float), 0, 0, {NULL, NULL}, NULL, NULL, &SgelsOps, NULL},
+    {"dgels", sizeof(double), 0, 0, {NULL, NULL}, NULL, NULL, &DgelsOps, NULL},
+    {"cgels", sizeof(float), 1, 0, {NULL, NULL}, NULL, NULL, &CgelsOps, NULL},
+    {"zgels", sizeof(double), 1, 0, {NULL, NULL}, NULL, NULL, &ZgelsOps, NULL},
+    {"sgehrd",
+     sizeof(float),
+     0,
+     KIND_HESSENBERG,
+     {Sgehrd, SdeviceGehrd},
+     NULL,
+     NULL,
+     NULL,
+     gehrdRatio},
+    {"dgehrd",
+     sizeof(double),
+     0,
+     KIND_HESSENBERG,
+     {Dgehrd, DdeviceGehrd},
+     NULL,
+     NULL,
+     NULL,
+     gehrdRatio},
+    {"cgehrd",
+     sizeof(float),
+     1,
+     KIND_HESSENBERG,
+     {Cgehrd, CdeviceGehrd},
+     NULL,
+     NULL,
+     NULL,
+     gehrdRatio},
+    {"zgehrd",
+     sizeof(double),
+     1,
+     KIND_HESSENBERG,
+     {Zgehrd, ZdeviceGehrd},
+     NULL,
+     NULL,
+     NULL,
+     gehrdRatio},
+    {"sgeev", sizeof(float), 0, KIND_EIGEN, {Sgeev, SdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"dgeev", sizeof(double), 0, KIND_EIGEN, {Dgeev, DdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"cgeev", sizeof(float), 1, KIND_EIGEN, {Cgeev, CdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"zgeev", sizeof(double), 1, KIND_EIGEN, {Zgeev, ZdeviceGeev}, NULL, NULL, NULL, geevRatio},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -300,6 +418,137 @@ done:
     free(b);
     free(x);
     return ratio;
+}
+
+static double qEpsilonOf(const Routine* r) {
+    return r->realSize == sizeof(float) ? FLT_EPSILON / 2 : DBL_EPSILON / 2;
+}
+
+/* ---- gehrd and geev: how they are checked ------------------------------------------------------
+ * gehrd: A = Q H Q^H applied to a random x, ||A x - Q (H (Q^H x))||_inf / (n ||A||_inf ||x||_inf
+ * eps), Q^H and Q applied by the host LAPACK's ormhr from the reflectors (O(n^2)). geev: LAPACK's
+ * ratio ||A v - lambda v||_1 / (n ||A||_1 eps) for four of the unit right eigenvectors v (a
+ * real type's complex pair assembled from its two columns). Arithmetic in double precision. */
+
+static int hostOrmhr(const Routine* r, char trans, int n, const void* f, const void* tau, void* x) {
+    switch (r->name[0]) {
+        case 's':
+            return Sormhr(trans, n, f, tau, x);
+        case 'd':
+            return Dormhr(trans, n, f, tau, x);
+        case 'c':
+            return Cormhr(trans, n, f, tau, x);
+        default:
+            return Zormhr(trans, n, f, tau, x);
+    }
+}
+
+static double gehrdRatio(const Routine* r, int n, const void* a, const void* f, const void* tau) {
+    const int parts = r->isComplex ? 2 : 1;
+    double* x = malloc((size_t)n * 2 * sizeof(double));
+    double* z = malloc((size_t)n * 2 * sizeof(double));
+    void* y = malloc((size_t)n * elementSize(r));
+    double ratio = -1.0;
+    if (!x || !z || !y) goto done;
+    for (int i = 0; i < n; ++i) {
+        x[2 * i + 1] = 0.0;
+        for (int part = 0; part < parts; ++part) {
+            x[2 * i + part] = 2.0 * rand() / RAND_MAX - 1.0;
+            set(r, y, (size_t)i, part, x[2 * i + part]);
+        }
+    }
+    if (hostOrmhr(r, 'C', n, f, tau, y) != 0) goto done;
+    for (int i = 0; i < n; ++i) { /* z = H y */
+        double re = 0.0, im = 0.0;
+        for (int j = i > 0 ? i - 1 : 0; j < n; ++j) {
+            const double hr = get(r, f, (size_t)j * n + i, 0),
+                         hi = parts == 2 ? get(r, f, (size_t)j * n + i, 1) : 0.0;
+            const double yr = get(r, y, (size_t)j, 0),
+                         yi = parts == 2 ? get(r, y, (size_t)j, 1) : 0.0;
+            re += hr * yr - hi * yi;
+            im += hr * yi + hi * yr;
+        }
+        z[2 * i] = re;
+        z[2 * i + 1] = im;
+    }
+    for (int i = 0; i < n; ++i)
+        for (int part = 0; part < parts; ++part) set(r, y, (size_t)i, part, z[2 * i + part]);
+    if (hostOrmhr(r, 'N', n, f, tau, y) != 0) goto done;
+    double normA = 0.0, normR = 0.0, normX = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double re = -get(r, y, (size_t)i, 0), im = parts == 2 ? -get(r, y, (size_t)i, 1) : 0.0;
+        double row = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * n + i, 0),
+                         ai = parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0;
+            re += ar * x[2 * j] - ai * x[2 * j + 1];
+            im += ar * x[2 * j + 1] + ai * x[2 * j];
+            row += fabs(ar) + fabs(ai);
+        }
+        if (row > normA) normA = row;
+        if (fabs(re) + fabs(im) > normR) normR = fabs(re) + fabs(im);
+        if (fabs(x[2 * i]) + fabs(x[2 * i + 1]) > normX)
+            normX = fabs(x[2 * i]) + fabs(x[2 * i + 1]);
+    }
+    ratio = normA > 0 ? normR / (n * normA * normX * qEpsilonOf(r)) : 0.0;
+done:
+    free(x);
+    free(z);
+    free(y);
+    return ratio;
+}
+
+static double geevRatio(const Routine* r, int n, const void* a, const void* unused,
+                        const void* aux) {
+    (void)unused;
+    const int parts = r->isComplex ? 2 : 1;
+    const size_t values = (size_t)n * n;
+    double normA = 0.0, worst = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double col = 0.0;
+        for (int i = 0; i < n; ++i)
+            col += hypot(get(r, a, (size_t)j * n + i, 0),
+                         parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0);
+        if (col > normA) normA = col;
+    }
+    double* v = malloc((size_t)n * 2 * sizeof(double));
+    if (!v) return -1.0;
+    const int sample[4] = {0, n / 3, 2 * n / 3, n - 1};
+    for (int s = 0; s < 4; ++s) {
+        const int j = sample[s];
+        double lr, li;
+        if (parts == 2) {
+            lr = get(r, aux, values + j, 0);
+            li = get(r, aux, values + j, 1);
+        } else {
+            lr = get(r, aux, values + j, 0);
+            li = get(r, aux, values + n + j, 0);
+        }
+        /* v = column j, or the pair's columns re +- i im */
+        const int first = parts == 1 && li < 0 ? j - 1 : j;
+        const double sign = parts == 1 && li < 0 ? -1.0 : 1.0;
+        for (int i = 0; i < n; ++i) {
+            v[2 * i] = get(r, aux, (size_t)first * n + i, 0);
+            v[2 * i + 1] = parts == 2  ? get(r, aux, (size_t)j * n + i, 1)
+                           : li != 0.0 ? sign * get(r, aux, (size_t)(first + 1) * n + i, 0)
+                                       : 0.0;
+        }
+        double res = 0.0;
+        for (int i = 0; i < n; ++i) {
+            double re = -(lr * v[2 * i] - li * v[2 * i + 1]),
+                   im = -(lr * v[2 * i + 1] + li * v[2 * i]);
+            for (int k = 0; k < n; ++k) {
+                const double ar = get(r, a, (size_t)k * n + i, 0),
+                             ai = parts == 2 ? get(r, a, (size_t)k * n + i, 1) : 0.0;
+                re += ar * v[2 * k] - ai * v[2 * k + 1];
+                im += ar * v[2 * k + 1] + ai * v[2 * k];
+            }
+            res += hypot(re, im);
+        }
+        if (res > worst) worst = res;
+    }
+    free(v);
+    return normA > 0 ? worst / (n * normA * qEpsilonOf(r)) : 0.0;
 }
 
 /* ---- orgqr and ormqr: how they are timed and checked -------------------------------------------
@@ -429,15 +678,143 @@ done:
     return failed;
 }
 
+/* ---- gels: how it is timed and checked ---------------------------------------------------------
+ * The problem is 2n x n: the n x n matrix of the other routines on top of n random rows, and a
+ * random right-hand side b. The least-squares residual r = b - A x must be orthogonal to A's
+ * columns: ||A^H r||_1 / (max(m, n) ||A||_1 ||b||_1 eps), computed in double precision in O(mn)
+ * operations. */
+static double residualOrthogonality(const Routine* r, int m, int n, const void* a, const void* b,
+                                    const void* x) {
+    const int parts = r->isComplex ? 2 : 1;
+    double* res = malloc((size_t)m * 2 * sizeof(double));
+    if (!res) return -1.0;
+    double normB = 0.0;
+    for (int i = 0; i < m; ++i) {
+        double re = get(r, b, (size_t)i, 0), im = parts == 2 ? get(r, b, (size_t)i, 1) : 0.0;
+        normB += hypot(re, im);
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * m + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * m + i, 1) : 0.0;
+            const double xr = get(r, x, (size_t)j, 0),
+                         xi = parts == 2 ? get(r, x, (size_t)j, 1) : 0.0;
+            re -= ar * xr - ai * xi;
+            im -= ar * xi + ai * xr;
+        }
+        res[2 * i] = re;
+        res[2 * i + 1] = im;
+    }
+    double normA = 0.0, normG = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double re = 0.0, im = 0.0, column = 0.0; /* a_j^H r */
+        for (int i = 0; i < m; ++i) {
+            const double ar = get(r, a, (size_t)j * m + i, 0);
+            const double ai = parts == 2 ? get(r, a, (size_t)j * m + i, 1) : 0.0;
+            re += ar * res[2 * i] + ai * res[2 * i + 1];
+            im += ar * res[2 * i + 1] - ai * res[2 * i];
+            column += hypot(ar, ai);
+        }
+        normG += hypot(re, im);
+        if (column > normA) normA = column;
+    }
+    free(res);
+    return normA > 0 && normB > 0 ? normG / (m * normA * normB * qEpsilon(r)) : 0.0;
+}
+
+/* bench() for a gels row: the same runs and the same line, the bus traffic as a multiple of A. */
+static int benchGels(const Routine* r, int device, int n, int runs, const void* square) {
+    const int m = 2 * n, parts = r->isComplex ? 2 : 1;
+    const size_t bytes = (size_t)m * n * elementSize(r), bBytes = (size_t)m * elementSize(r);
+    void* a = malloc(bytes);
+    void* b = malloc(bBytes);
+    void* work = malloc(bytes);
+    void* x = malloc(bBytes);
+    void *da = NULL, *db = NULL;
+    int failed = 1;
+    if (!a || !b || !work || !x) {
+        fprintf(stderr, "%s: out of host memory\n", r->name);
+        goto done;
+    }
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < m; ++i)
+            for (int part = 0; part < parts; ++part)
+                set(r, a, (size_t)j * m + i, part,
+                    i < n ? get(r, square, (size_t)j * n + i, part)
+                          : 2.0 * rand() / RAND_MAX - 1.0);
+    for (int i = 0; i < m; ++i)
+        for (int part = 0; part < parts; ++part)
+            set(r, b, (size_t)i, part, 2.0 * rand() / RAND_MAX - 1.0);
+    if (device &&
+        (cudaMalloc(&da, bytes) != cudaSuccess || cudaMalloc(&db, bBytes) != cudaSuccess)) {
+        fprintf(stderr, "%s: cudaMalloc of %zu bytes failed\n", r->name, bytes);
+        goto done;
+    }
+    double best = 1e300;
+#ifdef ZULI_BENCH_EMULATED
+    zuliEmuCounters counted;
+    memset(&counted, 0, sizeof counted);
+#endif
+    for (int run = 0; run < runs; ++run) {
+        memcpy(work, a, bytes);
+        memcpy(x, b, bBytes);
+        if (device && (cudaMemcpy(da, work, bytes, cudaMemcpyHostToDevice) != cudaSuccess ||
+                       cudaMemcpy(db, x, bBytes, cudaMemcpyHostToDevice) != cudaSuccess))
+            goto done;
+        cudaDeviceSynchronize();
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuResetCounters();
+#endif
+        const double start = now();
+        const zuliStatus s = r->ls->call[device](m, n, device ? da : work, device ? db : x);
+        cudaDeviceSynchronize();
+        const double seconds = now() - start;
+#ifdef ZULI_BENCH_EMULATED
+        zuliEmuGetCounters(&counted);
+#endif
+        if (s != zuliNoError) {
+            fprintf(stderr, "%s (%s): %s, info %d\n", r->name, device ? "device" : "host",
+                    zuliGetStatusString(s), (int)zuliGetErrorInfo());
+            goto done;
+        }
+        if (seconds < best) best = seconds;
+    }
+    if (device && cudaMemcpy(x, db, bBytes, cudaMemcpyDeviceToHost) != cudaSuccess) goto done;
+    const double ratio = residualOrthogonality(r, m, n, a, b, x);
+    const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
+    const double flops =
+        (2.0 * m * n * (double)n - 2.0 / 3.0 * n * (double)n * n) * (r->isComplex ? 4.0 : 1.0);
+    printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
+           device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
+#ifdef ZULI_BENCH_EMULATED
+    printf("  bus %5.2f x matrix  device flops %5.1f %%  launches %5llu  waits %5llu",
+           (double)(counted.h2dBytes + counted.d2hBytes) / bytes, 100.0 * counted.blasFlops / flops,
+           counted.launches, counted.syncs);
+#endif
+    printf("\n");
+    failed = !ok;
+done:
+    free(a);
+    free(b);
+    free(work);
+    free(x);
+    cudaFree(da);
+    cudaFree(db);
+    return failed;
+}
+
 /* Runs routine r on interface `device` `runs` times on fresh copies of a; prints one line.
  * Returns 0, or 1 when a call fails or the result is wrong. Everything it allocates is freed on
  * every path. */
 static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     if (r->q) return benchQ(r, device, n, runs, a);
+    if (r->ls) return benchGels(r, device, n, runs, a);
     const size_t bytes = (size_t)n * n * elementSize(r);
     void* work = malloc(bytes);
     /* pivots, or tau for KIND_QR */
-    const size_t ipivBytes = (size_t)n * (r->kind == KIND_QR ? elementSize(r) : sizeof(int));
+    const size_t ipivBytes =
+        r->kind == KIND_EIGEN
+            ? ((size_t)n * n + 2 * (size_t)n) * elementSize(r)
+            : (size_t)n *
+                  (r->kind == KIND_QR || r->kind == KIND_HESSENBERG ? elementSize(r) : sizeof(int));
     int* ipiv = malloc(ipivBytes);
     void* da = NULL;
     int* dpiv = NULL;
@@ -480,11 +857,13 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     if (device && (cudaMemcpy(work, da, bytes, cudaMemcpyDeviceToHost) != cudaSuccess ||
                    cudaMemcpy(ipiv, dpiv, ipivBytes, cudaMemcpyDeviceToHost) != cudaSuccess))
         goto done;
-    const double ratio = errorRatio(r, n, a, work, ipiv);
+    const double ratio = r->check ? r->check(r, n, a, work, ipiv) : errorRatio(r, n, a, work, ipiv);
     const int ok = ratio >= 0 && ratio < ERROR_RATIO_LIMIT;
-    const double perCube = r->kind == KIND_QR         ? 4.0 / 3.0
-                           : r->kind == KIND_CHOLESKY ? 1.0 / 3.0
-                                                      : 2.0 / 3.0;
+    const double perCube = r->kind == KIND_QR           ? 4.0 / 3.0
+                           : r->kind == KIND_CHOLESKY   ? 1.0 / 3.0
+                           : r->kind == KIND_HESSENBERG ? 10.0 / 3.0
+                           : r->kind == KIND_EIGEN      ? 26.0 / 3.0
+                                                        : 2.0 / 3.0;
     const double flops = perCube * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
     printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
            device ? "device" : "host", n, best, flops / best * 1e-9, ratio, ok ? "ok" : "failed");
@@ -533,10 +912,10 @@ int main(int argc, char** argv) {
             size_t k = 0;
             while (k < ROUTINE_COUNT && strcmp(routines[k].name, argv[i])) ++k;
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
-                fprintf(
-                    stderr,
-                    "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr]\n",
-                    argv[0]);
+                fprintf(stderr,
+                        "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr "
+                        "sgels ... zgels sgehrd ... zgeev]\n",
+                        argv[0]);
                 return 2;
             }
             selected[chosen++] = &routines[k];

@@ -12,9 +12,16 @@ if(TARGET zuli_lapack)
   set_target_properties(zuli_lapack PROPERTIES EXPORT_NAME lapack)
   list(APPEND ZULI_INSTALL_TARGETS zuli_lapack)
 endif()
+# The drop-in LAPACK of each flavor (dropin/), beside the library it runs on.
+set_target_properties(zuli_dropin_emu PROPERTIES EXPORT_NAME dropin_emu)
+list(APPEND ZULI_INSTALL_TARGETS zuli_dropin_emu)
+if(TARGET zuli_dropin)
+  set_target_properties(zuli_dropin PROPERTIES EXPORT_NAME dropin)
+  list(APPEND ZULI_INSTALL_TARGETS zuli_dropin)
+endif()
 
 # Installed, each library looks for its own dependencies beside itself first: the emulated flavor
-# finds libzuli_emu.so wherever the prefix is, with no run path or LD_LIBRARY_PATH in the program.
+# finds libzuli_emu.so (and each drop-in library its flavor of the library) wherever the prefix is, with no run path or LD_LIBRARY_PATH in the program.
 # The GPU flavor gets the same for consistency; libcudart and libcublas are left to the system's
 # search (the toolkit's ld.so configuration or the program's own run path). The build tree keeps
 # its run paths to the build directories, except for the emulated GPU, which needs none: it has

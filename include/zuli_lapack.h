@@ -137,6 +137,14 @@ ZULI_API zuliStatus zuliSetCallHooks(zuliCallHook hostEntry, zuliCallHook hostEx
                                      zuliCallHook deviceEntry, zuliCallHook deviceExit,
                                      void* userData);
 
+/* Nonzero while the calling thread is inside a routine of the library, between its entry and its
+ * return (its hooks and its host steps included), 0 otherwise; other threads' calls do not count.
+ * For layers that route calls into the library (a LAPACK interface in front of it, say) and must
+ * not call it again from inside it: the library's host steps call the host LAPACK by its usual
+ * names, which such a layer may have taken over. Needs no initialisation, touches neither error
+ * cell and allocates nothing. */
+ZULI_API int zuliIsInCall(void);
+
 /* =============================================================================================
  * Devices and versions
  * =========================================================================================== */
@@ -205,5 +213,6 @@ static_assert(sizeof(zuliComplexDouble) == sizeof(std::complex<double>) &&
 #include "zuli_lapack_householder.h"
 #include "zuli_lapack_solvers.h"
 #include "zuli_lapack_orthogonal.h"
+#include "zuli_lapack_eigen.h"
 
 #endif /* ZULI_LAPACK_H */

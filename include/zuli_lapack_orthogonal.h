@@ -1,12 +1,13 @@
 /* zuli_lapack_orthogonal.h - part of zuli_lapack.h; include that header instead.
  *
- * The orthogonal factorizations (QR, LQ, QL, RQ) and the generation and application of their Q.
- * Each exists as a host routine zuliXname (arrays in host memory) and a device routine
- * zuliDeviceXname (arrays in device memory, which stay there), with LAPACK's arguments minus the
- * work arrays, LAPACK's results and info values; the complex precisions use LAPACK's complex names
- * (ungqr, unmqr, ...). Both interfaces check their arguments in the order given and return
- * zuliArgumentError with info -k for the first bad argument k (counted without the precision
- * letter). Letters are accepted in either case. */
+ * The orthogonal factorizations (QR, LQ, QL, RQ), the generation and application of their Q, and
+ * the least-squares routines built on them, and the reduction to bidiagonal form with the
+ * generation of its Q and P^H. Each exists as a host routine zuliXname (arrays in host memory)
+ * and a device routine zuliDeviceXname (arrays in device memory, which stay there), with
+ * LAPACK's arguments minus the work arrays, LAPACK's results and info values; the complex
+ * precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check their
+ * arguments in the order given and return zuliArgumentError with info -k for the first bad
+ * argument k (counted without the precision letter). Letters are accepted in either case. */
 #ifndef ZULI_LAPACK_ORTHOGONAL_H
 #define ZULI_LAPACK_ORTHOGONAL_H
 #ifndef ZULI_LAPACK_H
@@ -326,6 +327,203 @@ ZULI_API zuliStatus zuliDeviceZunmrq(char side, char trans, int m, int n, int k,
                                      const zuliDeviceComplexDouble* a, int lda,
                                      const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
                                      int ldc);
+
+/* =============================================================================================
+ * Least squares: gels, geqrs, ggrqf, gglse
+ * ============================================================================================= */
+
+/* ---- gels: solves a least-squares or minimum-norm problem with the m x n matrix A of full rank
+ * (A^H below is the conjugate transpose, the plain transpose for S and D):
+ *   trans 'N', m >= n: X minimizes ||B - A X|| (least squares);
+ *   trans 'N', m <  n: X is the solution of A X = B of minimum norm;
+ *   trans 'T' or 'C', m >= n: X is the solution of A^H X = B of minimum norm;
+ *   trans 'T' or 'C', m <  n: X minimizes ||B - A^H X||.
+ * 'T' and 'C' are accepted in every precision and mean the same. B (ldb x nrhs) holds the nrhs
+ * right-hand sides in its first m rows ('N') or n rows ('T', 'C') and receives the solutions in
+ * its first n ('N') or m rows; for a least-squares problem the rows below them are overwritten
+ * with what the factorization leaves there. On return A holds its QR factorization (m >= n) or
+ * its LQ factorization (m < n) as geqrf and gelqf leave them. Neither A nor B is scaled.
+ * When min(m, n, nrhs) = 0, B is set to zero over max(m, n) rows and nrhs columns (nothing
+ * when b is null) and A is untouched.
+ * Argument errors, in this order: trans not 'N', 'T', 'C' -1, m < 0 -2, n < 0 -3, nrhs < 0 -4,
+ * lda < max(1, m) -6, ldb < max(1, m, n) -8; when min(m, n, nrhs) = 0 the pointers are not
+ * checked; a null -5, b null -7.
+ * zuliDataError with info i: the i-th diagonal element of R (m >= n) or L (m < n) is exactly
+ * zero, A is not of full rank; A holds the factorization and B is partly transformed. */
+ZULI_API zuliStatus zuliSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b,
+                              int ldb);
+ZULI_API zuliStatus zuliDeviceSgels(char trans, int m, int n, int nrhs, zuliDeviceFloat* a, int lda,
+                                    zuliDeviceFloat* b, int ldb);
+ZULI_API zuliStatus zuliDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b,
+                              int ldb);
+ZULI_API zuliStatus zuliDeviceDgels(char trans, int m, int n, int nrhs, zuliDeviceDouble* a,
+                                    int lda, zuliDeviceDouble* b, int ldb);
+ZULI_API zuliStatus zuliCgels(char trans, int m, int n, int nrhs, zuliComplexFloat* a, int lda,
+                              zuliComplexFloat* b, int ldb);
+ZULI_API zuliStatus zuliDeviceCgels(char trans, int m, int n, int nrhs, zuliDeviceComplexFloat* a,
+                                    int lda, zuliDeviceComplexFloat* b, int ldb);
+ZULI_API zuliStatus zuliZgels(char trans, int m, int n, int nrhs, zuliComplexDouble* a, int lda,
+                              zuliComplexDouble* b, int ldb);
+ZULI_API zuliStatus zuliDeviceZgels(char trans, int m, int n, int nrhs, zuliDeviceComplexDouble* a,
+                                    int lda, zuliDeviceComplexDouble* b, int ldb);
+
+/* ---- geqrs: the least-squares solution of A X = B from geqrf's factorization of the m x n
+ * matrix A (m >= n): A and tau (n scalars) as geqrf left them, B (m x nrhs) is overwritten by
+ * Q^H B with the solution in its first n rows. No test for a zero on R's diagonal is made (the
+ * solution then holds non-finite values).
+ * Argument errors, in this order: m < 0 -1, n < 0 or n > m -2, nrhs < 0 -3, lda < max(1, m) -5,
+ * ldb < max(1, m) -8; m, n or nrhs = 0 returns at once (null pointers accepted); a null -4, tau
+ * null -6, b null -7. */
+ZULI_API zuliStatus zuliSgeqrs(int m, int n, int nrhs, const float* a, int lda, const float* tau,
+                               float* b, int ldb);
+ZULI_API zuliStatus zuliDeviceSgeqrs(int m, int n, int nrhs, const zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau, zuliDeviceFloat* b, int ldb);
+ZULI_API zuliStatus zuliDgeqrs(int m, int n, int nrhs, const double* a, int lda, const double* tau,
+                               double* b, int ldb);
+ZULI_API zuliStatus zuliDeviceDgeqrs(int m, int n, int nrhs, const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* b, int ldb);
+ZULI_API zuliStatus zuliCgeqrs(int m, int n, int nrhs, const zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau, zuliComplexFloat* b, int ldb);
+ZULI_API zuliStatus zuliDeviceCgeqrs(int m, int n, int nrhs, const zuliDeviceComplexFloat* a,
+                                     int lda, const zuliDeviceComplexFloat* tau,
+                                     zuliDeviceComplexFloat* b, int ldb);
+ZULI_API zuliStatus zuliZgeqrs(int m, int n, int nrhs, const zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau, zuliComplexDouble* b, int ldb);
+ZULI_API zuliStatus zuliDeviceZgeqrs(int m, int n, int nrhs, const zuliDeviceComplexDouble* a,
+                                     int lda, const zuliDeviceComplexDouble* tau,
+                                     zuliDeviceComplexDouble* b, int ldb);
+
+/* ---- ggrqf: generalized RQ factorization of the m x n matrix A and the p x n matrix B, as
+ * LAPACK's ggrqf computes it: A = R Q and B = Z T Q with Q (n x n) and Z (p x p) unitary
+ * (orthogonal for S, D). On return A holds R and the reflectors of Q as gerqf leaves them
+ * (taua: min(m, n) scalars), B holds T and the reflectors of Z as geqrf leaves them (taub:
+ * min(p, n) scalars).
+ * Argument errors, in this order: m < 0 -1, p < 0 -2, n < 0 -3, lda < max(1, m) -5,
+ * ldb < max(1, p) -8; n = 0 or m = p = 0 returns at once; then, where the matrix has elements,
+ * a null -4 and taua null -6 (m > 0), b null -7 and taub null -9 (p > 0). */
+ZULI_API zuliStatus zuliSggrqf(int m, int p, int n, float* a, int lda, float* taua, float* b,
+                               int ldb, float* taub);
+ZULI_API zuliStatus zuliDeviceSggrqf(int m, int p, int n, zuliDeviceFloat* a, int lda,
+                                     zuliDeviceFloat* taua, zuliDeviceFloat* b, int ldb,
+                                     zuliDeviceFloat* taub);
+ZULI_API zuliStatus zuliDggrqf(int m, int p, int n, double* a, int lda, double* taua, double* b,
+                               int ldb, double* taub);
+ZULI_API zuliStatus zuliDeviceDggrqf(int m, int p, int n, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* taua, zuliDeviceDouble* b, int ldb,
+                                     zuliDeviceDouble* taub);
+ZULI_API zuliStatus zuliCggrqf(int m, int p, int n, zuliComplexFloat* a, int lda,
+                               zuliComplexFloat* taua, zuliComplexFloat* b, int ldb,
+                               zuliComplexFloat* taub);
+ZULI_API zuliStatus zuliDeviceCggrqf(int m, int p, int n, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceComplexFloat* taua, zuliDeviceComplexFloat* b,
+                                     int ldb, zuliDeviceComplexFloat* taub);
+ZULI_API zuliStatus zuliZggrqf(int m, int p, int n, zuliComplexDouble* a, int lda,
+                               zuliComplexDouble* taua, zuliComplexDouble* b, int ldb,
+                               zuliComplexDouble* taub);
+ZULI_API zuliStatus zuliDeviceZggrqf(int m, int p, int n, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceComplexDouble* taua, zuliDeviceComplexDouble* b,
+                                     int ldb, zuliDeviceComplexDouble* taub);
+
+/* ---- gglse: the linear equality-constrained least-squares problem, as LAPACK's gglse solves it:
+ * x (n elements) minimizes ||c - A x|| subject to B x = d, A m x n, B p x n, c m elements, d p
+ * elements, p <= n <= m + p. On return x holds the solution, the elements n - p + 1 ... m of c
+ * the residual whose squares sum to the minimum (the rest of c as LAPACK leaves it), and A, B and
+ * d are overwritten (A and B with ggrqf's factorization of B and A).
+ * Argument errors, in this order: m < 0 -1, n < 0 -2, p < 0 or p > n or p < n - m -3,
+ * lda < max(1, m) -5, ldb < max(1, p) -7; n = 0 returns at once; then, where the array has
+ * elements, a null -4 (m > 0), b null -6 (p > 0), c null -8 (m > 0), d null -9 (p > 0), x null
+ * -10.
+ * zuliDataError with info 1: the triangle T12 of B's factorization has an exactly zero diagonal
+ * element (B does not have full row rank); info 2: the triangle R11 of A's has one ((A; B) does
+ * not have full column rank). */
+ZULI_API zuliStatus zuliSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c,
+                               float* d, float* x);
+ZULI_API zuliStatus zuliDeviceSgglse(int m, int n, int p, zuliDeviceFloat* a, int lda,
+                                     zuliDeviceFloat* b, int ldb, zuliDeviceFloat* c,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* x);
+ZULI_API zuliStatus zuliDgglse(int m, int n, int p, double* a, int lda, double* b, int ldb,
+                               double* c, double* d, double* x);
+ZULI_API zuliStatus zuliDeviceDgglse(int m, int n, int p, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* b, int ldb, zuliDeviceDouble* c,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* x);
+ZULI_API zuliStatus zuliCgglse(int m, int n, int p, zuliComplexFloat* a, int lda,
+                               zuliComplexFloat* b, int ldb, zuliComplexFloat* c,
+                               zuliComplexFloat* d, zuliComplexFloat* x);
+ZULI_API zuliStatus zuliDeviceCgglse(int m, int n, int p, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceComplexFloat* b, int ldb, zuliDeviceComplexFloat* c,
+                                     zuliDeviceComplexFloat* d, zuliDeviceComplexFloat* x);
+ZULI_API zuliStatus zuliZgglse(int m, int n, int p, zuliComplexDouble* a, int lda,
+                               zuliComplexDouble* b, int ldb, zuliComplexDouble* c,
+                               zuliComplexDouble* d, zuliComplexDouble* x);
+ZULI_API zuliStatus zuliDeviceZgglse(int m, int n, int p, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceComplexDouble* b, int ldb,
+                                     zuliDeviceComplexDouble* c, zuliDeviceComplexDouble* d,
+                                     zuliDeviceComplexDouble* x);
+
+/* =============================================================================================
+ * Bidiagonal reduction: gebrd, orgbr / ungbr
+ * ============================================================================================= */
+
+/* ---- gebrd: reduces the m x n matrix A to bidiagonal form B = Q^H A P (LAPACK's gebrd), k =
+ * min(m, n). B is upper bidiagonal for m >= n, lower for m < n; its diagonal goes to d (k real
+ * elements) and its off-diagonal to e (k - 1 real elements), and A receives B's elements and the
+ * reflectors as LAPACK stores them: Q = H(1) ... H(k) with H(i) = I - tauq(i) v v^H, v(i) = 1 and
+ * v below the diagonal (m >= n) or the subdiagonal (m < n) of column i; P = G(1) ... G(k) with
+ * G(i) = I - taup(i) u u^H, u right of the superdiagonal (m >= n) or the diagonal (m < n) of row
+ * i, stored conjugated. tauq and taup receive k scalars each. Matrices with k <= 256 (S, D) or
+ * k <= 192 (C, Z) are reduced by the host LAPACK; larger ones by the host (panels of the base
+ * block size) and the GPU (the products with the trailing matrix and its two gemm updates)
+ * together, the last block of at most that order by the host LAPACK. B is then that of a matrix
+ * within rounding of A (A = Q B P^H to rounding), not LAPACK's elements bit for bit.
+ * Argument errors: m < 0 -1, n < 0 -2, lda < max(1, m) -4; k = 0 returns at once (null pointers
+ * accepted); a null -3, d null -5, e null -6 (accepted when k = 1), tauq null -7, taup null
+ * -8. */
+ZULI_API zuliStatus zuliSgebrd(int m, int n, float* a, int lda, float* d, float* e, float* tauq,
+                               float* taup);
+ZULI_API zuliStatus zuliDeviceSgebrd(int m, int n, zuliDeviceFloat* a, int lda, zuliDeviceFloat* d,
+                                     zuliDeviceFloat* e, zuliDeviceFloat* tauq,
+                                     zuliDeviceFloat* taup);
+ZULI_API zuliStatus zuliDgebrd(int m, int n, double* a, int lda, double* d, double* e, double* tauq,
+                               double* taup);
+ZULI_API zuliStatus zuliDeviceDgebrd(int m, int n, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* tauq, zuliDeviceDouble* taup);
+ZULI_API zuliStatus zuliCgebrd(int m, int n, zuliComplexFloat* a, int lda, float* d, float* e,
+                               zuliComplexFloat* tauq, zuliComplexFloat* taup);
+ZULI_API zuliStatus zuliDeviceCgebrd(int m, int n, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* tauq, zuliDeviceComplexFloat* taup);
+ZULI_API zuliStatus zuliZgebrd(int m, int n, zuliComplexDouble* a, int lda, double* d, double* e,
+                               zuliComplexDouble* tauq, zuliComplexDouble* taup);
+ZULI_API zuliStatus zuliDeviceZgebrd(int m, int n, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* tauq, zuliDeviceComplexDouble* taup);
+
+/* ---- orgbr / ungbr: generates Q or P^H of gebrd (LAPACK's orgbr) in place of its reflectors.
+ * vect 'Q': A (m x n) becomes the first n columns of Q from the reflectors gebrd left in the
+ * columns of A when it reduced an m x k matrix; tau is its tauq (min(m, k) scalars); n <= m and
+ * n >= min(m, k) (for m >= k, Q's first n columns; for m < k, Q is m x m).
+ * vect 'P': A (m x n) becomes the first m rows of P^H from the reflectors gebrd left in the rows
+ * of A when it reduced a k x n matrix; tau is its taup (min(n, k) scalars); m <= n and
+ * m >= min(n, k).
+ * Argument errors: vect not 'Q' or 'P' -1, m < 0 -2, n < 0 or n out of the range above -3, k < 0
+ * -4, lda < max(1, m) -6; m = 0 or n = 0 returns at once; a null -5, tau null -7 (also when k =
+ * 0, which gives rows or columns of the identity). */
+ZULI_API zuliStatus zuliSorgbr(char vect, int m, int n, int k, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgbr(char vect, int m, int n, int k, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgbr(char vect, int m, int n, int k, double* a, int lda,
+                               const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgbr(char vect, int m, int n, int k, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungbr(char vect, int m, int n, int k, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungbr(char vect, int m, int n, int k, zuliDeviceComplexFloat* a,
+                                     int lda, const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungbr(char vect, int m, int n, int k, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungbr(char vect, int m, int n, int k, zuliDeviceComplexDouble* a,
+                                     int lda, const zuliDeviceComplexDouble* tau);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -9,7 +9,8 @@ zuli_say() { printf '== %s\n' "$*"; }
 
 # Debian packages the build and the tests need. Installed only when missing, so a second run is quick.
 zuli_install_deps() {
-    local pkgs=(cmake ninja-build g++ pkg-config ccache libopenblas-dev liblapacke-dev libgtest-dev)
+    local pkgs=(cmake ninja-build g++ gfortran pkg-config ccache libopenblas-dev liblapacke-dev libgtest-dev
+                python3-numpy)
     local missing=()
     for p in "${pkgs[@]}"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -13,6 +13,7 @@
 #include "emu.h"
 #include "fiber.h"
 
+#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -243,8 +244,13 @@ struct Engine {
     }
 };
 
-// The engine is reached through an initial-exec pointer (one instruction) from every barrier;
-// the thread_local owner destroys it, and its fibers, when the host thread ends.
+// The engine is reached through an initial-exec pointer (one instruction) from every barrier.
+// It is owned through a pthread key, whose destructor frees it and its fibers when the host
+// thread ends. Not a thread_local object: the program's thread-local destructors run before the
+// key destructors and may still run kernels (a library that destroys its cuBLAS handles when its
+// thread ends waits for the device's pending work, other threads' kernels included); an engine
+// destroyed by then would be used after its end. A kernel run from a key destructor after this
+// one makes a new engine, which the next round of key destructors frees.
 __thread Engine* t_engine ZULI_EMU_TLS = nullptr;
 
 // The slot of the thread running on a fiber now (null on the scheduler's stack). A barrier
@@ -259,14 +265,27 @@ inline void enter(Slot* s) {
     t_running = s;
 }
 
+pthread_key_t engineKey() {
+    static const pthread_key_t key = [] {
+        pthread_key_t k;
+        if (pthread_key_create(&k, [](void* e) {
+                t_engine = nullptr;
+                delete static_cast<Engine*>(e);
+            }) != 0) {
+            fatal("cannot create the thread key of the kernel engines");
+        }
+        return k;
+    }();
+    return key;
+}
+
 Engine& engine() {
     if (t_engine == nullptr) [[unlikely]] {
-        struct Owner {
-            Engine engine;
-            ~Owner() { t_engine = nullptr; }
-        };
-        thread_local Owner owner;
-        t_engine = &owner.engine;
+        auto* e = new Engine;
+        if (pthread_setspecific(engineKey(), e) != 0) {
+            fatal("cannot register a thread's kernel engine");
+        }
+        t_engine = e;
     }
     return *t_engine;
 }

@@ -251,14 +251,17 @@ void generateQ(const CallContext& ctx, Form form, int m, int n, int k, T* a, int
     }
     if (kk < colsQ) {
         const int r = rowsQ - kk, c = colsQ - kk, from = back ? 0 : kk;
-        std::vector<T> block(size_t(r) * size_t(c));
+        std::vector<T> block(size_t(r) * size_t(c) + lapack::reflectorSlack<T>(std::max(r, c)));
         q.generate(form, from, from, r, c, k - kk, tauHost.data() + from, block.data());
     }
     if (kk == 0) return;
 
-    PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(rowsQ) * nb + nb * nb);
+    // The panel (at most rowsQ x nb, either way round), the block reflector's T after it.
+    const int64_t panelSize =
+        int64_t(std::max(rowsQ, nb)) * nb + lapack::reflectorSlack<T>(std::max(rowsQ, nb));
+    PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, panelSize + nb * nb);
     T* panel = staging.get();
-    T* hostT = panel + int64_t(rowsQ) * nb;
+    T* hostT = panel + panelSize;
     const DeviceBuffer<T> dT = acquireWorkspace<T>(ctx, nb * nb);
     for (int step = 0; step < kk / nb; ++step) {
         // Forward forms from block ki back to block 0; backward forms from block k - kk on.
@@ -300,8 +303,9 @@ void applyQ(const CallContext& ctx, Form form, char side, char trans, int m, int
     if (k <= nb) {
         // Everything on the host: V and C down, C up.
         const int ldv = v.storedRows(nq, k);
-        std::vector<T> hostV(size_t(ldv) * size_t(v.storedCols(nq, k)));
-        std::vector<T> hostC(size_t(m) * size_t(n));
+        const int cols = v.storedCols(nq, k);
+        std::vector<T> hostV(size_t(ldv) * size_t(cols) + lapack::reflectorSlack<T>(ldv));
+        std::vector<T> hostC(size_t(m) * size_t(n) + lapack::reflectorSlack<T>(m));
         v.download(0, 0, nq, k, hostV.data());
         copyToHost(c, ldc, m, n, hostC.data(), m);
         applyOnHost(form, side, trans, m, n, k, hostV.data(), ldv, tauHost.data(), hostC.data(), m);
@@ -317,9 +321,11 @@ void applyQ(const CallContext& ctx, Form form, char side, char trans, int m, int
     const bool lastFirst = (left == notran) == (form == Form::QR || form == Form::RQ);
     // A row form's blocks are applied as the conjugate transpose of their stored form.
     const char blockTrans = v.rows ? (notran ? 'C' : 'N') : trans;
-    PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, int64_t(nq) * nb + nb * nb);
+    const int64_t panelSize =
+        int64_t(std::max(nq, nb)) * nb + lapack::reflectorSlack<T>(std::max(nq, nb));
+    PinnedBuffer<T> staging = acquirePinnedWorkspace<T>(ctx, panelSize + nb * nb);
     T* panel = staging.get();
-    T* hostT = panel + int64_t(nq) * nb;
+    T* hostT = panel + panelSize;
     const DeviceBuffer<T> dT = acquireWorkspace<T>(ctx, nb * nb);
     const int blocks = (k - 1) / nb + 1;
     for (int step = 0; step < blocks; ++step) {

@@ -64,11 +64,6 @@ namespace zuli {
 
 namespace {
 
-// Elements allocated beyond the end of a host panel: some of the host BLAS's complex kernels load
-// a vector register (up to 64 bytes) past the last element of a strided vector, which would fault
-// when the panel ends where its page-locked block ends, on a page boundary.
-constexpr int64_t kPanelSlack = 16;
-
 // The host LAPACK routine that factors a panel (lapack::geqrf<T> and kin).
 template <typename T>
 using HostFactor = int (*)(int, int, T*, int, T*, T*, int);
@@ -81,7 +76,7 @@ void factorOnHost(HostFactor<T> factor, int rows, int cols, T* a, int lda, T* ta
         checkHostLapackInfo(factor(rows, cols, a, lda, tau, work, size));
     });
     if (rows < cols) lwork = std::max(lwork, cols);
-    std::vector<T> work(size_t(std::max(1, lwork)));
+    std::vector<T> work = lapack::workArray<T>(lwork);
     checkHostLapackInfo(factor(rows, cols, a, lda, tau, work.data(), int(work.size())));
 }
 
@@ -118,8 +113,8 @@ void qrLookAhead(const CallContext& ctx, int m, int n, int nb, T* a, int lda, T*
     const HostFactor<T> factor = NonNegative ? lapack::geqrfp<T> : lapack::geqrf<T>;
     const int k = std::min(m, n);
     const int ldp = std::max(m, n);  // the host panel's leading dimension
-    const PanelStaging<T> stage(ctx, int64_t(ldp) * nb + kPanelSlack, StagingSource::Call,
-                                CopyStreams::Two);
+    const PanelStaging<T> stage(ctx, int64_t(ldp) * nb + lapack::reflectorSlack<T>(ldp),
+                                StagingSource::Call, CopyStreams::Two);
     T* panel = stage.get();
     std::vector<T> hostT(size_t(nb) * nb);
     std::vector<T> hostTau(static_cast<size_t>(k));
@@ -213,7 +208,9 @@ void plainLoop(const CallContext& ctx, const PlainForm<T>& form, int m, int n, i
                int lda, T* tau) {
     const int k = std::min(m, n);
     const char direct = form.forward ? 'F' : 'B', storev = form.rows ? 'R' : 'C';
-    const PinnedBuffer<T> hostPanel(size_t(std::max(m, n)) * nb + kPanelSlack);
+    // Row panels have leading dimension nb, column panels at most max(m, n).
+    const int64_t longest = std::max({m, n, nb});
+    const PinnedBuffer<T> hostPanel(size_t(longest * nb + lapack::reflectorSlack<T>(longest)));
     T* panel = hostPanel.get();
     std::vector<T> hostT(size_t(nb) * nb);
     std::vector<T> hostTau(static_cast<size_t>(k));

@@ -307,6 +307,12 @@ ZULI_API zuliStatus zuliSetCallHooks(zuliCallHook hostEntry, zuliCallHook hostEx
     return zuliNoError;
 }
 
+// Reads the thread's state without creating it (a thread outside every call usually has none).
+ZULI_API int zuliIsInCall(void) {
+    const zuli::ThreadState* state = zuli::currentThreadState();
+    return state != nullptr && state->depth > 0;
+}
+
 ZULI_API void zuliFreeBuffers(void) {
     using namespace zuli;
     std::scoped_lock lock(globalMutex());

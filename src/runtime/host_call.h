@@ -41,7 +41,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 namespace zuli {
 
@@ -147,29 +146,6 @@ class HostVectorMirror {
     bool backwards_;
     unsigned flags_ = MirrorNone;
     cudalib::ManagedMemory<T> buffer_;
-};
-
-// A working copy, in host memory, of a host array that a routine computes on the host (the
-// diagonals of the bidiagonal and tridiagonal iterations): the n elements of `host` (copied in
-// when `in`), worked on by the device routine, and copied back with the device outputs, so that
-// the caller's array, like the mirrored ones, is left alone after a failure other than a data or
-// argument error. `extra` elements more are there for the routine's own use (not copied).
-template <typename E>
-class HostWorkingCopy {
-  public:
-    HostWorkingCopy(int64_t n, E* host, bool in, int64_t extra = 0)
-        : host_(host), n_(std::max<int64_t>(n, 0)), copy_(size_t(n_ + std::max<int64_t>(extra, 0))) {
-        if (in && host_ != nullptr) std::copy(host_, host_ + n_, copy_.begin());
-    }
-    E* data() { return copy_.data(); }
-    void copyOut() const {
-        if (host_ != nullptr) std::copy(copy_.begin(), copy_.begin() + n_, host_);
-    }
-
-  private:
-    E* host_;
-    int64_t n_;
-    std::vector<E> copy_;
 };
 
 // Ends a host-interface call after its device routine returned `result`: waits for the device,

@@ -18,7 +18,10 @@
 #include <lapack.h>
 #include <cblas.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <type_traits>
+#include <vector>
 
 // Calls LAPACK_<p>name(args...) with p the precision prefix (s, d, c, z) of T.
 #define ZULI_LAPACK(T, name, ...)                                     \
@@ -48,6 +51,17 @@
     }()
 
 namespace zuli::lapack {
+
+// Elements to allocate past a host matrix (leading dimension ld) that the host LAPACK's reflector
+// routines work on. The host BLAS's complex gemv without transposition (OpenBLAS 0.3.21, every
+// kernel family) reads the element one stride past the last of its x vector, and the row-wise
+// reflector routines (gelq2, gerq2, ungl2, unml2, ...) pass a row of the matrix as x, with stride
+// ld: the read lands up to one column past the matrix, which faults when the allocation ends on a
+// page boundary. One spare column and one vector register keep every such read inside.
+template <typename T>
+constexpr int64_t reflectorSlack(int64_t ld) {
+    return ld + 64 / int64_t(sizeof(T));
+}
 
 // ---- factorizations and solves ------------------------------------------------------------
 
@@ -174,6 +188,21 @@ void larfb(char side, char trans, char direct, char storev, int m, int n, int k,
 // The work size a routine asks for: call(work, -1) with a one-element work array, which the
 // routine answers in its first element.
 template <typename T, typename Call>
+int workSize(Call&& call);
+
+// A work array of `size` elements (at least 1) for the host LAPACK, whose allocation reaches
+// reflectorSlack(size) further: the blocked reductions keep matrices in it (latrd's W, labrd's X
+// and Y) and pass their rows to gemv as x.
+template <typename T>
+std::vector<T> workArray(int size) {
+    const size_t n = size_t(std::max(1, size));
+    std::vector<T> work;
+    work.reserve(n + size_t(reflectorSlack<T>(int64_t(n))));
+    work.resize(n);
+    return work;
+}
+
+template <typename T, typename Call>
 int workSize(Call&& call) {
     T size{};
     call(&size, -1);
@@ -194,9 +223,181 @@ void larfg(int n, T* alpha, T* x, int incx, T* tau) {
     ZULI_LAPACK(T, larfg, &n, alpha, x, &incx, tau);
 }
 
-// ---- bidiagonal and tridiagonal iterations ---------------------------------------------------
-// d and e are real in every precision; work holds 4 n reals for bdsqr, 2 n - 2 for steqr.
+// ---- least squares ------------------------------------------------------------------------
+// trans of gels is 'N', or 'T' for the real types and 'C' for the complex ones.
 
+template <typename T>
+int gels(char trans, int m, int n, int nrhs, T* a, int lda, T* b, int ldb, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gels, &trans, &m, &n, &nrhs, a, &lda, b, &ldb, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int ggrqf(int m, int p, int n, T* a, int lda, T* taua, T* b, int ldb, T* taub, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, ggrqf, &m, &p, &n, a, &lda, taua, b, &ldb, taub, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, T* x, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gglse, &m, &n, &p, a, &lda, b, &ldb, c, d, x, work, &lwork, &info);
+    return info;
+}
+
+// ---- Hessenberg reduction and the nonsymmetric eigenproblem ------------------------------------
+
+template <typename T>
+int gehrd(int n, int ilo, int ihi, T* a, int lda, T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gehrd, &n, &ilo, &ihi, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orghr(int n, int ilo, int ihi, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orghr, unghr, &n, &ilo, &ihi, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+// H C (side 'L') or C H (side 'R') for one reflector H = I - tau v v^H; work holds n ('L') or m
+// ('R') elements.
+template <typename T>
+void larf(char side, int m, int n, const T* v, int incv, T tau, T* c, int ldc, T* work) {
+    ZULI_LAPACK(T, larf, &side, &m, &n, v, &incv, &tau, c, &ldc, work);
+}
+
+// Balancing: permutations (ilo, ihi) and scaling factors in scale (n reals, for every
+// precision).
+template <typename T>
+int gebal(char job, int n, T* a, int lda, int* ilo, int* ihi, ToRealT<T>* scale) {
+    int info = 0;
+    ZULI_LAPACK(T, gebal, &job, &n, a, &lda, ilo, ihi, scale, &info);
+    return info;
+}
+
+// The eigenvalues of a Hessenberg matrix (and its Schur form and vectors): the real routine
+// returns them as wr + i wi, the complex one in w.
+template <typename T>
+int hseqr(char job, char compz, int n, int ilo, int ihi, T* h, int ldh, T* wr, T* wi, T* z, int ldz,
+          T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, hseqr, &job, &compz, &n, &ilo, &ihi, h, &ldh, wr, wi, z, &ldz, work, &lwork,
+                &info);
+    return info;
+}
+template <typename T>
+int hseqr(char job, char compz, int n, int ilo, int ihi, T* h, int ldh, T* w, T* z, int ldz,
+          T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, hseqr, &job, &compz, &n, &ilo, &ihi, h, &ldh, w, z, &ldz, work, &lwork, &info);
+    return info;
+}
+
+// Eigenvectors of a (quasi-)triangular Schur form. rwork (lrwork reals) is used by the complex
+// routine only.
+template <typename T>
+int trevc3(char side, char howmny, int* select, int n, const T* t, int ldt, T* vl, int ldvl, T* vr,
+           int ldvr, int mm, int* m, T* work, int lwork, ToRealT<T>* rwork, int lrwork) {
+    int info = 0;
+    if constexpr (IsComplexV<T>)
+        ZULI_LAPACK(T, trevc3, &side, &howmny, select, &n, const_cast<T*>(t), &ldt, vl, &ldvl, vr,
+                    &ldvr, &mm, m, work, &lwork, rwork, &lrwork, &info);
+    else
+        ZULI_LAPACK(T, trevc3, &side, &howmny, select, &n, t, &ldt, vl, &ldvl, vr, &ldvr, &mm, m,
+                    work, &lwork, &info);
+    return info;
+}
+
+// The eigenvalue drivers themselves (the reference of the tests).
+template <typename T>
+int geev(char jobvl, char jobvr, int n, T* a, int lda, T* wr, T* wi, T* vl, int ldvl, T* vr,
+         int ldvr, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, geev, &jobvl, &jobvr, &n, a, &lda, wr, wi, vl, &ldvl, vr, &ldvr, work, &lwork,
+                &info);
+    return info;
+}
+template <typename T>
+int geev(char jobvl, char jobvr, int n, T* a, int lda, T* w, T* vl, int ldvl, T* vr, int ldvr,
+         T* work, int lwork, ToRealT<T>* rwork) {
+    int info = 0;
+    ZULI_LAPACK(T, geev, &jobvl, &jobvr, &n, a, &lda, w, vl, &ldvl, vr, &ldvr, work, &lwork, rwork,
+                &info);
+    return info;
+}
+
+// LAPACK's safe scaling of an m x n matrix (type 'G') by cto / cfrom.
+template <typename T>
+int lascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m, int n, T* a,
+          int lda) {
+    int info = 0;
+    ZULI_LAPACK(T, lascl, &type, &kl, &ku, &cfrom, &cto, &m, &n, a, &lda, &info);
+    return info;
+}
+
+// ---- two-sided reductions and their Q ------------------------------------------------------
+// Bidiagonal (gebrd) and tridiagonal (sytrd / hetrd) reduction, the generation of their Q and P^H
+// (orgbr / ungbr, orgtr / ungtr) and the application of the tridiagonal Q (ormtr / unmtr). d and
+// e are real for every precision.
+
+template <typename T>
+int gebrd(int m, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tauq, T* taup, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK(T, gebrd, &m, &n, a, &lda, d, e, tauq, taup, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int sytrd(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau, T* work,
+          int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sytrd, hetrd, &uplo, &n, a, &lda, d, e, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgbr(char vect, int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgbr, ungbr, &vect, &m, &n, &k, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+template <typename T>
+int orgtr(char uplo, int n, T* a, int lda, const T* tau, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, orgtr, ungtr, &uplo, &n, a, &lda, tau, work, &lwork, &info);
+    return info;
+}
+
+// trans as for ormqr: 'N', or 'T' for the real types and 'C' for the complex ones.
+template <typename T>
+int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, const T* tau, T* c,
+          int ldc, T* work, int lwork) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, ormtr, unmtr, &side, &uplo, &trans, &m, &n, a, &lda, tau, c, &ldc, work,
+                   &lwork, &info);
+    return info;
+}
+
+// The eigenvalues of the real symmetric tridiagonal matrix (d, e), ascending in d; e is destroyed.
+template <typename R>
+int sterf(int n, R* d, R* e) {
+    int info = 0;
+    if constexpr (std::is_same_v<R, float>)
+        LAPACK_ssterf(&n, d, e, &info);
+    else
+        LAPACK_dsterf(&n, d, e, &info);
+    return info;
+}
+
+// The singular values of the real n x n bidiagonal matrix (d, e), upper or lower, descending in
+// d, with the rotations applied to VT (ncvt columns), U (nru rows) and C (ncc columns); work
+// holds 4 n reals (2 n for ncvt = nru = ncc = 0).
 template <typename T>
 int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T>* e, T* vt,
           int ldvt, T* u, int ldu, T* c, int ldc, ToRealT<T>* work) {
@@ -206,6 +407,8 @@ int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T
     return info;
 }
 
+// The eigenvalues of the symmetric tridiagonal (d, e), ascending in d, and for compz 'V' / 'I'
+// the eigenvectors through Z (n x n); work holds max(1, 2 n - 2) reals.
 template <typename T>
 int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
     int info = 0;
@@ -213,35 +416,87 @@ int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToReal
     return info;
 }
 
-// Real only (R float or double); work 4 n reals, iwork 3 n integers.
-template <typename R>
-int stebz(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, const R* d,
-          const R* e, int* m, int* nsplit, R* w, int* iblock, int* isplit, R* work, int* iwork) {
-    int info = 0;
-    ZULI_LAPACK(R, stebz, &range, &order, &n, &vl, &vu, &il, &iu, &abstol, d, e, m, nsplit, w,
-                iblock, isplit, work, iwork, &info);
-    return info;
+// ---- the host BLAS (levels 1 and 2) ----------------------------------------------------------
+// trans 'N', 'T' or 'C'; uplo 'U' or 'L'; diag 'U' or 'N'.
+
+namespace detail {
+inline CBLAS_TRANSPOSE cblasTrans(char t) {
+    return t == 'N' ? CblasNoTrans : (t == 'T' ? CblasTrans : CblasConjTrans);
+}
+}  // namespace detail
+
+// y = alpha op(A) x + beta y
+template <typename T>
+void gemv(char trans, int m, int n, T alpha, const T* a, int lda, const T* x, int incx, T beta,
+          T* y, int incy) {
+    const CBLAS_TRANSPOSE t = detail::cblasTrans(trans);
+    if constexpr (std::is_same_v<T, float>)
+        cblas_sgemv(CblasColMajor, t, m, n, alpha, a, lda, x, incx, beta, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dgemv(CblasColMajor, t, m, n, alpha, a, lda, x, incx, beta, y, incy);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_cgemv(CblasColMajor, t, m, n, &alpha, a, lda, x, incx, &beta, y, incy);
+    else
+        cblas_zgemv(CblasColMajor, t, m, n, &alpha, a, lda, x, incx, &beta, y, incy);
 }
 
-// The largest |element| ('M') and the other norms of the symmetric tridiagonal (d, e) (R real).
-template <typename R>
-R lanst(char norm, int n, const R* d, const R* e) {
-    return ZULI_LAPACK(R, lanst, &norm, &n, d, e);
+// x = op(A) x for the triangular n x n matrix A
+template <typename T>
+void trmv(char uplo, char trans, char diag, int n, const T* a, int lda, T* x, int incx) {
+    const CBLAS_UPLO u = uplo == 'U' ? CblasUpper : CblasLower;
+    const CBLAS_TRANSPOSE t = detail::cblasTrans(trans);
+    const CBLAS_DIAG d = diag == 'U' ? CblasUnit : CblasNonUnit;
+    if constexpr (std::is_same_v<T, float>)
+        cblas_strmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dtrmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_ctrmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
+    else
+        cblas_ztrmv(CblasColMajor, u, t, d, n, a, lda, x, incx);
 }
 
-// sqrt(x^2 + y^2) without unnecessary overflow (R real).
-template <typename R>
-R lapy2(R x, R y) {
-    return ZULI_LAPACK(R, lapy2, &x, &y);
+// x = alpha x
+template <typename T>
+void scal(int n, T alpha, T* x, int incx) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_sscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_dscal(n, alpha, x, incx);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_cscal(n, &alpha, x, incx);
+    else
+        cblas_zscal(n, &alpha, x, incx);
 }
 
-// The m x n real matrix a multiplied by cto / cfrom in safe steps (lascl with type 'G').
-template <typename R>
-int lascl(int m, int n, R cfrom, R cto, R* a, int lda) {
-    char type = 'G';
-    int kl = 0, ku = 0, info = 0;
-    ZULI_LAPACK(R, lascl, &type, &kl, &ku, &cfrom, &cto, &m, &n, a, &lda, &info);
-    return info;
+// y = alpha x + y
+template <typename T>
+void axpy(int n, T alpha, const T* x, int incx, T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        cblas_saxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        cblas_daxpy(n, alpha, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        cblas_caxpy(n, &alpha, x, incx, y, incy);
+    else
+        cblas_zaxpy(n, &alpha, x, incx, y, incy);
+}
+
+// x^H y (x^T y for the real types).
+template <typename T>
+T dotc(int n, const T* x, int incx, const T* y, int incy) {
+    if constexpr (std::is_same_v<T, float>)
+        return cblas_sdot(n, x, incx, y, incy);
+    else if constexpr (std::is_same_v<T, double>)
+        return cblas_ddot(n, x, incx, y, incy);
+    else {
+        T r{};
+        if constexpr (std::is_same_v<T, Complex<float>>)
+            cblas_cdotc_sub(n, x, incx, y, incy, &r);
+        else
+            cblas_zdotc_sub(n, x, incx, y, incy, &r);
+        return r;
+    }
 }
 
 // ---- band factorizations and the unblocked steps of the blocked forms -----------------------
@@ -294,6 +549,13 @@ void laset(char uplo, int m, int n, T alpha, T beta, T* a, int lda) {
 template <typename T>
 ToRealT<T> lange(char norm, int m, int n, const T* a, int lda, ToRealT<T>* work) {
     return ZULI_LAPACK(T, lange, &norm, &m, &n, a, &lda, work);
+}
+
+// x = conj(x) for n elements with increment incx (LAPACK's lacgv; nothing for the real types).
+template <typename T>
+void lacgv(int n, T* x, int incx) {
+    if constexpr (IsComplexV<T>)
+        for (int i = 0; i < n; ++i) x[int64_t(i) * incx].im = -x[int64_t(i) * incx].im;
 }
 
 // Machine parameters ('E' eps, 'S' safe minimum, 'O' overflow, ...) of the real type R.

@@ -108,6 +108,23 @@ class PanelStaging {
     PinnedBuffer<T> staging_;
 };
 
+// One matrix-vector product of a host panel step on the GPU, as the two-sided reductions run it
+// for every column: the n elements staged at offset `in` go up to dIn on the copy stream,
+// `product()` queues the product on the compute stream, writing `count` elements to dOut, which
+// come down to the staging at offset `out`. The host runs `meanwhile()` while they travel and
+// returns once the result is in the staging. The staging at `in` may be reused at once.
+template <typename T, typename Product, typename Meanwhile>
+void productOnDevice(const PanelStaging<T>& stage, int64_t in, int n, T* dIn, Product&& product,
+                     const T* dOut, int count, int64_t out, Meanwhile&& meanwhile) {
+    stage.upload(dIn, n, n, 1, n, in);
+    stage.computeAfterCopies();
+    product();
+    stage.afterCompute();
+    stage.download(dOut, count, count, 1, count, out);
+    meanwhile();
+    stage.wait();
+}
+
 // The pivots of one factorization, produced on the host and uploaded to the device vector once
 // the factorization is complete.
 class HostPivots {

@@ -54,6 +54,35 @@ constexpr int qrBlockSize(int capabilityCode) {
     return baseBlockSize<T>(capabilityCode);
 }
 
+// The two-sided reductions (gebrd, sytrd / hetrd): panels of the base block size. Their cost per
+// column is fixed by the matrix-vector products against the trailing matrix, which the GPU runs
+// whatever nb is; nb only decides how much of the work the trailing update's gemm (her2k) does
+// and how much host work the panel takes (O(n^2 nb)), and the base block size balances the two
+// as it does for the QR panels.
+template <typename T>
+constexpr int reductionBlockSize(int capabilityCode) {
+    return baseBlockSize<T>(capabilityCode);
+}
+
+// The order (min(m, n) for gebrd) up to which a two-sided reduction runs on the host LAPACK
+// whole; beyond it the blocked hybrid leaves its last block of at most this order to the host.
+// Every column of the hybrid costs one (sytrd) or two (gebrd) round trips to the GPU, some 30
+// microseconds each on a PCIe device whatever the size, while the host reduces a matrix of this
+// order in about the time those round trips take.
+template <typename T>
+constexpr int reductionHostOrder() {
+    return IsComplexV<T> ? 192 : 256;
+}
+
+// The Hessenberg reduction (gehrd) reduces panels of this many columns, whatever the precision
+// and device: its panels are latency-bound (one matrix-vector product on the GPU per column), so
+// a wider panel gains little on the GPU and costs host work. Panels are taken while more than
+// kHessenbergHostColumns columns of the active block follow them; the remaining columns (a whole
+// active block of at most kHessenbergHostColumns + 1) are reduced on the host in one piece: the
+// same split as LAPACK's gehrd, whose blocked steps the hybrid replaces.
+inline constexpr int kHessenbergBlockSize = 32;
+inline constexpr int kHessenbergHostColumns = 128;
+
 // The LU inverse works on block columns of this width, whatever the precision and device.
 inline constexpr int kInverseBlockSize = 64;
 

@@ -221,6 +221,34 @@ TEST_F(KernelExecution, BlockReductionThroughTheLaunchPath) {
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
 }
 
+// A thread's thread-local destructors may still run kernels when the thread ends (a library that
+// destroys its handles then waits for the device's work): the grids run on that thread after the
+// thread_local objects constructed after this one are gone, whatever the emulator keeps per thread.
+TEST_F(KernelExecution, KernelsRunFromThreadExitDestructors) {
+    constexpr unsigned kBlocks = 3, kThreads = 64;
+    const std::vector<float> in(kBlocks * kThreads, 1.0f);
+    std::vector<float> out(kBlocks, 0.0f);
+    float *dIn = deviceAlloc(in.size()), *dOut = deviceAlloc(kBlocks);
+    ASSERT_EQ(cudaMemcpy(dIn, in.data(), in.size() * 4, cudaMemcpyHostToDevice), 0);
+    struct AtExit {
+        float *in = nullptr, *out = nullptr;
+        ~AtExit() {
+            launchBlockSum(in, out, kBlocks, kThreads, nullptr);
+            cudaDeviceSynchronize();
+        }
+    };
+    std::thread([&] {
+        thread_local AtExit atExit;  // constructed before the thread's first kernel runs
+        atExit.in = dIn, atExit.out = dOut;
+        launchBlockSum(dIn, dOut, kBlocks, kThreads, nullptr);  // barriers: threads on fibers
+        cudaDeviceSynchronize();
+        cudaMemset(dOut, 0, kBlocks * 4);  // left pending for the destructor's synchronisation
+    }).join();
+    ASSERT_EQ(cudaMemcpy(out.data(), dOut, kBlocks * 4, cudaMemcpyDeviceToHost), 0);
+    EXPECT_EQ(out, std::vector<float>(kBlocks, float(kThreads)));
+    cudaFree(dIn), cudaFree(dOut);
+}
+
 // In reporting mode a divergent barrier is one violation per grid (of two blocks) and the sticky
 // launch failure; a barrier outside any kernel is a violation too. In strict mode it aborts.
 TEST_F(KernelExecution, DivergentBarriersAreReported) {

@@ -58,13 +58,6 @@ zuliStatus apply(Api api, Form f, char side, char trans, int m, int n, int k, co
 #undef CALL
 }
 
-// The host LAPACK's routine, with the work array it asks for.
-template <typename T, typename Call>
-int withWork(Call call) {
-    std::vector<T> work(size_t(std::max(1, lapack::workSize<T>(call))));
-    return call(work.data(), int(work.size()));
-}
-
 // A random m x n matrix (leading dimension ld) factored by the host LAPACK in form f.
 template <typename T>
 std::pair<Matrix<T>, std::vector<T>> factor(Form f, int m, int n, int ld, std::mt19937& rng) {

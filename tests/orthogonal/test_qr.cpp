@@ -31,13 +31,6 @@ Entry<T> entry(Form f, Api api) {
                       ENTRY(api, gerqf)}[size_t(f)];
 }
 
-// Calls a host LAPACK routine that takes a work array (work, lwork last) after a size query.
-template <typename T, typename Call>
-int withWork(Call call) {
-    std::vector<T> work(size_t(std::max(1, zuli::lapack::workSize<T>(call))));
-    return call(work.data(), int(work.size()));
-}
-
 template <typename T>
 struct Factored {
     zuliStatus status = zuliNoError;
@@ -69,17 +62,6 @@ Factored<T> reference(Form form, const Matrix<T>& a) {
               }),
               0);
     return r;
-}
-
-template <typename T>
-Matrix<T> product(CBLAS_TRANSPOSE ta, const Matrix<T>& a, CBLAS_TRANSPOSE tb, const Matrix<T>& b) {
-    const int m = ta == CblasNoTrans ? a.m : a.n, k = ta == CblasNoTrans ? a.n : a.m;
-    Matrix<T> c(m, tb == CblasNoTrans ? b.n : b.m, std::max(1, m));
-    const T one(1), zero(0);
-    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
-        CblasColMajor, ta, tb, c.m, c.n, k, blas_test::byBlas(one), a.data.data(), a.ld,
-        b.data.data(), b.ld, blas_test::byBlas(zero), c.ptr(), c.ld);
-    return c;
 }
 
 // ||A - Q R|| / (max(m, n) ||A|| eps) and ||I - Q^H Q|| / (max(m, n) eps) (Q Q^H for the row

@@ -24,6 +24,10 @@ LD_LIBRARY_PATH=$libdir "$work/app_pc"
 cc -o "$work/app_alone" -DZULI_APP_LIBRARY_ONLY "$src/app.c" -I"$prefix/include" \
     -L"$libdir" -lzuli_lapack_emu -Wl,-rpath,"$libdir"
 env -u LD_LIBRARY_PATH "$work/app_alone"
+# A LAPACK program linked against the installed drop-in library before the host LAPACK.
+cc -o "$work/dropin_app" "$src/dropin_app.c" -L"$libdir" -lzuli_dropin_emu -lopenblas \
+    -Wl,-rpath,"$libdir"
+env -u LD_LIBRARY_PATH ZULI_DROPIN_MIN_ORDER=1 "$work/dropin_app"
 if pkg-config --exists zuli_lapack; then
     cc -o "$work/app_pc_gpu" "$src/app.c" $(pkg-config --cflags --libs zuli_lapack) \
         -I/usr/local/cuda/include -L/usr/local/cuda/lib64 -lcudart

@@ -213,6 +213,29 @@ TEST_F(Frame, NestedCallsShareTheScopeAndHandBackStatusAndInfo) {
     EXPECT_FALSE(failedAtStart);
 }
 
+// zuliIsInCall: set on the calling thread from a routine's entry to its return, nested calls and
+// failures included, never on another thread; asking creates no thread state.
+TEST_F(Frame, IsInCallHoldsOnTheCallingThreadFromEntryToReturn) {
+    std::vector<int> seen;
+    Worker other;
+    hostCall<float>([&](const zuli::CallContext&) {
+        seen.push_back(zuliIsInCall());
+        zuli::runDeviceRoutine<float>([&](const zuli::CallContext&) {
+            seen.push_back(zuliIsInCall());
+            zuli::raiseDataError(1);
+        });
+        seen.push_back(zuliIsInCall());
+        seen.push_back(other.run([] { return zuliIsInCall(); }));
+    });
+    deviceCall<float>([&](const zuli::CallContext&) {
+        seen.push_back(zuliIsInCall());
+        throw std::bad_alloc();
+    });
+    EXPECT_EQ(seen, (std::vector<int>{1, 1, 1, 0, 1}));
+    EXPECT_EQ(zuliIsInCall(), 0);
+    EXPECT_EQ(zuli::currentThreadState(), nullptr) << "the query must not create a thread state";
+}
+
 TEST_F(Frame, ContextNamesTheThreadItsDeviceAndAHandlePerThreadAndDevice) {
     ASSERT_EQ(zuliEmuSetDeviceCount(2), 0);
     zuli::CallContext first, second, onDevice1;

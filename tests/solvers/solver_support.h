@@ -19,8 +19,8 @@ using runtime_test::kEmulated;
 using blas_test::AllPrecisions;
 using blas_test::Api;
 using blas_test::kApis;
-using blas_test::makeScalar;
 using blas_test::magnitude;
+using blas_test::makeScalar;
 using blas_test::Real;
 using zuli::Complex;
 using zuli::blas::detail::pick;
@@ -31,7 +31,10 @@ constexpr double epsilon() {
 }
 
 // A column-major m x n host matrix with leading dimension ld, random entries in [-1, 1] (both
-// parts for complex).
+// parts for complex). `data` holds exactly ld x n elements (device copies are made from it, and
+// the emulator catches a routine that strays past them), but its allocation, copies included,
+// reaches one column further: the host LAPACK's row reflectors read up to there when the matrix
+// is a reference computation's operand (zuli::lapack::reflectorSlack).
 template <typename T>
 struct Matrix {
     int m = 0, n = 0, ld = 1;
@@ -41,13 +44,32 @@ struct Matrix {
         std::uniform_real_distribution<double> u(-1.0, 1.0);
         for (T& v : data) v = makeScalar<T>(u(rng), u(rng));
     }
-    Matrix(int rows, int cols, int leading)
-        : m(rows), n(cols), ld(leading), data(size_t(std::max(1, leading)) * std::max(1, cols)) {}
+    Matrix(int rows, int cols, int leading) : m(rows), n(cols), ld(leading) {
+        const size_t size = size_t(std::max(1, leading)) * std::max(1, cols);
+        reserveSlack(size);
+        data.resize(size);
+    }
     Matrix(int rows, int cols, std::mt19937& rng) : Matrix(rows, cols, std::max(1, rows), rng) {}
+    Matrix(const Matrix& other) : m(other.m), n(other.n), ld(other.ld) {
+        reserveSlack(other.data.size());
+        data = other.data;
+    }
+    Matrix(Matrix&&) noexcept = default;
+    Matrix& operator=(const Matrix& other) {
+        if (this != &other) *this = Matrix(other);
+        return *this;
+    }
+    Matrix& operator=(Matrix&&) noexcept = default;
 
     T& operator()(int i, int j) { return data[size_t(i) + size_t(j) * ld]; }
     const T& operator()(int i, int j) const { return data[size_t(i) + size_t(j) * ld]; }
     T* ptr() { return data.data(); }
+
+  private:
+    size_t slack() const { return size_t(zuli::lapack::reflectorSlack<T>(std::max(1, ld))); }
+    void reserveSlack(size_t elements) { data.reserve(elements + slack()); }
+
+  public:
     // Adds `shift` to the diagonal: diagonally dominant, well conditioned.
     Matrix& shiftDiagonal(double shift) {
         for (int i = 0; i < std::min(m, n); ++i) (*this)(i, i) = (*this)(i, i) + T(Real<T>(shift));
@@ -71,7 +93,8 @@ double relativeError(const Matrix<T>& got, const Matrix<T>& want) {
     double diff = 0;
     for (int j = 0; j < want.n; ++j)
         for (int i = 0; i < want.m; ++i) diff = std::max(diff, magnitude(got(i, j) - want(i, j)));
-    const double scale = std::max(maxAbs(want), 1e-300) * std::max({want.m, want.n, 1}) * epsilon<T>();
+    const double scale =
+        std::max(maxAbs(want), 1e-300) * std::max({want.m, want.n, 1}) * epsilon<T>();
     return diff / scale;
 }
 
@@ -91,6 +114,46 @@ double solveResidual(const Matrix<T>& a, const Matrix<T>& x, const Matrix<T>& b)
         worst = std::max(worst, r / (anorm * xn * a.n * epsilon<T>()));
     }
     return worst;
+}
+
+// op(a) op(b) with the host BLAS (op: CblasNoTrans, CblasTrans or CblasConjTrans).
+template <typename T>
+Matrix<T> product(CBLAS_TRANSPOSE ta, const Matrix<T>& a, CBLAS_TRANSPOSE tb, const Matrix<T>& b) {
+    const int m = ta == CblasNoTrans ? a.m : a.n, k = ta == CblasNoTrans ? a.n : a.m;
+    Matrix<T> c(m, tb == CblasNoTrans ? b.n : b.m, std::max(1, m));
+    const T one(1), zero(0);
+    pick<T>(cblas_sgemm, cblas_dgemm, cblas_cgemm, cblas_zgemm)(
+        CblasColMajor, ta, tb, c.m, c.n, k, blas_test::byBlas(one), a.data.data(), a.ld,
+        b.data.data(), b.ld, blas_test::byBlas(zero), c.ptr(), c.ld);
+    return c;
+}
+
+// Calls a host LAPACK routine that takes a work array (work, lwork last) after a size query.
+template <typename T, typename Call>
+int withWork(Call call) {
+    std::vector<T> work = zuli::lapack::workArray<T>(zuli::lapack::workSize<T>(call));
+    return call(work.data(), int(work.size()));
+}
+
+// max |got - want| / (max(m, n) ||A|| eps) over the first k elements of two vectors computed from
+// the m x n matrix a, ||A|| its largest element.
+template <typename E, typename T>
+double vectorError(const std::vector<E>& got, const std::vector<E>& want, int k,
+                   const Matrix<T>& a) {
+    double diff = 0;
+    for (size_t i = 0; i < size_t(std::max(0, k)); ++i)
+        diff = std::max(diff, magnitude(got[i] - want[i]));
+    return diff / (std::max({1, a.m, a.n}) * maxAbs(a) * epsilon<T>());
+}
+
+// ||I - X^H X|| / (n eps) with the max norm, for X with n orthonormal columns.
+template <typename T>
+double departureFromOrthonormal(const Matrix<T>& x) {
+    const Matrix<T> xx = product(CblasConjTrans, x, CblasNoTrans, x);
+    double o = 0;
+    for (int j = 0; j < x.n; ++j)
+        for (int i = 0; i < x.n; ++i) o = std::max(o, magnitude(xx(i, j) - T(i == j ? 1 : 0)));
+    return o / (std::max(1, x.n) * epsilon<T>());
 }
 
 // ||P A - L U|| / (max(m, n) ||A|| eps) with the max norm, from getrf's factors f and pivots piv
@@ -181,7 +244,7 @@ Matrix<T> clearPivots(int m, int n, int ld, std::mt19937& rng, const std::vector
 // Device copies of host arrays for the device interface, downloaded again and freed when the
 // call is done. For Api::Host the pointers are the host arrays themselves.
 class DeviceArrays {
-public:
+  public:
     explicit DeviceArrays(Api api) : api_(api) {}
     ~DeviceArrays() {
         for (auto& e : entries_) cudaFree(e.device);
@@ -213,7 +276,7 @@ public:
             EXPECT_EQ(cudaMemcpy(e.host, e.device, e.bytes, cudaMemcpyDeviceToHost), cudaSuccess);
     }
 
-private:
+  private:
     struct Entry {
         void* host;
         void* device;
@@ -226,7 +289,7 @@ private:
 // The fixture: an initialised library on the emulator's default device (capability 9.0), the
 // adversarial schedule, counters cleared.
 class SolverTest : public blas_test::BlasTest {
-protected:
+  protected:
     // The device generations a test covers, as capability codes (10 major + minor): 1.3 and 9.0
     // have different block sizes. A real GPU is the one it is, and every device the toolkit
     // supports has the block sizes of 9.0.
@@ -275,8 +338,7 @@ inline const std::vector<Fault>& allFaults() {
 // Returns the number of failing runs, so that a test can insist the sweep reached the routine.
 inline int sweepFailures(const std::function<void()>& prepare,
                          const std::function<zuliStatus()>& call,
-                         const std::function<void(const Fault&)>& afterFailure,
-                         int limit = 2000) {
+                         const std::function<void(const Fault&)>& afterFailure, int limit = 2000) {
     int failures = 0;
     for (const Fault& fault : allFaults()) {
         for (int k = 1; k <= limit; ++k) {
@@ -297,8 +359,10 @@ inline int sweepFailures(const std::function<void()>& prepare,
             }
             if (s == zuliNoError) continue;
             ++failures;
-            const int partsBefore =
-                ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+            const int partsBefore = ::testing::UnitTest::GetInstance()
+                                        ->current_test_info()
+                                        ->result()
+                                        ->total_part_count();
             const std::string where = zuliEmuLastFiredFault();
             SCOPED_TRACE(std::string(fault.name) + " #" + std::to_string(k) + " in " + where);
             EXPECT_EQ(s, fault.status);
@@ -313,8 +377,10 @@ inline int sweepFailures(const std::function<void()>& prepare,
             }
             afterFailure(fault);
             // One report per kind of fault is enough to go on.
-            if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() !=
-                partsBefore)
+            if (::testing::UnitTest::GetInstance()
+                    ->current_test_info()
+                    ->result()
+                    ->total_part_count() != partsBefore)
                 break;
         }
     }

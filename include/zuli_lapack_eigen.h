@@ -1,0 +1,226 @@
+/* zuli_lapack_eigen.h - part of zuli_lapack.h; include that header instead.
+ *
+ * The eigenvalue problems and their building blocks. Each routine exists as a host routine
+ * zuliXname (arrays in host memory) and a device routine zuliDeviceXname (arrays in device memory,
+ * which stay there), with LAPACK's arguments minus the work arrays, LAPACK's results and info
+ * values; the complex precisions use LAPACK's complex names (unghr, ...). Both interfaces check
+ * their arguments in the order given and return zuliArgumentError with info -k for the first bad
+ * argument k (counted without the precision letter). Letters are accepted in either case. */
+#ifndef ZULI_LAPACK_EIGEN_H
+#define ZULI_LAPACK_EIGEN_H
+#ifndef ZULI_LAPACK_H
+#error "include zuli_lapack.h"
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* =============================================================================================
+ * BEGIN nonsymmetric eigenproblems: gehrd, orghr / unghr, geev
+ * ============================================================================================= */
+
+/* ---- gehrd: reduction of the n x n matrix A to upper Hessenberg form H = Q^H A Q. ilo and ihi
+ * (1-based) say that A is already upper triangular in rows and columns 1 ... ilo - 1 and
+ * ihi + 1 ... n, as a balancing (LAPACK's gebal) leaves it; without one, ilo = 1 and ihi = n.
+ * On return H is in and above the first subdiagonal of A and Q = H(ilo) ... H(ihi - 1) is stored
+ * as LAPACK's gehrd stores it: H(i) = I - tau(i) v v^H, v with zeros in rows 1 ... i, 1 in row
+ * i + 1 (not stored) and its rows i + 2 ... ihi in A(i + 2 : ihi, i). tau receives the n - 1
+ * scalars, zero outside ilo ... ihi - 1.
+ * Argument errors: n < 0 -1, ilo < 1 or ilo > max(1, n) -2, ihi < min(ilo, n) or ihi > n -3,
+ * lda < max(1, n) -5; n = 0 returns at once (null pointers accepted); a null -4, tau null (for
+ * n > 1) -6.
+ * The reduction runs on the GPU and the host together: each panel of 32 columns is reduced on the
+ * host, its products with the rest of the matrix and the updates of the rest on the GPU, while
+ * more than 128 columns of the active block follow the panel; the remaining columns (at most 128),
+ * and a whole active block of at most 129 columns, are reduced on the host. */
+ZULI_API zuliStatus zuliSgehrd(int n, int ilo, int ihi, float* a, int lda, float* tau);
+ZULI_API zuliStatus zuliDeviceSgehrd(int n, int ilo, int ihi, zuliDeviceFloat* a, int lda,
+                                     zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDgehrd(int n, int ilo, int ihi, double* a, int lda, double* tau);
+ZULI_API zuliStatus zuliDeviceDgehrd(int n, int ilo, int ihi, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCgehrd(int n, int ilo, int ihi, zuliComplexFloat* a, int lda,
+                               zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCgehrd(int n, int ilo, int ihi, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZgehrd(int n, int ilo, int ihi, zuliComplexDouble* a, int lda,
+                               zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZgehrd(int n, int ilo, int ihi, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceComplexDouble* tau);
+
+/* ---- orghr / unghr: the Q of gehrd (n x n), formed in place of the reflectors in A from the
+ * same n, ilo, ihi and tau (n - 1 scalars). Q is the identity outside rows and columns
+ * ilo + 1 ... ihi. Argument errors as gehrd's (tau read). */
+ZULI_API zuliStatus zuliSorghr(int n, int ilo, int ihi, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorghr(int n, int ilo, int ihi, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorghr(int n, int ilo, int ihi, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorghr(int n, int ilo, int ihi, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCunghr(int n, int ilo, int ihi, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCunghr(int n, int ilo, int ihi, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZunghr(int n, int ilo, int ihi, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZunghr(int n, int ilo, int ihi, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- geev: eigenvalues and, optionally, left and right eigenvectors of the general n x n
+ * matrix A, as LAPACK's geev computes them: A is scaled when its largest element lies outside
+ * [sqrt(safe minimum) / eps, its reciprocal], balanced (permutation and scaling, LAPACK's gebal
+ * 'B'), reduced to Hessenberg form (gehrd) and to Schur form T by the QR algorithm; the
+ * eigenvectors of T are back-transformed to those of A.
+ *   jobvl, jobvr  'N': the left (right) eigenvectors are not computed; 'V': they are.
+ *   A (lda)       destroyed: the device interface leaves intermediate results in it (the
+ *                 Hessenberg form, or the Schur vectors when vectors are computed); the host
+ *                 interface leaves the caller's array as it was.
+ *   wr, wi        (real types) the real and imaginary parts of the n eigenvalues; a complex
+ *                 conjugate pair is stored consecutively, the one with positive imaginary part
+ *                 first.
+ *   w             (complex types) the n eigenvalues.
+ *   vl (ldvl)     jobvl 'V': the left eigenvectors u(j) (u(j)^H A = lambda(j) u(j)^H) in the
+ *                 columns, in the order of the eigenvalues; not referenced for 'N'.
+ *   vr (ldvr)     jobvr 'V': the right eigenvectors v(j) (A v(j) = lambda(j) v(j)); not
+ *                 referenced for 'N'.
+ * For the real types the vectors of a pair j, j + 1 are column j +- i times column j + 1. Every
+ * eigenvector has Euclidean norm 1 and its component of largest magnitude real.
+ * Argument errors: jobvl not 'N' or 'V' -1, jobvr -2, n < 0 -3, lda < max(1, n) -5; real types:
+ * ldvl < 1 or (jobvl 'V' and ldvl < n) -9, ldvr likewise -11; complex types: ldvl -8, ldvr -10;
+ * n = 0 returns at once (null pointers accepted); then a null -4, wr null -6, wi null -7, vl null
+ * with jobvl 'V' -8, vr null with jobvr 'V' -10 (complex: w null -6, vl -7, vr -9).
+ * zuliDataError with info = i > 0: the QR algorithm failed to compute all the eigenvalues; no
+ * eigenvector is computed, and wr, wi (w) hold in elements i + 1 ... n (and 1 ... ilo - 1 of the
+ * balancing) the eigenvalues that converged, as LAPACK returns them. A matrix with a NaN cannot be
+ * balanced: it is reduced unbalanced, and its eigenvalues are what the QR algorithm then gives.
+ * Hessenberg reduction, the Q of it and the back-transformation of the eigenvectors (gemm) run on
+ * the GPU; balancing (one copy of A down and up), the QR algorithm and the eigenvectors of T run
+ * on the host. */
+ZULI_API zuliStatus zuliSgeev(char jobvl, char jobvr, int n, float* a, int lda, float* wr,
+                              float* wi, float* vl, int ldvl, float* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceSgeev(char jobvl, char jobvr, int n, zuliDeviceFloat* a, int lda,
+                                    zuliDeviceFloat* wr, zuliDeviceFloat* wi, zuliDeviceFloat* vl,
+                                    int ldvl, zuliDeviceFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliDgeev(char jobvl, char jobvr, int n, double* a, int lda, double* wr,
+                              double* wi, double* vl, int ldvl, double* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceDgeev(char jobvl, char jobvr, int n, zuliDeviceDouble* a, int lda,
+                                    zuliDeviceDouble* wr, zuliDeviceDouble* wi,
+                                    zuliDeviceDouble* vl, int ldvl, zuliDeviceDouble* vr, int ldvr);
+ZULI_API zuliStatus zuliCgeev(char jobvl, char jobvr, int n, zuliComplexFloat* a, int lda,
+                              zuliComplexFloat* w, zuliComplexFloat* vl, int ldvl,
+                              zuliComplexFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceCgeev(char jobvl, char jobvr, int n, zuliDeviceComplexFloat* a,
+                                    int lda, zuliDeviceComplexFloat* w, zuliDeviceComplexFloat* vl,
+                                    int ldvl, zuliDeviceComplexFloat* vr, int ldvr);
+ZULI_API zuliStatus zuliZgeev(char jobvl, char jobvr, int n, zuliComplexDouble* a, int lda,
+                              zuliComplexDouble* w, zuliComplexDouble* vl, int ldvl,
+                              zuliComplexDouble* vr, int ldvr);
+ZULI_API zuliStatus zuliDeviceZgeev(char jobvl, char jobvr, int n, zuliDeviceComplexDouble* a,
+                                    int lda, zuliDeviceComplexDouble* w,
+                                    zuliDeviceComplexDouble* vl, int ldvl,
+                                    zuliDeviceComplexDouble* vr, int ldvr);
+
+/* =============================================================================================
+ * END nonsymmetric eigenproblems
+ * ============================================================================================= */
+
+/* =============================================================================================
+ * BEGIN symmetric and Hermitian eigenproblems: sytrd / hetrd, orgtr / ungtr, ormtr / unmtr
+ * ============================================================================================= */
+
+/* ---- sytrd / hetrd: reduces the symmetric (Hermitian) n x n matrix A, given by its triangle
+ * uplo, to real symmetric tridiagonal form T = Q^H A Q (LAPACK's sytrd / hetrd). T's diagonal goes
+ * to d (n real elements) and its off-diagonal to e (n - 1 real elements); the triangle uplo of A
+ * receives T's elements and the reflectors, tau their n - 1 scalars, as LAPACK stores them:
+ * uplo 'U': Q = H(n-1) ... H(1), H(i) = I - tau(i) v v^H with v(i+1 : n) = (1, 0, ...) and
+ * v(1 : i-1) above the superdiagonal in column i+1; uplo 'L': Q = H(1) ... H(n-1), v(1 : i) = (0,
+ * ..., 0, 1) and v(i+2 : n) below the subdiagonal in column i. The other triangle is not
+ * referenced (the host interface gives it back as it was). Matrices of order n <= 256 (S, D) or
+ * n <= 192 (C, Z) are reduced by the host LAPACK; larger ones by the host (panels of the base block
+ * size, from the first column for 'L' and the last for 'U') and the GPU (the products with the
+ * rest of the matrix and its rank-2k update) together, the last block of at most that order by
+ * the host LAPACK. T is then that of a matrix within rounding of A (A = Q T Q^H to rounding),
+ * not LAPACK's elements bit for bit.
+ * Argument errors: uplo not 'U' or 'L' -1, n < 0 -2, lda < max(1, n) -4; n = 0 returns at once
+ * (null pointers accepted); a null -3, d null -5, e null -6 and tau null -7 (both accepted when
+ * n = 1). */
+ZULI_API zuliStatus zuliSsytrd(char uplo, int n, float* a, int lda, float* d, float* e, float* tau);
+ZULI_API zuliStatus zuliDeviceSsytrd(char uplo, int n, zuliDeviceFloat* a, int lda,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e, zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDsytrd(char uplo, int n, double* a, int lda, double* d, double* e,
+                               double* tau);
+ZULI_API zuliStatus zuliDeviceDsytrd(char uplo, int n, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliChetrd(char uplo, int n, zuliComplexFloat* a, int lda, float* d, float* e,
+                               zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceChetrd(char uplo, int n, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZhetrd(char uplo, int n, zuliComplexDouble* a, int lda, double* d,
+                               double* e, zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZhetrd(char uplo, int n, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* tau);
+
+/* ---- orgtr / ungtr: Q (n x n) of sytrd / hetrd (LAPACK's orgtr) in place of the reflectors that
+ * sytrd left in A with the same uplo; tau is sytrd's (n - 1 scalars).
+ * Argument errors: uplo -1, n < 0 -2, lda < max(1, n) -4; n = 0 returns at once; a null -3, tau
+ * null -5. */
+ZULI_API zuliStatus zuliSorgtr(char uplo, int n, float* a, int lda, const float* tau);
+ZULI_API zuliStatus zuliDeviceSorgtr(char uplo, int n, zuliDeviceFloat* a, int lda,
+                                     const zuliDeviceFloat* tau);
+ZULI_API zuliStatus zuliDorgtr(char uplo, int n, double* a, int lda, const double* tau);
+ZULI_API zuliStatus zuliDeviceDorgtr(char uplo, int n, zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau);
+ZULI_API zuliStatus zuliCungtr(char uplo, int n, zuliComplexFloat* a, int lda,
+                               const zuliComplexFloat* tau);
+ZULI_API zuliStatus zuliDeviceCungtr(char uplo, int n, zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau);
+ZULI_API zuliStatus zuliZungtr(char uplo, int n, zuliComplexDouble* a, int lda,
+                               const zuliComplexDouble* tau);
+ZULI_API zuliStatus zuliDeviceZungtr(char uplo, int n, zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau);
+
+/* ---- ormtr / unmtr: multiplies the m x n matrix C by the Q of sytrd / hetrd without forming it
+ * (LAPACK's ormtr): side 'L': C = op(Q) C, 'R': C = C op(Q), with op(Q) = Q for trans 'N' and Q^H
+ * for 'T' or 'C' (all three letters are accepted in every precision; 'T' means the conjugate
+ * transpose for C and Z). Q has order nq = m (side 'L') or n ('R'); A (nq x nq) holds sytrd's
+ * reflectors for the triangle uplo and tau its nq - 1 scalars.
+ * Argument errors: side -1, uplo -2, trans -3, m < 0 -4, n < 0 -5, lda < max(1, nq) -7, ldc <
+ * max(1, m) -10; m = 0, n = 0 or nq = 1 returns at once; a null -6, tau null -8, c null -9. */
+ZULI_API zuliStatus zuliSormtr(char side, char uplo, char trans, int m, int n, const float* a,
+                               int lda, const float* tau, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSormtr(char side, char uplo, char trans, int m, int n,
+                                     const zuliDeviceFloat* a, int lda, const zuliDeviceFloat* tau,
+                                     zuliDeviceFloat* c, int ldc);
+ZULI_API zuliStatus zuliDormtr(char side, char uplo, char trans, int m, int n, const double* a,
+                               int lda, const double* tau, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDormtr(char side, char uplo, char trans, int m, int n,
+                                     const zuliDeviceDouble* a, int lda,
+                                     const zuliDeviceDouble* tau, zuliDeviceDouble* c, int ldc);
+ZULI_API zuliStatus zuliCunmtr(char side, char uplo, char trans, int m, int n,
+                               const zuliComplexFloat* a, int lda, const zuliComplexFloat* tau,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCunmtr(char side, char uplo, char trans, int m, int n,
+                                     const zuliDeviceComplexFloat* a, int lda,
+                                     const zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZunmtr(char side, char uplo, char trans, int m, int n,
+                               const zuliComplexDouble* a, int lda, const zuliComplexDouble* tau,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, int n,
+                                     const zuliDeviceComplexDouble* a, int lda,
+                                     const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
+                                     int ldc);
+
+/* =============================================================================================
+ * END symmetric and Hermitian eigenproblems
+ * ============================================================================================= */
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* ZULI_LAPACK_EIGEN_H */
