@@ -182,9 +182,12 @@ void lasv2(R f, R g, R h, R& ssmin, R& ssmax, R& snr, R& csr, R& snl, R& csl) {
     }
     // the signs of ssmax and ssmin
     R tsign = 1;
-    if (pmax == 1) tsign = std::copysign(R(1), csr) * std::copysign(R(1), csl) * std::copysign(R(1), f);
-    if (pmax == 2) tsign = std::copysign(R(1), snr) * std::copysign(R(1), csl) * std::copysign(R(1), g);
-    if (pmax == 3) tsign = std::copysign(R(1), snr) * std::copysign(R(1), snl) * std::copysign(R(1), h);
+    if (pmax == 1)
+        tsign = std::copysign(R(1), csr) * std::copysign(R(1), csl) * std::copysign(R(1), f);
+    if (pmax == 2)
+        tsign = std::copysign(R(1), snr) * std::copysign(R(1), csl) * std::copysign(R(1), g);
+    if (pmax == 3)
+        tsign = std::copysign(R(1), snr) * std::copysign(R(1), snl) * std::copysign(R(1), h);
     ssmax = std::copysign(ssmax, tsign);
     ssmin = std::copysign(ssmin, tsign * std::copysign(R(1), f) * std::copysign(R(1), h));
 }
