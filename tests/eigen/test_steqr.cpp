@@ -100,6 +100,28 @@ TYPED_TEST(SteqrTyped, ValuesAndVectorsMatchLapack) {
             }
 }
 
+// A NaN keeps the iteration from converging: zuliDataError with LAPACK's info, for 'N' (the
+// host LAPACK's path) and 'I' (ours).
+TYPED_TEST(SteqrTyped, FailureReportsLapacksInfo) {
+    using T = TypeParam;
+    using R = Real<T>;
+    for (char compz : {'N', 'I'})
+        for (Api api : kApis) {
+            SCOPED_TRACE(::testing::Message() << compz << " " << blas_test::apiName(api));
+            const int n = 6;
+            std::vector<R> d(size_t(n), R(1)), e(size_t(n), R(0.5)), work(size_t(2 * n));
+            d[2] = std::numeric_limits<R>::quiet_NaN();
+            Matrix<T> z(n, n, this->rng), wz = z;
+            std::vector<R> wd = d, we = e;
+            const int info =
+                lapack::steqr<T>(compz, n, wd.data(), we.data(), wz.ptr(), n, work.data());
+            ASSERT_GT(info, 0);
+            DeviceArrays dev(api);
+            EXPECT_EQ(steqr<T>(api, compz, n, dev(d), dev(e), dev(z), n), zuliDataError);
+            EXPECT_EQ(zuliGetErrorInfo(), info);
+        }
+}
+
 // The argument checks in LAPACK's order through both interfaces; n = 0 accepts null pointers.
 TYPED_TEST(SteqrTyped, ArgumentTable) {
     using T = TypeParam;

@@ -94,6 +94,54 @@ TYPED_TEST(BdsqrTyped, ValuesAndVectorsMatchLapack) {
             }
 }
 
+// A NaN keeps the iteration from converging: zuliDataError with LAPACK's info, and d as
+// LAPACK leaves it. In D, an order whose rotations overflow the staging area (a flush in the
+// middle of the iteration) still gives LAPACK's U diag(s) VT.
+TYPED_TEST(BdsqrTyped, FailureInfoAndLongRuns) {
+    using T = TypeParam;
+    using R = Real<T>;
+    for (int n : {5, 40})
+        for (Api api : kApis) {
+            SCOPED_TRACE(::testing::Message() << "n " << n << " " << blas_test::apiName(api));
+            std::vector<R> d(static_cast<size_t>(n)), e(static_cast<size_t>(n), R(0.5));
+            for (int i = 0; i < n; ++i) d[size_t(i)] = R(1 + 0.1 * i);
+            d[2] = std::numeric_limits<R>::quiet_NaN();
+            Matrix<T> vt(n, n, this->rng), u(n, n, this->rng);
+            std::vector<R> wd = d, we = e, work(size_t(4 * n));
+            Matrix<T> wvt = vt, wu = u;
+            const int info = lapack::bdsqr<T>('U', n, n, n, 0, wd.data(), we.data(), wvt.ptr(), n,
+                                              wu.ptr(), n, nullptr, 1, work.data());
+            ASSERT_GT(info, 0);
+            DeviceArrays dev(api);
+            EXPECT_EQ(
+                bdsqr<T>(api, 'U', n, n, n, 0, dev(d), dev(e), dev(vt), n, dev(u), n, nullptr, 1),
+                zuliDataError);
+            EXPECT_EQ(zuliGetErrorInfo(), info);
+            dev.download();
+            for (int i = 0; i < n; ++i)
+                EXPECT_EQ(std::isnan(d[size_t(i)]), std::isnan(wd[size_t(i)])) << i;
+        }
+    if constexpr (std::is_same_v<T, double>) {
+        const int n = 300;
+        std::uniform_real_distribution<double> uni(-1, 1);
+        std::vector<R> d(static_cast<size_t>(n)), e(static_cast<size_t>(n));
+        for (R& v : d) v = R(uni(this->rng));
+        for (R& v : e) v = R(uni(this->rng));
+        Matrix<T> vt(n, n, this->rng), u(n, n, this->rng);
+        std::vector<R> wd = d, we = e, work(size_t(4 * n));
+        Matrix<T> wvt = vt, wu = u;
+        ASSERT_EQ(lapack::bdsqr<T>('L', n, n, n, 0, wd.data(), we.data(), wvt.ptr(), n, wu.ptr(), n,
+                                   nullptr, 1, work.data()),
+                  0);
+        DeviceArrays dev(Api::Device);
+        ASSERT_EQ(bdsqr<T>(Api::Device, 'L', n, n, n, 0, dev(d), dev(e), dev(vt), n, dev(u), n,
+                           nullptr, 1),
+                  zuliNoError);
+        dev.download();
+        EXPECT_LT(relativeError(reconstruct(u, d, vt), reconstruct(wu, wd, wvt)), 30);
+    }
+}
+
 // The argument checks in LAPACK's order through both interfaces: a matrix C (ncc > 0) is
 // refused as not implemented, but only once its ldc passed; n = 0 accepts null pointers.
 TYPED_TEST(BdsqrTyped, ArgumentTable) {
