@@ -13,7 +13,7 @@ namespace zuli {
 
 namespace {
 
-// The staging area holds this many reals (two pool rounding units: 2 MiB of doubles), or two
+// The staging area holds this many reals (the pool's smallest block: 2 MiB of doubles), or two
 // of the longest operations if that is more: a flush then carries many sweeps of a large
 // problem, and all of a small one.
 constexpr int64_t kStagedReals = 1 << 18;
