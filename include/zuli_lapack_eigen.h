@@ -215,6 +215,52 @@ ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, in
                                      const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
                                      int ldc);
 
+/* ---- syrdb / herdb: two-stage reduction of the symmetric (Hermitian) n x n matrix A, given by
+ * its triangle uplo, to real symmetric tridiagonal form T = Q^H A Q, Q = Q1 Q2. Stage 1 takes A to
+ * a band of kd subdiagonals (Q1: the panels below the band are QR-factored on the host, the
+ * two-sided updates of the rest run on the GPU); stage 2 reduces the band to T with the host
+ * LAPACK's band reduction (sbtrd / hbtrd, Q2).
+ *   jobz     'N': T only; 'V': also Q into Z; 'U': Z (n x n) is replaced by Z Q.
+ *   uplo     'U' or 'L': the triangle of A that holds the matrix.
+ *   kd       the band width of stage 1 (>= 0); the reduction uses max(1, min(kd, n - 1)), so kd = 0
+ *            reduces as kd = 1 and kd >= n - 1 leaves stage 1 nothing to do.
+ *   A (lda)  the whole n x n array is overwritten: for uplo 'U' the matrix is first moved to the
+ *            lower triangle (conjugate transposition in place); the lower triangle then holds the
+ *            band and, below it, the n - kd reflectors of Q1 (reflector j in column j, its unit
+ *            element in row j + kd, 0-based).
+ *   d, e     T's diagonal (n reals) and off-diagonal (n - 1 reals).
+ *   tau      the n - kd scalars of Q1's reflectors, then zeros (max(1, n - 1) elements).
+ *   Z (ldz)  referenced for jobz 'V' and 'U' only.
+ * T is not unique (nor equal to sytrd's): Q^H A Q = T holds to rounding and T has A's
+ * eigenvalues.
+ * Argument errors: jobz not 'N', 'V' or 'U' -1, uplo -2, n < 0 -3, kd < 0 -4, a null (n > 0) -5,
+ * lda < max(1, n) -6, d null (n > 0) -7, e null (n > 1) -8, tau null (n > 1) -9; for jobz 'V' and
+ * 'U' only: z null (n > 0) -10, ldz < max(1, n) -11. n = 0 then returns at once. */
+ZULI_API zuliStatus zuliSsyrdb(char jobz, char uplo, int n, int kd, float* a, int lda, float* d,
+                               float* e, float* tau, float* z, int ldz);
+ZULI_API zuliStatus zuliDeviceSsyrdb(char jobz, char uplo, int n, int kd, zuliDeviceFloat* a,
+                                     int lda, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceFloat* tau, zuliDeviceFloat* z, int ldz);
+ZULI_API zuliStatus zuliDsyrdb(char jobz, char uplo, int n, int kd, double* a, int lda, double* d,
+                               double* e, double* tau, double* z, int ldz);
+ZULI_API zuliStatus zuliDeviceDsyrdb(char jobz, char uplo, int n, int kd, zuliDeviceDouble* a,
+                                     int lda, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* tau, zuliDeviceDouble* z, int ldz);
+ZULI_API zuliStatus zuliCherdb(char jobz, char uplo, int n, int kd, zuliComplexFloat* a, int lda,
+                               float* d, float* e, zuliComplexFloat* tau, zuliComplexFloat* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceCherdb(char jobz, char uplo, int n, int kd, zuliDeviceComplexFloat* a,
+                                     int lda, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* z,
+                                     int ldz);
+ZULI_API zuliStatus zuliZherdb(char jobz, char uplo, int n, int kd, zuliComplexDouble* a, int lda,
+                               double* d, double* e, zuliComplexDouble* tau, zuliComplexDouble* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceZherdb(char jobz, char uplo, int n, int kd,
+                                     zuliDeviceComplexDouble* a, int lda, zuliDeviceDouble* d,
+                                     zuliDeviceDouble* e, zuliDeviceComplexDouble* tau,
+                                     zuliDeviceComplexDouble* z, int ldz);
+
 /* =============================================================================================
  * END symmetric and Hermitian eigenproblems
  * ============================================================================================= */

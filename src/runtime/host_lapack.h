@@ -360,6 +360,17 @@ int sytrd(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau,
     return info;
 }
 
+// The band matrix of kd sub- (uplo 'L') or super-diagonals in LAPACK's band storage (ab, ldab >=
+// kd + 1) reduced to tridiagonal form (sbtrd / hbtrd): vect 'N' no Q, 'V' Q into q, 'U' q = q Q.
+// work holds n elements.
+template <typename T>
+int sbtrd(char vect, char uplo, int n, int kd, T* ab, int ldab, ToRealT<T>* d, ToRealT<T>* e, T* q,
+          int ldq, T* work) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sbtrd, hbtrd, &vect, &uplo, &n, &kd, ab, &ldab, d, e, q, &ldq, work, &info);
+    return info;
+}
+
 template <typename T>
 int orgbr(char vect, int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) {
     int info = 0;
