@@ -261,6 +261,45 @@ ZULI_API zuliStatus zuliDeviceZherdb(char jobz, char uplo, int n, int kd,
                                      zuliDeviceDouble* e, zuliDeviceComplexDouble* tau,
                                      zuliDeviceComplexDouble* z, int ldz);
 
+/* ---- stebz (S, D): selected eigenvalues of the real symmetric tridiagonal matrix T with diagonal
+ * d (n elements) and off-diagonal e (n - 1 elements) by bisection, with LAPACK's stebz results.
+ *   range   'A': all eigenvalues; 'V': those in the half-open interval (vl, vu]; 'I': the il-th
+ *           to the iu-th in ascending order (1 <= il <= iu <= n).
+ *   order   'B': grouped by the blocks T splits into (block 1's ascending, then block 2's, ...);
+ *           'E': ascending over the whole matrix.
+ *   abstol  the absolute width to which each eigenvalue is bracketed; <= 0 means ulp |T|.
+ *   m       (host pointer in both interfaces) the number of eigenvalues found.
+ *   nsplit  (host pointer in both interfaces) the number of diagonal blocks T splits into (where
+ *           e(j)^2 is negligible against |d(j) d(j+1)|).
+ *   w       the m eigenvalues (n elements of room; the rest is not written).
+ *   iblock  iblock[i] = the block (1-based) of w[i]; negative for an eigenvalue that did not
+ *           converge.
+ *   isplit  isplit[j] = the last row (1-based) of block j + 1, for the nsplit blocks.
+ * Argument errors: range not 'A', 'V' or 'I' -1, order not 'B' or 'E' -2, n < 0 -3, range 'V'
+ * with vl >= vu -5, range 'I' with il < 1 or il > max(1, n) -6, range 'I' with iu < min(n, il)
+ * or iu > n -7; then d null (n > 0) -9, e null (n > 1) -10, m null -11, nsplit null -12, w null
+ * (n > 0) -13, iblock null (n > 0) -14, isplit null (n > 0) -15. n = 0 sets m and nsplit to 0.
+ * zuliDataError with info (the results are returned as well): 1 some eigenvalues did not converge
+ * (their iblock is negative), 2 range 'A' or 'I' found fewer eigenvalues than asked for, 3 both,
+ * 4 range 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives
+ * back the first m elements of w and iblock and the first nsplit of isplit. */
+ZULI_API zuliStatus zuliSstebz(char range, char order, int n, float vl, float vu, int il, int iu,
+                               float abstol, const float* d, const float* e, int* m, int* nsplit,
+                               float* w, int* iblock, int* isplit);
+ZULI_API zuliStatus zuliDeviceSstebz(char range, char order, int n, float vl, float vu, int il,
+                                     int iu, float abstol, const zuliDeviceFloat* d,
+                                     const zuliDeviceFloat* e, int* m, int* nsplit,
+                                     zuliDeviceFloat* w, zuliDeviceInt* iblock,
+                                     zuliDeviceInt* isplit);
+ZULI_API zuliStatus zuliDstebz(char range, char order, int n, double vl, double vu, int il, int iu,
+                               double abstol, const double* d, const double* e, int* m, int* nsplit,
+                               double* w, int* iblock, int* isplit);
+ZULI_API zuliStatus zuliDeviceDstebz(char range, char order, int n, double vl, double vu, int il,
+                                     int iu, double abstol, const zuliDeviceDouble* d,
+                                     const zuliDeviceDouble* e, int* m, int* nsplit,
+                                     zuliDeviceDouble* w, zuliDeviceInt* iblock,
+                                     zuliDeviceInt* isplit);
+
 /* =============================================================================================
  * END symmetric and Hermitian eigenproblems
  * ============================================================================================= */
