@@ -466,6 +466,15 @@ int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T
     return info;
 }
 
+// The eigenvalues of the symmetric tridiagonal (d, e), ascending in d, and for compz 'V' / 'I'
+// the eigenvectors through Z (n x n); work holds max(1, 2 n - 2) reals.
+template <typename T>
+int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
+    return info;
+}
+
 // ---- the host BLAS (levels 1 and 2) ----------------------------------------------------------
 // trans 'N', 'T' or 'C'; uplo 'U' or 'L'; diag 'U' or 'N'.
 
