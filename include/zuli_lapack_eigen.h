@@ -300,6 +300,32 @@ ZULI_API zuliStatus zuliDeviceDstebz(char range, char order, int n, double vl, d
                                      zuliDeviceDouble* w, zuliDeviceInt* iblock,
                                      zuliDeviceInt* isplit);
 
+/* ---- syev / heev: all eigenvalues and, optionally, the eigenvectors of the symmetric
+ * (Hermitian) n x n matrix A, given by its triangle uplo.
+ *   jobz     'N': eigenvalues only, through syrdb (band width min(n, 32)) and bisection (stebz);
+ *            A is destroyed. 'V': also the eigenvectors, through sytrd, orgtr and steqr; A then
+ *            holds the orthonormal eigenvectors, column j belonging to w[j]. For 'V', uplo 'U'
+ *            and 'L' give bit-identical results for the same matrix.
+ *   w        the n eigenvalues in ascending order (real).
+ * The matrix is not scaled by its norm before the reduction.
+ * Argument errors: jobz not 'V' or 'N' -1, uplo not 'U' or 'L' -2, n < 0 -3, a null (n > 0) -4,
+ * lda < max(1, n) -5 (also for n = 0), w null (n > 0) -6; n = 0 then returns at once.
+ * zuliDataError with info > 0: the QL/QR iteration (jobz 'V') or bisection (jobz 'N') failed to
+ * converge, with that routine's info. */
+ZULI_API zuliStatus zuliSsyev(char jobz, char uplo, int n, float* a, int lda, float* w);
+ZULI_API zuliStatus zuliDeviceSsyev(char jobz, char uplo, int n, zuliDeviceFloat* a, int lda,
+                                    zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliDsyev(char jobz, char uplo, int n, double* a, int lda, double* w);
+ZULI_API zuliStatus zuliDeviceDsyev(char jobz, char uplo, int n, zuliDeviceDouble* a, int lda,
+                                    zuliDeviceDouble* w);
+ZULI_API zuliStatus zuliCheev(char jobz, char uplo, int n, zuliComplexFloat* a, int lda, float* w);
+ZULI_API zuliStatus zuliDeviceCheev(char jobz, char uplo, int n, zuliDeviceComplexFloat* a, int lda,
+                                    zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliZheev(char jobz, char uplo, int n, zuliComplexDouble* a, int lda,
+                              double* w);
+ZULI_API zuliStatus zuliDeviceZheev(char jobz, char uplo, int n, zuliDeviceComplexDouble* a,
+                                    int lda, zuliDeviceDouble* w);
+
 /* =============================================================================================
  * END symmetric and Hermitian eigenproblems
  * ============================================================================================= */
