@@ -1,11 +1,11 @@
 // symev_rows.cpp - the drop-in rows of the symmetric (Hermitian) eigenproblem: the tridiagonal
-// reduction sytrd / hetrd and its Q (orgtr / ungtr, ormtr / unmtr) (dropin.h tells how a row
-// routes a call).
+// reduction sytrd / hetrd, its Q (orgtr / ungtr, ormtr / unmtr) and the driver syev / heev
+// (dropin.h tells how a row routes a call).
 //
 // They share the QR family's threshold (their work is Householder blocks, as the QR family's is);
 // the size is the order of the matrix (for ormtr the order of the m x n x nq product). LAPACK's
 // workspace minimums are checked and a query is answered with them, since the library needs no
-// workspace. None has a data error.
+// workspace. Only syev has a data error (the iteration did not converge), read from the library.
 #include "dropin.h"
 
 #define lapack_complex_float zuliComplexFloat
@@ -68,6 +68,44 @@ int ormtrCheck(const char* side, const char* uplo, const char* trans, int m, int
     return 0;
 }
 
+// syev / heev: jobz, uplo, n, lda; lwork >= max(1, 3n - 1) (real) or max(1, 2n - 1) (complex).
+int syevMinimum(int n, bool complex) {
+    return std::max(1, (complex ? 2 : 3) * n - 1);
+}
+int syevCheck(const char* jobz, const char* uplo, int n, int lda, int lwork, bool complex) {
+    if (!same(jobz, 'V') && !same(jobz, 'N')) return 1;
+    if (!same(uplo, 'U') && !same(uplo, 'L')) return 2;
+    if (n < 0) return 3;
+    if (lda < std::max(1, n)) return 5;
+    if (lwork != -1 && lwork < syevMinimum(n, complex)) return 8;
+    return 0;
+}
+
+// LAPACK's syev scales a matrix whose largest element lies outside [sqrt(safe minimum / eps),
+// sqrt(1 / (safe minimum / eps))] before the reduction; the library does not scale, so such a
+// matrix (a NaN or an infinity too) goes to the host LAPACK. One pass over the triangle.
+template <typename P>
+bool syevOnHost(const char* jobz, const char* uplo, int n, const P* a, int lda, int lwork) {
+    if (syevCheck(jobz, uplo, n, lda, lwork, !std::is_floating_point_v<P>) != 0) return true;
+    using R = decltype(realPart(P{}));
+    const R small = std::sqrt(std::numeric_limits<R>::min() / std::numeric_limits<R>::epsilon());
+    const R big = 1 / small;
+    const bool upper = same(uplo, 'U');
+    R largest = 0;
+    for (int64_t j = 0; j < n; ++j)
+        for (int64_t i = upper ? 0 : j; i <= (upper ? j : n - 1); ++i) {
+            const P& v = a[i + j * lda];
+            R m;
+            if constexpr (std::is_floating_point_v<P>)
+                m = std::abs(v);
+            else
+                m = std::hypot(v.re, v.im);
+            if (!std::isfinite(m)) return true;
+            largest = std::max(largest, m);
+        }
+    return n > 0 && largest > 0 && (largest < small || largest > big);
+}
+
 }  // namespace
 
 }  // namespace zuli::dropin
@@ -127,3 +165,33 @@ ZULI_DROPIN_SYMEV_Q(COMPLEX, ungtr)
 // sormtr_ dormtr_ cunmtr_ zunmtr_
 ZULI_DROPIN_SYMEV_MULTIPLY(REAL, ormtr, false)
 ZULI_DROPIN_SYMEV_MULTIPLY(COMPLEX, unmtr, true)
+
+// ---- the driver -------------------------------------------------------------------------------
+
+// ssyev_ dsyev_
+ZULI_DROPIN(REAL, syev,
+            (const char* jobz, const char* uplo, const int* n, P* a, const int* lda, P* w, P* work,
+             const int* lwork, int* info, size_t jobzLength, size_t uploLength),
+            (jobz, uplo, n, a, lda, w, work, lwork, info, jobzLength, uploLength), syev,
+            (*jobz, *uplo, *n, a, *lda, w),
+            .lapack(Family::Qr, *n, info)
+                .check([&] {
+                    return answerQuery(syevCheck(jobz, uplo, *n, *lda, *lwork, false), work, *lwork,
+                                       syevMinimum(*n, false));
+                })
+                .hostWhen(syevOnHost(jobz, uplo, *n, a, *lda, *lwork))
+                .library(library, {1, 2, 3, 0, 5, 0}))
+
+// cheev_ zheev_: rwork is LAPACK's (3n - 2 reals); the library needs none.
+ZULI_DROPIN(COMPLEX, heev,
+            (const char* jobz, const char* uplo, const int* n, P* a, const int* lda, R* w, P* work,
+             const int* lwork, R* rwork, int* info, size_t jobzLength, size_t uploLength),
+            (jobz, uplo, n, a, lda, w, work, lwork, rwork, info, jobzLength, uploLength), heev,
+            (*jobz, *uplo, *n, a, *lda, w),
+            .lapack(Family::Qr, *n, info)
+                .check([&] {
+                    return answerQuery(syevCheck(jobz, uplo, *n, *lda, *lwork, true), work, *lwork,
+                                       syevMinimum(*n, true));
+                })
+                .hostWhen(syevOnHost(jobz, uplo, *n, a, *lda, *lwork))
+                .library(library, {1, 2, 3, 0, 5, 0}))
