@@ -284,7 +284,7 @@ TYPED_TEST(SyevTyped, ArgumentTables) {
 // behind, and the caller's matrix either as it was or the complete result.
 TEST_F(SolverTest, SyevFailureSweep) {
     SKIP_ON_A_REAL_GPU();
-    const int n = 5;
+    const int n = 3;
     const Matrix<double> original = hermitian<double>(Spectrum::Random, n, n, rng);
     Matrix<double> a = original, result = original;
     std::vector<double> w(static_cast<size_t>(n));
