@@ -225,7 +225,8 @@ ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, in
  *   m       (host pointer in both interfaces) the number of eigenvalues found.
  *   nsplit  (host pointer in both interfaces) the number of diagonal blocks T splits into (where
  *           e(j)^2 is negligible against |d(j) d(j+1)|).
- *   w       the m eigenvalues (n elements of room; the rest is not written).
+ *   w       the m eigenvalues (n elements of room; for range 'I' the device interface may leave
+ *           discarded candidates past m, as LAPACK does).
  *   iblock  iblock[i] = the block (1-based) of w[i]; negative for an eigenvalue that did not
  *           converge.
  *   isplit  isplit[j] = the last row (1-based) of block j + 1, for the nsplit blocks.
@@ -234,9 +235,13 @@ ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, in
  * or iu > n -7; then d null (n > 0) -9, e null (n > 1) -10, m null -11, nsplit null -12, w null
  * (n > 0) -13, iblock null (n > 0) -14, isplit null (n > 0) -15. n = 0 sets m and nsplit to 0.
  * zuliDataError with info (the results are returned as well): 1 some eigenvalues did not converge
- * (their iblock is negative), 2 range 'A' or 'I' found fewer eigenvalues than asked for, 3 both,
- * 4 range 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives
- * back the first m elements of w and iblock and the first nsplit of isplit. */
+ * (their iblock is negative), 2 range 'I' found fewer eigenvalues than asked for, 3 both, 4 range
+ * 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives back the
+ * first m elements of w and iblock and the first nsplit of isplit.
+ * Matrices of order n < 64 go to the host LAPACK; larger ones are bisected on the GPU, one thread
+ * per eigenvalue, with LAPACK's splitting, counts and tolerances: m, nsplit, isplit, iblock and
+ * info are LAPACK's, each eigenvalue is within the bisection's tolerance of LAPACK's (equal
+ * eigenvalues of different blocks come in block order for order 'E'). */
 ZULI_API zuliStatus zuliSstebz(char range, char order, int n, float vl, float vu, int il, int iu,
                                float abstol, const float* d, const float* e, int* m, int* nsplit,
                                float* w, int* iblock, int* isplit);
