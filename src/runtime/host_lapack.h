@@ -408,6 +408,15 @@ int stebz(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, c
     return info;
 }
 
+// The eigenvalues of the tridiagonal (d, e) into d (ascending) by the implicit QL/QR iteration,
+// compz 'I' the eigenvectors of T into Z (of T: complex for C and Z); work 2 n - 2 reals.
+template <typename T>
+int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
+    return info;
+}
+
 // The eigenvectors of the tridiagonal (d, e) for the m eigenvalues w (with stebz's iblock and
 // isplit, order 'B') by inverse iteration into Z (n x m, of T: complex for C and Z); work holds
 // 5 n reals, iwork n integers, ifail m.
