@@ -408,15 +408,6 @@ int stebz(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, c
     return info;
 }
 
-// The eigenvalues of the tridiagonal (d, e) into d (ascending) by the implicit QL/QR iteration,
-// compz 'I' the eigenvectors of T into Z (of T: complex for C and Z); work 2 n - 2 reals.
-template <typename T>
-int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
-    int info = 0;
-    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
-    return info;
-}
-
 // The eigenvectors of the tridiagonal (d, e) for the m eigenvalues w (with stebz's iblock and
 // isplit, order 'B') by inverse iteration into Z (n x m, of T: complex for C and Z); work holds
 // 5 n reals, iwork n integers, ifail m.
@@ -461,6 +452,15 @@ int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T
     int info = 0;
     ZULI_LAPACK(T, bdsqr, &uplo, &n, &ncvt, &nru, &ncc, d, e, vt, &ldvt, u, &ldu, c, &ldc, work,
                 &info);
+    return info;
+}
+
+// The eigenvalues of the symmetric tridiagonal (d, e), ascending in d, and for compz 'V' / 'I'
+// the eigenvectors through Z (n x n); work holds max(1, 2 n - 2) reals.
+template <typename T>
+int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
     return info;
 }
 
