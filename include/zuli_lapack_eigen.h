@@ -276,8 +276,8 @@ ZULI_API zuliStatus zuliDeviceDstebz(char range, char order, int n, double vl, d
  *            converge (info > 0); not referenced for jobz 'N'.
  * Argument errors: jobz -1, range -2, uplo -3, n < 0 -4, lda < max(1, n) -6, range 'V' with n > 0
  * and vu <= vl -8, range 'I' with il < 1 or il > max(1, n) -9, range 'I' with iu < min(n, il) or
- * iu > n -10, ldz < 1 or (jobz 'V' and ldz < n) -15; then a null (n > 0) -5, m null -11, w null
- * (n > 0) -12, and for jobz 'V' with n > 0: z null -14, ifail null -16. n = 0 sets m to 0.
+ * iu > n -10, ldz < 1 or (jobz 'V' and ldz < n) -15; then a null (n > 0) -5, m null -12, w null
+ * (n > 0) -13, and for jobz 'V' with n > 0: z null -14, ifail null -16. n = 0 sets m to 0.
  * zuliDataError with info (m, w, Z and ifail are returned as well): jobz 'V': the number of
  * eigenvectors that failed to converge (ifail names them); jobz 'N': the bisection's info (see
  * stebz). The host interface gives back the first m elements of w and ifail and columns of Z.

@@ -61,8 +61,8 @@ bool syevxArguments(char& jobz, char& range, char& uplo, int n, const void* a, i
     const bool vectors = jobz == 'V';
     failIf(ldz < 1 || (vectors && ldz < n), 15);
     failIf(a == nullptr && n > 0, 5);
-    failIf(m == nullptr, 11);
-    failIf(w == nullptr && n > 0, 12);
+    failIf(m == nullptr, 12);
+    failIf(w == nullptr && n > 0, 13);
     failIf(z == nullptr && vectors && n > 0, 14);
     failIf(ifail == nullptr && vectors && n > 0, 16);
     *m = 0;
