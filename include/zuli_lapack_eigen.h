@@ -316,6 +316,40 @@ ZULI_API zuliStatus zuliDeviceZheevx(char jobz, char range, char uplo, int n,
  * END symmetric and Hermitian eigenproblems
  * ============================================================================================= */
 
+/* =============================================================================================
+ * BEGIN the tridiagonal QL / QR iteration: steqr
+ * ============================================================================================= */
+
+/* ---- steqr: the eigenvalues of the real symmetric n x n tridiagonal matrix T (diagonal d,
+ * off-diagonal e) by LAPACK's implicit QL / QR iteration, into d in ascending order; compz 'N'
+ * values only, 'I' Z (n x n) receives the eigenvectors of T, 'V' Z, holding on entry the Q of a
+ * reduction A = Q T Q^H (orgtr / ungtr), is multiplied by them and receives those of A. The
+ * values and vectors are those of LAPACK's steqr. d and e are real (device arrays in the device
+ * interface); e is overwritten. The iteration runs on the host, its rotations are applied to Z
+ * on the GPU; for compz 'N' the host LAPACK computes the values.
+ * Argument errors: compz not 'N'/'V'/'I' -1, n < 0 -2, ldz < 1 or (compz not 'N' and ldz <
+ * max(1, n)) -6; n = 0 returns at once (null pointers accepted); d null -3, e null -4 (accepted
+ * when n = 1), z null -5 (compz 'V' or 'I').
+ * zuliDataError with info i > 0: no convergence after 30 n sweeps; i elements of e are not zero,
+ * d and e hold a tridiagonal orthogonally similar to T (values unsorted), Z the rotations so far. */
+ZULI_API zuliStatus zuliSsteqr(char compz, int n, float* d, float* e, float* z, int ldz);
+ZULI_API zuliStatus zuliDeviceSsteqr(char compz, int n, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceFloat* z, int ldz);
+ZULI_API zuliStatus zuliDsteqr(char compz, int n, double* d, double* e, double* z, int ldz);
+ZULI_API zuliStatus zuliDeviceDsteqr(char compz, int n, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* z, int ldz);
+ZULI_API zuliStatus zuliCsteqr(char compz, int n, float* d, float* e, zuliComplexFloat* z, int ldz);
+ZULI_API zuliStatus zuliDeviceCsteqr(char compz, int n, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* z, int ldz);
+ZULI_API zuliStatus zuliZsteqr(char compz, int n, double* d, double* e, zuliComplexDouble* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceZsteqr(char compz, int n, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* z, int ldz);
+
+/* =============================================================================================
+ * END the tridiagonal QL / QR iteration
+ * ============================================================================================= */
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
