@@ -5,9 +5,9 @@
 // The steps are LAPACK's:
 //   1. A = Q T Q^H by the hybrid one-stage reduction sytrd (d, e and tau from the pool).
 //   2. All eigenvalues (range 'A', or 'I' with il = 1 and iu = n) with abstol <= 0 take the fast
-//      path: the host LAPACK's sterf on the downloaded d and e for jobz 'N'; for jobz 'V' its
-//      steqr with compz 'I' (the eigenvectors S of T), S uploaded into Z and Z = Q S by ormtr on
-//      the GPU. A failure to converge there falls through to step 3, as in LAPACK.
+//      path: the host LAPACK's sterf on the downloaded d and e for jobz 'N'; for jobz 'V' Z = Q
+//      by orgtr and steqr with compz 'V' (the QL/QR iteration on the host, its rotations applied
+//      to Z on the GPU). A failure to converge there falls through to step 3, as in LAPACK.
 //   3. Otherwise stebz (order 'B' when vectors are wanted, 'E' otherwise; the GPU bisection from
 //      order 64) and, for jobz 'V', the host LAPACK's stein on the downloaded tridiagonal for the
 //      m vectors of T (O(n m), uploaded), then Z = Q Z by ormtr on the GPU.
@@ -21,6 +21,7 @@
 // gives LAPACK's results; outside that the reduction may lose accuracy or overflow.
 #include "eigen/eigen.h"
 
+#include "auxiliary/auxiliary.h"
 #include "eigen/host_prefix.h"
 #include "runtime/arguments.h"
 #include "runtime/exports.h"
@@ -174,24 +175,31 @@ class SelectedEigen {
         }
     }
 
-    // All eigenvalues by the QL/QR iteration on the host (sterf, or steqr with the eigenvectors
-    // of T, which then go up and become Z = Q S on the GPU). False when it did not converge.
+    // All eigenvalues by the QL/QR iteration: the host LAPACK's sterf for jobz 'N'; for 'V' Z = Q
+    // (A's reflectors copied and formed by orgtr on the GPU) and steqr with compz 'V' (its
+    // rotations applied on the GPU) on copies of d and e, which the bisection needs should the
+    // iteration fail. False when it did not converge.
     bool allByIteration(const T* tau, int* m, R* w, int* ifail) {
         const int n = n_;
-        std::vector<R> values = hd_, off = he_;
         if (!vectors_) {
+            std::vector<R> values = hd_, off = he_;
             if (lapack::sterf(n, values.data(), off.data()) != 0) return false;
+            upload(values.data(), n, w);
         } else {
-            std::vector<T> s(size_t(n) * size_t(n));
-            std::vector<R> work(size_t(2 * n - 2));
-            if (lapack::steqr<T>('I', n, values.data(), off.data(), s.data(), n, work.data()) != 0)
+            const DeviceBuffer<R> off = acquireWorkspace<R>(ctx_, n);
+            upload(hd_.data(), n, w);
+            upload(he_.data(), n - 1, off.get());
+            lacpy<T>(ctx_, 'A', n, n, a_, lda_, z_, ldz_);
+            orgtr<T>(ctx_, uplo_, n, z_, ldz_, tau);
+            try {
+                steqr<T>(ctx_, 'V', n, w, off.get(), z_, ldz_);
+            } catch (const InfoException& x) {
+                if (x.status() != zuliDataError) throw;
                 return false;
-            uploadColumns(s, n, n, z_, ldz_);
-            ormtr<T>(ctx_, 'L', uplo_, 'N', n, n, a_, lda_, tau, z_, ldz_);
+            }
             const std::vector<int> zeros(size_t(n), 0);
             upload(zeros.data(), n, ifail);
         }
-        upload(values.data(), n, w);
         *m = n;
         return true;
     }
