@@ -240,8 +240,9 @@ ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, in
  * first m elements of w and iblock and the first nsplit of isplit.
  * Matrices of order n < 64 go to the host LAPACK; larger ones are bisected on the GPU, one thread
  * per eigenvalue, with LAPACK's splitting, counts and tolerances: m, nsplit, isplit, iblock and
- * info are LAPACK's, each eigenvalue is within the bisection's tolerance of LAPACK's (equal
- * eigenvalues of different blocks come in block order for order 'E'). */
+ * info are LAPACK's wherever the Sturm counts decide them (not where rounding decides between
+ * eigenvalues closer than the tolerance), each eigenvalue is within the bisection's tolerance of
+ * LAPACK's, and equal eigenvalues of different blocks come in block order for order 'E'. */
 ZULI_API zuliStatus zuliSstebz(char range, char order, int n, float vl, float vu, int il, int iu,
                                float abstol, const float* d, const float* e, int* m, int* nsplit,
                                float* w, int* iblock, int* isplit);
