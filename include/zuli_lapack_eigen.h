@@ -271,7 +271,8 @@ ZULI_API zuliStatus zuliDeviceZherdb(char jobz, char uplo, int n, int kd,
  *   m       (host pointer in both interfaces) the number of eigenvalues found.
  *   nsplit  (host pointer in both interfaces) the number of diagonal blocks T splits into (where
  *           e(j)^2 is negligible against |d(j) d(j+1)|).
- *   w       the m eigenvalues (n elements of room; the rest is not written).
+ *   w       the m eigenvalues (n elements of room; for range 'I' the device interface may leave
+ *           discarded candidates past m, as LAPACK does).
  *   iblock  iblock[i] = the block (1-based) of w[i]; negative for an eigenvalue that did not
  *           converge.
  *   isplit  isplit[j] = the last row (1-based) of block j + 1, for the nsplit blocks.
@@ -280,9 +281,14 @@ ZULI_API zuliStatus zuliDeviceZherdb(char jobz, char uplo, int n, int kd,
  * or iu > n -7; then d null (n > 0) -9, e null (n > 1) -10, m null -11, nsplit null -12, w null
  * (n > 0) -13, iblock null (n > 0) -14, isplit null (n > 0) -15. n = 0 sets m and nsplit to 0.
  * zuliDataError with info (the results are returned as well): 1 some eigenvalues did not converge
- * (their iblock is negative), 2 range 'A' or 'I' found fewer eigenvalues than asked for, 3 both,
- * 4 range 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives
- * back the first m elements of w and iblock and the first nsplit of isplit. */
+ * (their iblock is negative), 2 range 'I' found fewer eigenvalues than asked for, 3 both, 4 range
+ * 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives back the
+ * first m elements of w and iblock and the first nsplit of isplit.
+ * Matrices of order n < 64 go to the host LAPACK; larger ones are bisected on the GPU, one thread
+ * per eigenvalue, with LAPACK's splitting, counts and tolerances: m, nsplit, isplit, iblock and
+ * info are LAPACK's wherever the Sturm counts decide them (not where rounding decides between
+ * eigenvalues closer than the tolerance), each eigenvalue is within the bisection's tolerance of
+ * LAPACK's, and equal eigenvalues of different blocks come in block order for order 'E'. */
 ZULI_API zuliStatus zuliSstebz(char range, char order, int n, float vl, float vu, int il, int iu,
                                float abstol, const float* d, const float* e, int* m, int* nsplit,
                                float* w, int* iblock, int* isplit);
@@ -325,6 +331,58 @@ ZULI_API zuliStatus zuliZheev(char jobz, char uplo, int n, zuliComplexDouble* a,
                               double* w);
 ZULI_API zuliStatus zuliDeviceZheev(char jobz, char uplo, int n, zuliDeviceComplexDouble* a,
                                     int lda, zuliDeviceDouble* w);
+/* ---- syevx / heevx: selected eigenvalues and, optionally, eigenvectors of the symmetric
+ * (Hermitian) n x n matrix A given by its triangle uplo, as LAPACK's syevx / heevx computes them:
+ * A = Q T Q^H by sytrd / hetrd, all eigenvalues (range 'A', or 'I' with il = 1 and iu = n, and
+ * abstol <= 0) by the QL/QR iteration, the others by bisection (stebz) and their vectors by
+ * inverse iteration on T, transformed by Q on the GPU.
+ *   jobz     'N': eigenvalues only; 'V': also the eigenvectors.
+ *   range    'A': all; 'V': those in (vl, vu]; 'I': the il-th to the iu-th (ascending).
+ *   A (lda)  the triangle uplo is destroyed (it holds the reduction); the other is not touched.
+ *   abstol   the absolute tolerance of the bisection (<= 0: ulp |T|).
+ *   m        (host pointer in both interfaces) the number of eigenvalues found.
+ *   w        the m eigenvalues in ascending order (n reals of room).
+ *   Z (ldz)  jobz 'V': the m orthonormal eigenvectors, column j belonging to w[j] (room for m
+ *            columns: n for range 'V', iu - il + 1 for 'I'); not referenced for jobz 'N'.
+ *   ifail    jobz 'V': 0 in the first m elements, or the indices of the vectors that failed to
+ *            converge (info > 0); not referenced for jobz 'N'.
+ * Argument errors: jobz -1, range -2, uplo -3, n < 0 -4, lda < max(1, n) -6, range 'V' with n > 0
+ * and vu <= vl -8, range 'I' with il < 1 or il > max(1, n) -9, range 'I' with iu < min(n, il) or
+ * iu > n -10, ldz < 1 or (jobz 'V' and ldz < n) -15; then a null (n > 0) -5, m null -12, w null
+ * (n > 0) -13, and for jobz 'V' with n > 0: z null -14, ifail null -16. n = 0 sets m to 0.
+ * zuliDataError with info (m, w, Z and ifail are returned as well): jobz 'V': the number of
+ * eigenvectors that failed to converge (ifail names them); jobz 'N': the bisection's info (see
+ * stebz). The host interface gives back the first m elements of w and ifail and columns of Z.
+ * A is not scaled when its elements are near the underflow or overflow threshold (LAPACK's
+ * syevx scales it). */
+ZULI_API zuliStatus zuliSsyevx(char jobz, char range, char uplo, int n, float* a, int lda, float vl,
+                               float vu, int il, int iu, float abstol, int* m, float* w, float* z,
+                               int ldz, int* ifail);
+ZULI_API zuliStatus zuliDeviceSsyevx(char jobz, char range, char uplo, int n, zuliDeviceFloat* a,
+                                     int lda, float vl, float vu, int il, int iu, float abstol,
+                                     int* m, zuliDeviceFloat* w, zuliDeviceFloat* z, int ldz,
+                                     zuliDeviceInt* ifail);
+ZULI_API zuliStatus zuliDsyevx(char jobz, char range, char uplo, int n, double* a, int lda,
+                               double vl, double vu, int il, int iu, double abstol, int* m,
+                               double* w, double* z, int ldz, int* ifail);
+ZULI_API zuliStatus zuliDeviceDsyevx(char jobz, char range, char uplo, int n, zuliDeviceDouble* a,
+                                     int lda, double vl, double vu, int il, int iu, double abstol,
+                                     int* m, zuliDeviceDouble* w, zuliDeviceDouble* z, int ldz,
+                                     zuliDeviceInt* ifail);
+ZULI_API zuliStatus zuliCheevx(char jobz, char range, char uplo, int n, zuliComplexFloat* a,
+                               int lda, float vl, float vu, int il, int iu, float abstol, int* m,
+                               float* w, zuliComplexFloat* z, int ldz, int* ifail);
+ZULI_API zuliStatus zuliDeviceCheevx(char jobz, char range, char uplo, int n,
+                                     zuliDeviceComplexFloat* a, int lda, float vl, float vu, int il,
+                                     int iu, float abstol, int* m, zuliDeviceFloat* w,
+                                     zuliDeviceComplexFloat* z, int ldz, zuliDeviceInt* ifail);
+ZULI_API zuliStatus zuliZheevx(char jobz, char range, char uplo, int n, zuliComplexDouble* a,
+                               int lda, double vl, double vu, int il, int iu, double abstol, int* m,
+                               double* w, zuliComplexDouble* z, int ldz, int* ifail);
+ZULI_API zuliStatus zuliDeviceZheevx(char jobz, char range, char uplo, int n,
+                                     zuliDeviceComplexDouble* a, int lda, double vl, double vu,
+                                     int il, int iu, double abstol, int* m, zuliDeviceDouble* w,
+                                     zuliDeviceComplexDouble* z, int ldz, zuliDeviceInt* ifail);
 
 /* =============================================================================================
  * END symmetric and Hermitian eigenproblems

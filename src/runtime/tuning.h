@@ -86,6 +86,10 @@ inline constexpr int kHessenbergHostColumns = 128;
 // The LU inverse works on block columns of this width, whatever the precision and device.
 inline constexpr int kInverseBlockSize = 64;
 
+// Tridiagonal matrices of this order and above have their eigenvalues bisected on the GPU (stebz),
+// smaller ones by the host LAPACK (see eigen/stebz.cpp for the measurement behind it).
+inline constexpr int kBisectionHostOrder = 64;
+
 // Square LU factorizations of this order and above take the transposed path.
 inline constexpr int kTransposedLuOrder = 513;
 

@@ -258,14 +258,11 @@ void errors() {
     std::vector<R> rw(64);
     auto geev = [&](const char* jl, const char* jr, int n, int lda, int ldvl, int ldvr, int lwork) {
         std::vector<T> x = a;
-        if constexpr (std::is_floating_point_v<T>)
-            F(geev)
-            (jl, jr, &n, x.data(), &lda, b.data(), b.data() + 16, w.data(), &ldvl, w.data() + 64,
-             &ldvr, w.data() + 128, &lwork, &info, 1, 1);
-        else
-            F(geev)
-            (jl, jr, &n, x.data(), &lda, b.data(), w.data(), &ldvl, w.data() + 64, &ldvr,
-             w.data() + 128, &lwork, rw.data(), &info, 1, 1);
+        if constexpr (std::is_floating_point_v<T>) F(geev)
+        (jl, jr, &n, x.data(), &lda, b.data(), b.data() + 16, w.data(), &ldvl, w.data() + 64, &ldvr,
+         w.data() + 128, &lwork, &info, 1, 1);
+        else F(geev)(jl, jr, &n, x.data(), &lda, b.data(), w.data(), &ldvl, w.data() + 64, &ldvr,
+                     w.data() + 128, &lwork, rw.data(), &info, 1, 1);
     };
     const int shift = std::is_floating_point_v<T> ? 0 : 1;             // positions after lda
     const int withVectors = shift ? 8 : 16, without = shift ? 8 : 12;  // lwork minimums at n = 4
@@ -524,12 +521,97 @@ void mixedErrors() {
     arg("POSV", 9, [&] { posv("U", 4, 1, 4, 4, 3); });
 }
 
+// Bisection (S, D) and the selected-eigenvalue driver: LAPACK's positions, syevx's lwork >= 8 n
+// (real) or 2 n (complex); valid calls on the 4 x 4 matrix a (diagonal 8, ones elsewhere:
+// eigenvalues 7, 7, 7, 11) find what they should.
+template <typename T>
+void selectedErrors() {
+    using R = decltype(std::abs(T{}));
+    const std::string p = pick<T>("S", "D", "C", "Z");
+    std::vector<T> a(16, T(1)), z(16), work(64);
+    for (int i = 0; i < 4; ++i) a[i * 5] = T(8);
+    std::vector<R> d(4, R(2)), e(4, R(1)), w(4), rwork(64), rwork4(16);
+    std::vector<int> iblock(4), isplit(4), iwork(64), ifail(4);
+    int info = 0, m = -1, nsplit = -1;
+    auto arg = [&](const char* routine, int position, auto&& call) {
+        seenName.clear(), seenPosition = 0, info = 0;
+        call();
+        const bool ok = seenName == p + routine && seenPosition == position && info == -position;
+        ok ? ++passed : ++failed;
+        if (!ok)
+            std::printf("FAILED: %s%s position %d: xerbla got '%s' %d, info %d\n", p.c_str(),
+                        routine, position, seenName.c_str(), seenPosition, info);
+    };
+    auto found = [&](const char* routine, int wantM) {
+        const bool ok = seenName.empty() && info == 0 && m == wantM;
+        ok ? ++passed : ++failed;
+        if (!ok) std::printf("FAILED: %s%s found %d, info %d\n", p.c_str(), routine, m, info);
+    };
+    if constexpr (std::is_floating_point_v<T>) {
+        auto stebz = [&](const char* range, const char* order, int n, R vl, R vu, int il, int iu) {
+            const R tol = 0;
+            m = -1;
+            pick<T>(sstebz_, dstebz_, nullptr, nullptr)(
+                range, order, &n, &vl, &vu, &il, &iu, &tol, d.data(), e.data(), &m, &nsplit,
+                w.data(), iblock.data(), isplit.data(), rwork.data(), iwork.data(), &info, 1, 1);
+        };
+        arg("STEBZ", 1, [&] { stebz("X", "B", 4, 0, 0, 1, 1); });
+        arg("STEBZ", 2, [&] { stebz("A", "X", 4, 0, 0, 1, 1); });
+        arg("STEBZ", 3, [&] { stebz("A", "B", -1, 0, 0, 1, 1); });
+        arg("STEBZ", 5, [&] { stebz("V", "B", 4, 1, 1, 1, 1); });
+        arg("STEBZ", 6, [&] { stebz("I", "B", 4, 0, 0, 0, 1); });
+        arg("STEBZ", 7, [&] { stebz("I", "B", 4, 0, 0, 2, 5); });
+        seenName.clear();
+        stebz("i", "e", 4, 0, 0, 2, 3);
+        found("STEBZ", 2);
+    }
+    const std::string name = std::is_floating_point_v<T> ? "SYEVX" : "HEEVX";
+    auto syevx = [&](const char* jobz, const char* range, const char* uplo, int n, int lda, R vl,
+                     R vu, int il, int iu, int ldz, int lwork) {
+        std::vector<T> x = a;
+        const R tol = 0;
+        m = -1;
+        if constexpr (std::is_floating_point_v<T>)
+            pick<T>(ssyevx_, dsyevx_, nullptr, nullptr)(
+                jobz, range, uplo, &n, x.data(), &lda, &vl, &vu, &il, &iu, &tol, &m, w.data(),
+                z.data(), &ldz, work.data(), &lwork, iwork.data(), ifail.data(), &info, 1, 1, 1);
+        else
+            pick<T>(nullptr, nullptr, cheevx_, zheevx_)(jobz, range, uplo, &n, x.data(), &lda, &vl,
+                                                        &vu, &il, &iu, &tol, &m, w.data(), z.data(),
+                                                        &ldz, work.data(), &lwork, rwork.data(),
+                                                        iwork.data(), ifail.data(), &info, 1, 1, 1);
+    };
+    const int lwork = std::is_floating_point_v<T> ? 32 : 8;
+    const char* n_ = name.c_str();
+    arg(n_, 1, [&] { syevx("X", "A", "L", 4, 4, 0, 0, 1, 1, 4, lwork); });
+    arg(n_, 2, [&] { syevx("V", "X", "L", 4, 4, 0, 0, 1, 1, 4, lwork); });
+    arg(n_, 3, [&] { syevx("V", "A", "X", 4, 4, 0, 0, 1, 1, 4, lwork); });
+    arg(n_, 4, [&] { syevx("V", "A", "L", -1, 4, 0, 0, 1, 1, 4, lwork); });
+    arg(n_, 6, [&] { syevx("V", "A", "L", 4, 3, 0, 0, 1, 1, 4, lwork); });
+    arg(n_, 8, [&] { syevx("V", "V", "L", 4, 4, 1, 1, 1, 1, 4, lwork); });
+    arg(n_, 9, [&] { syevx("V", "I", "L", 4, 4, 0, 0, 0, 1, 4, lwork); });
+    arg(n_, 10, [&] { syevx("V", "I", "L", 4, 4, 0, 0, 2, 5, 4, lwork); });
+    arg(n_, 15, [&] { syevx("V", "A", "L", 4, 4, 0, 0, 1, 1, 3, lwork); });
+    arg(n_, 17, [&] { syevx("V", "A", "L", 4, 4, 0, 0, 1, 1, 4, lwork - 1); });
+    seenName.clear();
+    syevx("v", "v", "u", 4, 4, 6.5, 7.5, 1, 1, 4, lwork);
+    found(n_, 3);
+    seenName.clear();
+    syevx("N", "I", "L", 4, 4, 0, 0, 4, 4, 1, lwork);
+    found(n_, 1);
+    const bool eleven = std::abs(w[0] - R(11)) < R(1e-4);
+    eleven ? ++passed : ++failed;
+    if (!eleven) std::printf("FAILED: %s the largest eigenvalue is %g\n", n_, double(w[0]));
+}
+
 }  // namespace
 
 int main() {
     errors<float>(), errors<double>(), errors<std::complex<float>>(),
         errors<std::complex<double>>();
     mixedErrors<double, float>(), mixedErrors<std::complex<double>, std::complex<float>>();
+    selectedErrors<float>(), selectedErrors<double>(), selectedErrors<std::complex<float>>(),
+        selectedErrors<std::complex<double>>();
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

@@ -5,6 +5,8 @@
 // tables of both.
 #include "solvers/solver_support.h"
 
+#include "runtime/tuning.h"
+
 #include <cmath>
 #include <limits>
 
@@ -91,16 +93,21 @@ TYPED_TEST_SUITE(StebzTyped, RealPrecisions);
 
 // Every range and order against the host LAPACK's stebz on the same tridiagonal, through both
 // interfaces: info, m, nsplit, isplit and iblock exactly (the counts decide them: the range ends
-// lie in gaps of the spectrum), the eigenvalues within a few rounding units of |T|, and the
-// caller's w and iblock past m untouched.
+// lie in gaps of the spectrum), the eigenvalues within a few rounding units of |T|, and for the
+// host interface the caller's w and iblock past m untouched.
 TYPED_TEST(StebzTyped, MatchesLapackForEveryRangeAndOrder) {
     using R = TypeParam;
+    // Each kind below the host threshold and above it (the GPU's bisection).
+    const int gpu = zuli::kBisectionHostOrder;
     struct Case {
         Kind kind;
         int n;
-    } cases[] = {{Kind::Random, 1},  {Kind::Random, 2},      {Kind::Random, 40},
-                 {Kind::Split, 33},  {Kind::Singletons, 20}, {Kind::Wilkinson, 21},
-                 {Kind::Graded, 30}, {Kind::NotANumber, 9},  {Kind::Random, 300}};
+    } cases[] = {
+        {Kind::Random, 1},          {Kind::Random, 2},           {Kind::Random, 40},
+        {Kind::Random, 5 * gpu},    {Kind::Split, 33},           {Kind::Split, 2 * gpu + 5},
+        {Kind::Singletons, 20},     {Kind::Singletons, gpu + 2}, {Kind::Wilkinson, 21},
+        {Kind::Wilkinson, gpu + 1}, {Kind::Graded, 30},          {Kind::Graded, gpu},
+        {Kind::NotANumber, 9},      {Kind::NotANumber, gpu + 3}};
     int dataErrors = 0;
     for (const Case& c : cases) {
         const int n = c.n;
@@ -169,14 +176,46 @@ TYPED_TEST(StebzTyped, MatchesLapackForEveryRangeAndOrder) {
                                 << i;
                         }
                     }
-                    for (int i = wm; i < n; ++i) {
-                        EXPECT_EQ(gw[size_t(i)], R(7));
-                        EXPECT_EQ(gb[size_t(i)], -7);
+                    // The host interface gives back what was found, no more (the device
+                    // interface may leave discarded candidates of range 'I' there, as LAPACK).
+                    if (api == Api::Host) {
+                        for (int i = wm; i < n; ++i) {
+                            EXPECT_EQ(gw[size_t(i)], R(7));
+                            EXPECT_EQ(gb[size_t(i)], -7);
+                        }
+                        for (int i = wn; i < n; ++i) EXPECT_EQ(gs[size_t(i)], -7);
                     }
-                    for (int i = wn; i < n; ++i) EXPECT_EQ(gs[size_t(i)], -7);
                 }
     }
     EXPECT_GT(dataErrors, 0) << "the NaN should have given LAPACK's info 4 for range 'I'";
+}
+
+// The GPU path of a device stebz in D (range 'A', order 'E' on a split matrix, so that the host
+// sorts): one kernel launch, and only vectors on the bus: d and e down, the block tables and
+// isplit up, the flag down, w and iblock down and up for the sort. Below the threshold: the host
+// LAPACK, no launch.
+TEST_F(SolverTest, DeviceStebzBisectsOnTheGpuAndMovesOnlyVectors) {
+    SKIP_ON_A_REAL_GPU();
+    for (int n : {zuli::kBisectionHostOrder - 1, 512}) {
+        SCOPED_TRACE(n);
+        std::vector<double> d, e, w(static_cast<size_t>(n));
+        std::vector<int> b(static_cast<size_t>(n)), s(b);
+        tridiagonal(Kind::Split, n, rng, d, e);
+        DeviceArrays dev(Api::Device);
+        double *dd = dev(d), *de = dev(e), *dw = dev(w);
+        int *db = dev(b), *ds = dev(s);
+        int m = 0, nsplit = 0;
+        zuliEmuResetCounters();
+        ASSERT_EQ(zuliDeviceDstebz('A', 'E', n, 0, 0, 0, 0, 0, dd, de, &m, &nsplit, dw, db, ds),
+                  zuliNoError);
+        EXPECT_EQ(m, n);
+        EXPECT_EQ(nsplit, 5);
+        const auto c = counters();
+        const double bus = double(c.h2dBytes + c.d2hBytes);
+        EXPECT_EQ(c.launches, n < zuli::kBisectionHostOrder ? 0u : 1u);
+        EXPECT_LE(bus, 40.0 * n + 64 * nsplit) << bus << " bytes on the bus";
+        EXPECT_EQ(c.d2dBytes, 0u);
+    }
 }
 
 // The argument checks in LAPACK's order, then the pointers; n = 0 returns m = nsplit = 0 with
@@ -240,6 +279,206 @@ TYPED_TEST(StebzTyped, ArgumentTable) {
             if (r.info == 0 && r.n > 0) {
                 EXPECT_GT(m, 0);
             }
+        }
+}
+
+// ---- syevx / heevx ------------------------------------------------------------------------------
+
+template <typename T>
+zuliStatus syevx(Api api, char jobz, char range, char uplo, int n, T* a, int lda, Real<T> vl,
+                 Real<T> vu, int il, int iu, Real<T> abstol, int* m, Real<T>* w, T* z, int ldz,
+                 int* ifail) {
+    return (api == Api::Host
+                ? pick<T>(zuliSsyevx, zuliDsyevx, zuliCheevx, zuliZheevx)
+                : pick<T>(zuliDeviceSsyevx, zuliDeviceDsyevx, zuliDeviceCheevx, zuliDeviceZheevx))(
+        jobz, range, uplo, n, pub(a), lda, vl, vu, il, iu, abstol, m, w, pub(z), ldz, ifail);
+}
+
+// A random Hermitian n x n matrix (leading dimension ld) with a real diagonal; block diagonal
+// with a first block of order split when split > 0 (its tridiagonal form splits).
+template <typename T>
+Matrix<T> hermitian(int n, int ld, int split, std::mt19937& rng) {
+    Matrix<T> a(n, n, ld, rng);
+    for (int j = 0; j < n; ++j) {
+        a(j, j) = T(Real<T>(zuli::real(a(j, j))));
+        for (int i = j + 1; i < n; ++i)
+            a(j, i) = a(i, j) = (i < split) != (j < split) ? T(0) : a(i, j);
+        for (int i = j + 1; i < n; ++i) a(j, i) = zuli::conj(a(i, j));
+    }
+    return a;
+}
+
+// ||A Z - Z diag(w)|| / (n ||A|| eps) over the first m columns of Z, max norm.
+template <typename T>
+double eigenResidual(const Matrix<T>& a, const Matrix<T>& z, const std::vector<Real<T>>& w, int m) {
+    Matrix<T> zm(a.n, m, std::max(1, a.n));
+    for (int j = 0; j < m; ++j)
+        for (int i = 0; i < a.n; ++i) zm(i, j) = z(i, j);
+    const Matrix<T> az = product(CblasNoTrans, a, CblasNoTrans, zm);
+    double r = 0;
+    for (int j = 0; j < m; ++j)
+        for (int i = 0; i < a.n; ++i)
+            r = std::max(r, magnitude(az(i, j) - zm(i, j) * T(w[size_t(j)])));
+    return r / (std::max(1, a.n) * maxAbs(a) * epsilon<T>());
+}
+
+template <typename T>
+class SyevxTyped : public SolverTyped<T> {};
+TYPED_TEST_SUITE(SyevxTyped, AllPrecisions);
+
+// syevx against the host LAPACK's syevx on the same matrix: every range (range 'A' with abstol 0
+// takes the QL/QR path, with abstol 2 safmin > 0 the bisection), jobz 'N' and 'V', both triangles,
+// through both interfaces; sizes on both sides of the bisection's host threshold and, once, of the
+// reduction's; a block-diagonal matrix. m, ifail and info exactly, w within rounding, the vectors
+// by their residual and orthonormality; the host interface leaves w and Z past m as they were.
+TYPED_TEST(SyevxTyped, MatchesLapack) {
+    using T = TypeParam;
+    using R = Real<T>;
+    struct Case {
+        int n, pad, split;
+    } cases[] = {{1, 0, 0},
+                 {2, 1, 0},
+                 {30, 2, 0},
+                 {zuli::kBisectionHostOrder + 26, 0, 41},
+                 {zuli::reductionHostOrder<T>() + 9, 0, 0}};
+    for (const Case& c : cases) {
+        const int n = c.n, ld = n + c.pad;
+        const bool large = n > zuli::reductionHostOrder<T>();
+        const Matrix<T> a = hermitian<T>(n, ld, c.split, this->rng);
+        std::vector<R> ev(static_cast<size_t>(n));
+        {
+            Matrix<T> copy = a;
+            int m0 = 0;
+            std::vector<T> z0(1);
+            std::vector<R> rwork(7 * size_t(n));
+            std::vector<int> iwork(5 * size_t(n)), f0(static_cast<size_t>(n));
+            ASSERT_EQ(withWork<T>([&](T* wk, int l) {
+                          return lapack::syevx('N', 'A', 'L', n, copy.ptr(), ld, R(0), R(0), 0, 0,
+                                               R(0), &m0, ev.data(), z0.data(), 1, wk, l,
+                                               rwork.data(), iwork.data(), f0.data());
+                      }),
+                      0);
+        }
+        struct Range {
+            char range;
+            R vl, vu, abstol;
+            int il, iu;
+        };
+        std::vector<Range> ranges = {{'A', 0, 0, 0, 0, 0},
+                                     {'I', 0, 0, 0, n / 3 + 1, n - n / 4},
+                                     {'V', between(ev, -1), between(ev, n / 2), 0, 0, 0},
+                                     {'A', 0, 0, 2 * std::numeric_limits<R>::min(), 0, 0}};
+        for (const Range& r : ranges)
+            for (char jobz : {'N', 'V'})
+                for (Api api : kApis) {
+                    const char uplo = (r.range == 'A') == (api == Api::Host) ? 'L' : 'U';
+                    if (large && (r.range != 'I' || jobz != 'V')) continue;
+                    SCOPED_TRACE(::testing::Message()
+                                 << "n " << n << " split " << c.split << " range " << r.range
+                                 << " abstol " << r.abstol << " jobz " << jobz << " uplo " << uplo
+                                 << " " << blas_test::apiName(api));
+                    const size_t size = static_cast<size_t>(n);
+                    Matrix<T> want = a, got = a;
+                    Matrix<T> wz(n, n, ld), gz(n, n, ld);
+                    for (T& v : gz.data) v = T(7);
+                    std::vector<R> ww(size), gw(size, R(7)), rwork(7 * size);
+                    std::vector<int> wf(size), gf(size, -7), iwork(5 * size);
+                    int wm = -1, gm = -1;
+                    const int info = withWork<T>([&](T* wk, int l) {
+                        return lapack::syevx(jobz, r.range, uplo, n, want.ptr(), ld, r.vl, r.vu,
+                                             r.il, r.iu, r.abstol, &wm, ww.data(), wz.ptr(), ld, wk,
+                                             l, rwork.data(), iwork.data(), wf.data());
+                    });
+                    ASSERT_EQ(info, 0);
+                    {
+                        DeviceArrays dev(api);
+                        EXPECT_EQ(syevx(api, jobz, r.range, uplo, n, dev(got), ld, r.vl, r.vu, r.il,
+                                        r.iu, r.abstol, &gm, dev(gw), dev(gz), ld, dev(gf)),
+                                  zuliNoError);
+                        dev.download();
+                    }
+                    ASSERT_EQ(gm, wm);
+                    EXPECT_LT(vectorError(gw, ww, wm, a), 30);
+                    for (int i = 1; i < gm; ++i) EXPECT_LE(gw[size_t(i - 1)], gw[size_t(i)]);
+                    if (jobz == 'V') {
+                        for (int i = 0; i < wm; ++i) EXPECT_EQ(gf[size_t(i)], wf[size_t(i)]);
+                        EXPECT_LT(eigenResidual(a, gz, gw, gm), 30);
+                        Matrix<T> zm(n, gm, ld);
+                        for (int j = 0; j < gm; ++j)
+                            for (int i = 0; i < n; ++i) zm(i, j) = gz(i, j);
+                        EXPECT_LT(departureFromOrthonormal(zm), 30);
+                    }
+                    if (api == Api::Host) {
+                        for (int i = gm; i < n; ++i) EXPECT_EQ(gw[size_t(i)], R(7));
+                        for (int j = jobz == 'V' ? gm : 0; j < n; ++j)
+                            EXPECT_EQ(gz(0, j), T(7)) << j;
+                    }
+                }
+    }
+}
+
+// The argument checks in LAPACK's order, then the pointers; n = 0 sets m to 0 and does no work.
+TYPED_TEST(SyevxTyped, ArgumentTable) {
+    using T = TypeParam;
+    using R = Real<T>;
+    std::vector<T> a(16, T(1)), z(16);
+    std::vector<R> w(4);
+    std::vector<int> f(4);
+    T *pa = a.data(), *pz = z.data();
+    R* pw = w.data();
+    int* pf = f.data();
+    int m = 0;
+    struct Row {
+        char jobz, range, uplo;
+        int n, lda;
+        R vl, vu;
+        int il, iu, ldz;
+        T* a;
+        int* m;
+        R* w;
+        T* z;
+        int* f;
+        int info;
+    } rows[] = {
+        {'X', 'A', 'L', 4, 4, 0, 0, 0, 0, 4, pa, &m, pw, pz, pf, -1},
+        {'V', 'X', 'L', 4, 4, 0, 0, 0, 0, 4, pa, &m, pw, pz, pf, -2},
+        {'V', 'A', 'X', 4, 4, 0, 0, 0, 0, 4, pa, &m, pw, pz, pf, -3},
+        {'v', 'a', 'l', -1, 4, 0, 0, 0, 0, 4, pa, &m, pw, pz, pf, -4},
+        {'N', 'A', 'U', 4, 3, 0, 0, 0, 0, 4, pa, &m, pw, pz, pf, -6},
+        {'N', 'V', 'U', 4, 4, 1, 1, 0, 0, 4, pa, &m, pw, pz, pf, -8},
+        {'N', 'v', 'U', 0, 1, 1, 1, 0, 0, 1, pa, &m, pw, pz, pf, 0},  // n = 0: vl, vu not looked at
+        {'N', 'I', 'U', 4, 4, 0, 0, 0, 1, 4, pa, &m, pw, pz, pf, -9},
+        {'N', 'I', 'U', 4, 4, 0, 0, 2, 1, 4, pa, &m, pw, pz, pf, -10},
+        {'N', 'i', 'U', 4, 4, 0, 0, 2, 5, 4, pa, &m, pw, pz, pf, -10},
+        {'N', 'A', 'U', 4, 4, 0, 0, 0, 0, 0, pa, &m, pw, pz, pf, -15},
+        {'V', 'A', 'U', 4, 4, 0, 0, 0, 0, 3, pa, &m, pw, pz, pf, -15},
+        {'V', 'A', 'L', 4, 4, 0, 0, 0, 0, 4, nullptr, &m, pw, pz, pf, -5},
+        {'V', 'A', 'L', 0, 1, 0, 0, 0, 0, 1, pa, nullptr, pw, pz, pf, -12},
+        {'V', 'A', 'L', 4, 4, 0, 0, 0, 0, 4, pa, &m, nullptr, pz, pf, -13},
+        {'V', 'A', 'L', 4, 4, 0, 0, 0, 0, 4, pa, &m, pw, nullptr, pf, -14},
+        {'V', 'A', 'L', 4, 4, 0, 0, 0, 0, 4, pa, &m, pw, pz, nullptr, -16},
+        {'N', 'A', 'L', 4, 4, 0, 0, 0, 0, 1, pa, &m, pw, nullptr, nullptr, 0},
+        {'V', 'I', 'L', 0, 1, 0, 0, 1, 0, 1, nullptr, &m, nullptr, nullptr, nullptr, 0},
+    };
+    for (const Row& r : rows)
+        for (Api api : kApis) {
+            SCOPED_TRACE(::testing::Message()
+                         << r.jobz << r.range << r.uplo << " n " << r.n << " info " << r.info << " "
+                         << blas_test::apiName(api));
+            DeviceArrays dev(api);
+            T *da = dev(r.a, a.size()), *dz = dev(r.z, z.size());
+            R* dw = dev(r.w, w.size());
+            int* df = dev(r.f, f.size());
+            m = -1;
+            if (r.n == 0) zuliEmuResetCounters();
+            EXPECT_EQ(syevx(api, r.jobz, r.range, r.uplo, r.n, da, r.lda, r.vl, r.vu, r.il, r.iu,
+                            R(0), r.m, dw, dz, r.ldz, df),
+                      r.info == 0 ? zuliNoError : zuliArgumentError);
+            EXPECT_EQ(zuliGetErrorInfo(), r.info);
+            if (r.info == 0) {
+                EXPECT_EQ(m, r.n);  // all four eigenvalues of the matrix of ones
+            }
+            if (r.info == 0 && r.n == 0) blas_test::expectNoWork();
         }
 }
 
