@@ -1,12 +1,13 @@
 /* zuli_lapack_orthogonal.h - part of zuli_lapack.h; include that header instead.
  *
  * The orthogonal factorizations (QR, LQ, QL, RQ), the generation and application of their Q, and
- * the least-squares routines built on them, and the reduction to bidiagonal form with the
- * generation of its Q and P^H. Each exists as a host routine zuliXname (arrays in host memory)
- * and a device routine zuliDeviceXname (arrays in device memory, which stay there), with
- * LAPACK's arguments minus the work arrays, LAPACK's results and info values; the complex
- * precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check their
- * arguments in the order given and return zuliArgumentError with info -k for the first bad
+ * the least-squares routines built on them, the reduction to bidiagonal form with the
+ * generation of its Q and P^H, and the singular value decomposition (gesvd, gesdd) with the
+ * bidiagonal QR iteration it runs (bdsqr). Each exists as a host routine zuliXname (arrays in
+ * host memory) and a device routine zuliDeviceXname (arrays in device memory, which stay
+ * there), with LAPACK's arguments minus the work arrays, LAPACK's results and info values; the
+ * complex precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check
+ * their arguments in the order given and return zuliArgumentError with info -k for the first bad
  * argument k (counted without the precision letter). Letters are accepted in either case. */
 #ifndef ZULI_LAPACK_ORTHOGONAL_H
 #define ZULI_LAPACK_ORTHOGONAL_H
