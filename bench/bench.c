@@ -8,15 +8,19 @@
  * potrf 1/3 n^3, geqrf and gelqf 4/3 n^3, orgqr 4/3 n^3, ormqr 2 n^3, gehrd 10/3 n^3; geev,
  * which computes the eigenvalues and right eigenvectors, counts the 26/3 n^3 of its steps on the
  * GPU: gehrd, orghr and two products with Q; gels solves a 2n x n least-squares problem,
- * 10/3 n^3; four times that in complex arithmetic). The error ratio of a factorization is the
+ * 10/3 n^3; gebrd 8/3 n^3; gesvd, run with jobu 'O' and jobvt 'S' (both factors of the square
+ * matrix), counts 21 n^3, Golub and Van Loan's count for the bidiagonalisation, the generation of
+ * both factors and the QR iteration applying its rotations to them; four times that in complex
+ * arithmetic). The error ratio of a factorization is the
  * backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the
  * infinity norm (the solve runs in the host LAPACK, the residual in double precision); orgqr,
  * ormqr and gels are checked as described at benchQ and benchGels, gehrd and geev at gehrdRatio
- * and geevRatio. "ok" means below 60.
+ * and geevRatio, gebrd and gesvd at gebrdRatio and gesvdRatio. "ok" means below 60.
  *
  *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
  *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr,
- *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev (default: all)
+ *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev, sgebrd ... zgebrd, sgesvd ... zgesvd
+ *   (default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -45,7 +49,7 @@
 #define MAX_SIZES 32
 
 /* What a routine computes: the matrix it gets and its operation count follow from it. */
-enum { KIND_LU, KIND_CHOLESKY, KIND_QR, KIND_HESSENBERG, KIND_EIGEN };
+enum { KIND_LU, KIND_CHOLESKY, KIND_QR, KIND_HESSENBERG, KIND_EIGEN, KIND_BIDIAGONAL, KIND_SVD };
 
 struct QOps;
 struct LsOps;
@@ -53,10 +57,11 @@ struct LsOps;
 /* One routine in one precision. call[0] is the host interface, call[1] the device interface;
  * solve(n, factors, ipiv, b) overwrites b (one column) with the solution through the factors.
  * ipiv is an array of n elements of int (pivots) or, for KIND_QR and KIND_HESSENBERG, of the
- * routine's type (tau); for KIND_EIGEN n^2 + 2n elements of the routine's type: the right
- * eigenvectors, then the eigenvalues (wr and wi, or w). orgqr and ormqr rows have q instead, gels
- * rows ls (and no call or solve); gehrd and geev rows have check instead of solve: the error ratio
- * of the result from the matrix a, the result in place of a and ipiv. */
+ * routine's type (tau); for KIND_EIGEN, KIND_BIDIAGONAL and KIND_SVD n^2 + 2n elements of the
+ * routine's type: the right eigenvectors, then the eigenvalues (wr and wi, or w); d, e, tauq and
+ * taup (gebrd); VT, then s (gesvd). orgqr and ormqr rows have q instead, gels
+ * rows ls (and no call or solve); gehrd, geev, gebrd and gesvd rows have check instead of solve:
+ * the error ratio of the result from the matrix a, the result in place of a and ipiv. */
 typedef struct Routine {
     const char* name;
     size_t realSize; /* bytes of one real component */
@@ -185,6 +190,46 @@ EIGEN_ROUTINES(D, d, double, orm, "T")
 EIGEN_ROUTINES(C, c, zuliComplexFloat, unm, "C")
 EIGEN_ROUTINES(Z, z, zuliComplexDouble, unm, "C")
 #undef EIGEN_VALUES
+
+/* ---- gebrd and gesvd: how they run -----------------------------------------------------------
+ * gebrd leaves B and the reflectors in a and d, e (n reals each), tauq and taup (n elements each)
+ * in aux; gesvd (jobu 'O', jobvt 'S') U in a, VT (n x n) and then s (n reals) in aux. ormbr
+ * applies Q or P^H of the host interface's gebrd in the host LAPACK, for the check. */
+#define SVD_ROUTINES(L, l, T, R, orm, ct)                                                          \
+    static zuliStatus L##gebrd(int n, void* a, int* aux) {                                         \
+        R* d = (R*)aux;                                                                            \
+        T* tauq = (T*)(d + 2 * (size_t)n);                                                         \
+        return zuli##L##gebrd(n, n, (T*)a, n, d, d + n, tauq, tauq + n);                           \
+    }                                                                                              \
+    static zuliStatus L##deviceGebrd(int n, void* a, int* aux) {                                   \
+        R* d = (R*)aux;                                                                            \
+        T* tauq = (T*)(d + 2 * (size_t)n);                                                         \
+        return zuliDevice##L##gebrd(n, n, (T*)a, n, d, d + n, tauq, tauq + n);                     \
+    }                                                                                              \
+    static zuliStatus L##gesvd(int n, void* a, int* aux) {                                         \
+        T* vt = (T*)aux;                                                                           \
+        return zuli##L##gesvd('O', 'S', n, n, (T*)a, n, (R*)(vt + (size_t)n * n), NULL, 1, vt, n); \
+    }                                                                                              \
+    static zuliStatus L##deviceGesvd(int n, void* a, int* aux) {                                   \
+        T* vt = (T*)aux;                                                                           \
+        return zuliDevice##L##gesvd('O', 'S', n, n, (T*)a, n, (R*)(vt + (size_t)n * n), NULL, 1,   \
+                                    vt, n);                                                        \
+    }                                                                                              \
+    /* x = Q x (vect 'Q', trans 'N') or P^H x (vect 'P', trans 'C') for gebrd's reflectors f. */   \
+    static int L##ormbr(char vect, int n, const void* f, const void* tau, void* x) {               \
+        int one = 1, lwork = QR_WORK, info = 0;                                                    \
+        const char v[2] = {vect, 0}, t[2] = {vect == 'Q' ? 'N' : ct[0], 0};                        \
+        T* work = malloc(QR_WORK * sizeof(T));                                                     \
+        if (!work) return -1;                                                                      \
+        LAPACK_##l##orm##br(v, "L", t, &n, &one, &n, f, &n, tau, x, &n, (void*)work, &lwork,       \
+                            &info);                                                                \
+        free(work);                                                                                \
+        return info;                                                                               \
+    }
+SVD_ROUTINES(S, s, float, float, orm, "T")
+SVD_ROUTINES(D, d, double, double, orm, "T")
+SVD_ROUTINES(C, c, zuliComplexFloat, float, unm, "C")
+SVD_ROUTINES(Z, z, zuliComplexDouble, double, unm, "C")
 /* ---- orgqr and ormqr: how they run ------------------------------------------------------------
  * Both start from the reflectors and tau of a host LAPACK geqrf of the matrix. call[device](n, x,
  * v, tau) overwrites x: orgqr forms Q (n x n, from n reflectors) in place of the reflectors in x;
@@ -247,6 +292,8 @@ GELS_ROUTINES(Z, zuliComplexDouble)
 static double gehrdRatio(const Routine* r, int n, const void* a, const void* f, const void* tau);
 static double geevRatio(const Routine* r, int n, const void* a, const void* unused,
                         const void* aux);
+static double gebrdRatio(const Routine* r, int n, const void* a, const void* f, const void* aux);
+static double gesvdRatio(const Routine* r, int n, const void* a, const void* u, const void* aux);
 
 static const Routine routines[] = {
     {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL, NULL, NULL},
@@ -317,6 +364,46 @@ static const Routine routines[] = {
     {"dgeev", sizeof(double), 0, KIND_EIGEN, {Dgeev, DdeviceGeev}, NULL, NULL, NULL, geevRatio},
     {"cgeev", sizeof(float), 1, KIND_EIGEN, {Cgeev, CdeviceGeev}, NULL, NULL, NULL, geevRatio},
     {"zgeev", sizeof(double), 1, KIND_EIGEN, {Zgeev, ZdeviceGeev}, NULL, NULL, NULL, geevRatio},
+    {"sgebrd",
+     sizeof(float),
+     0,
+     KIND_BIDIAGONAL,
+     {Sgebrd, SdeviceGebrd},
+     NULL,
+     NULL,
+     NULL,
+     gebrdRatio},
+    {"dgebrd",
+     sizeof(double),
+     0,
+     KIND_BIDIAGONAL,
+     {Dgebrd, DdeviceGebrd},
+     NULL,
+     NULL,
+     NULL,
+     gebrdRatio},
+    {"cgebrd",
+     sizeof(float),
+     1,
+     KIND_BIDIAGONAL,
+     {Cgebrd, CdeviceGebrd},
+     NULL,
+     NULL,
+     NULL,
+     gebrdRatio},
+    {"zgebrd",
+     sizeof(double),
+     1,
+     KIND_BIDIAGONAL,
+     {Zgebrd, ZdeviceGebrd},
+     NULL,
+     NULL,
+     NULL,
+     gebrdRatio},
+    {"sgesvd", sizeof(float), 0, KIND_SVD, {Sgesvd, SdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
+    {"dgesvd", sizeof(double), 0, KIND_SVD, {Dgesvd, DdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
+    {"cgesvd", sizeof(float), 1, KIND_SVD, {Cgesvd, CdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
+    {"zgesvd", sizeof(double), 1, KIND_SVD, {Zgesvd, ZdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -801,6 +888,136 @@ done:
     return failed;
 }
 
+/* ---- gebrd and gesvd: how they are checked ----------------------------------------------------
+ * Both against A applied to a random x, in O(n^2) operations and double precision. gebrd: A =
+ * Q B P^H, ||A x - Q (B (P^H x))||_inf / (n ||A||_inf ||x||_inf eps), Q and P^H applied by the
+ * host LAPACK's ormbr from the reflectors. gesvd: the same ratio for A = U diag(s) V^H, and the
+ * orthonormality of U and of VT (whose columns are orthonormal too, VT being square) on a sample
+ * of columns as orgqr's; the largest of the three. */
+
+/* max |y_i - (A x)_i| / (n ||A||_inf ||x||_inf eps) for y (n elements of the routine's type) and
+ * x (n pairs of doubles). */
+static double applicationRatio(const Routine* r, int n, const void* a, const double* x,
+                               const void* y) {
+    const int parts = r->isComplex ? 2 : 1;
+    double normA = 0.0, normR = 0.0, normX = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double re = -get(r, y, (size_t)i, 0), im = parts == 2 ? -get(r, y, (size_t)i, 1) : 0.0;
+        double row = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double ar = get(r, a, (size_t)j * n + i, 0),
+                         ai = parts == 2 ? get(r, a, (size_t)j * n + i, 1) : 0.0;
+            re += ar * x[2 * j] - ai * x[2 * j + 1];
+            im += ar * x[2 * j + 1] + ai * x[2 * j];
+            row += fabs(ar) + fabs(ai);
+        }
+        if (row > normA) normA = row;
+        if (fabs(re) + fabs(im) > normR) normR = fabs(re) + fabs(im);
+        if (fabs(x[2 * i]) + fabs(x[2 * i + 1]) > normX)
+            normX = fabs(x[2 * i]) + fabs(x[2 * i + 1]);
+    }
+    return normA > 0 ? normR / (n * normA * normX * qEpsilonOf(r)) : 0.0;
+}
+
+/* A random x (n pairs of doubles, imaginary parts 0 for the real types), also into y in the
+ * routine's type. */
+static void randomVector(const Routine* r, int n, double* x, void* y) {
+    for (int i = 0; i < n; ++i) {
+        x[2 * i + 1] = 0.0;
+        for (int part = 0; part < (r->isComplex ? 2 : 1); ++part) {
+            x[2 * i + part] = 2.0 * rand() / RAND_MAX - 1.0;
+            set(r, y, (size_t)i, part, x[2 * i + part]);
+        }
+    }
+}
+
+static int hostOrmbr(const Routine* r, char vect, int n, const void* f, const void* tau, void* x) {
+    switch (r->name[0]) {
+        case 's':
+            return Sormbr(vect, n, f, tau, x);
+        case 'd':
+            return Dormbr(vect, n, f, tau, x);
+        case 'c':
+            return Cormbr(vect, n, f, tau, x);
+        default:
+            return Zormbr(vect, n, f, tau, x);
+    }
+}
+
+static double gebrdRatio(const Routine* r, int n, const void* a, const void* f, const void* aux) {
+    const int parts = r->isComplex ? 2 : 1;
+    const size_t real = r->realSize;
+    const char* d = aux;
+    const char* tauq = d + 2 * (size_t)n * real;
+    const char* taup = tauq + (size_t)n * elementSize(r);
+    double* x = malloc((size_t)n * 2 * sizeof(double));
+    void* y = malloc((size_t)n * elementSize(r));
+    double ratio = -1.0;
+    if (!x || !y) goto done;
+    randomVector(r, n, x, y);
+    if (hostOrmbr(r, 'P', n, f, taup, y) != 0) goto done;
+    for (int i = 0; i < n; ++i) /* y = B y, B upper bidiagonal with real d and e */
+        for (int part = 0; part < parts; ++part) {
+            const double di = real == sizeof(float) ? ((const float*)d)[i] : ((const double*)d)[i];
+            const double ei = i + 1 < n ? (real == sizeof(float) ? ((const float*)d)[n + i]
+                                                                 : ((const double*)d)[n + i])
+                                        : 0.0;
+            const double next = i + 1 < n ? get(r, y, (size_t)i + 1, part) : 0.0;
+            set(r, y, (size_t)i, part, di * get(r, y, (size_t)i, part) + ei * next);
+        }
+    if (hostOrmbr(r, 'Q', n, f, tauq, y) != 0) goto done;
+    ratio = applicationRatio(r, n, a, x, y);
+done:
+    free(x);
+    free(y);
+    return ratio;
+}
+
+static double gesvdRatio(const Routine* r, int n, const void* a, const void* u, const void* aux) {
+    const int parts = r->isComplex ? 2 : 1;
+    const void* vt = aux;
+    const char* s = (const char*)aux + (size_t)n * n * elementSize(r);
+    double* x = malloc((size_t)n * 2 * sizeof(double));
+    double* z = malloc((size_t)n * 2 * sizeof(double));
+    void* y = malloc((size_t)n * elementSize(r));
+    double ratio = -1.0;
+    if (!x || !z || !y) goto done;
+    randomVector(r, n, x, y);
+    for (int i = 0; i < n; ++i) { /* z = diag(s) VT x */
+        double re = 0.0, im = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double vr = get(r, vt, (size_t)j * n + i, 0),
+                         vi = parts == 2 ? get(r, vt, (size_t)j * n + i, 1) : 0.0;
+            re += vr * x[2 * j] - vi * x[2 * j + 1];
+            im += vr * x[2 * j + 1] + vi * x[2 * j];
+        }
+        const double si =
+            r->realSize == sizeof(float) ? ((const float*)s)[i] : ((const double*)s)[i];
+        z[2 * i] = si * re;
+        z[2 * i + 1] = si * im;
+    }
+    for (int i = 0; i < n; ++i) { /* y = U z */
+        double re = 0.0, im = 0.0;
+        for (int j = 0; j < n; ++j) {
+            const double ur = get(r, u, (size_t)j * n + i, 0),
+                         ui = parts == 2 ? get(r, u, (size_t)j * n + i, 1) : 0.0;
+            re += ur * z[2 * j] - ui * z[2 * j + 1];
+            im += ur * z[2 * j + 1] + ui * z[2 * j];
+        }
+        set(r, y, (size_t)i, 0, re);
+        if (parts == 2) set(r, y, (size_t)i, 1, im);
+    }
+    ratio = applicationRatio(r, n, a, x, y);
+    const double ou = orthogonalityRatio(r, n, u), ov = orthogonalityRatio(r, n, vt);
+    if (ou > ratio) ratio = ou;
+    if (ov > ratio) ratio = ov;
+done:
+    free(x);
+    free(z);
+    free(y);
+    return ratio;
+}
+
 /* Runs routine r on interface `device` `runs` times on fresh copies of a; prints one line.
  * Returns 0, or 1 when a call fails or the result is wrong. Everything it allocates is freed on
  * every path. */
@@ -811,7 +1028,7 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     void* work = malloc(bytes);
     /* pivots, or tau for KIND_QR */
     const size_t ipivBytes =
-        r->kind == KIND_EIGEN
+        r->kind == KIND_EIGEN || r->kind == KIND_BIDIAGONAL || r->kind == KIND_SVD
             ? ((size_t)n * n + 2 * (size_t)n) * elementSize(r)
             : (size_t)n *
                   (r->kind == KIND_QR || r->kind == KIND_HESSENBERG ? elementSize(r) : sizeof(int));
@@ -863,6 +1080,8 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
                            : r->kind == KIND_CHOLESKY   ? 1.0 / 3.0
                            : r->kind == KIND_HESSENBERG ? 10.0 / 3.0
                            : r->kind == KIND_EIGEN      ? 26.0 / 3.0
+                           : r->kind == KIND_BIDIAGONAL ? 8.0 / 3.0
+                           : r->kind == KIND_SVD        ? 21.0
                                                         : 2.0 / 3.0;
     const double flops = perCube * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
     printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
@@ -914,7 +1133,7 @@ int main(int argc, char** argv) {
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
                 fprintf(stderr,
                         "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr "
-                        "sgels ... zgels sgehrd ... zgeev]\n",
+                        "sgels ... zgels sgehrd ... zgeev sgebrd ... zgesvd]\n",
                         argv[0]);
                 return 2;
             }

@@ -1,12 +1,13 @@
 /* zuli_lapack_orthogonal.h - part of zuli_lapack.h; include that header instead.
  *
  * The orthogonal factorizations (QR, LQ, QL, RQ), the generation and application of their Q, and
- * the least-squares routines built on them, and the reduction to bidiagonal form with the
- * generation of its Q and P^H. Each exists as a host routine zuliXname (arrays in host memory)
- * and a device routine zuliDeviceXname (arrays in device memory, which stay there), with
- * LAPACK's arguments minus the work arrays, LAPACK's results and info values; the complex
- * precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check their
- * arguments in the order given and return zuliArgumentError with info -k for the first bad
+ * the least-squares routines built on them, the reduction to bidiagonal form with the
+ * generation of its Q and P^H, and the singular value decomposition (gesvd, gesdd) with the
+ * bidiagonal QR iteration it runs (bdsqr). Each exists as a host routine zuliXname (arrays in
+ * host memory) and a device routine zuliDeviceXname (arrays in device memory, which stay
+ * there), with LAPACK's arguments minus the work arrays, LAPACK's results and info values; the
+ * complex precisions use LAPACK's complex names (ungqr, unmqr, ungbr, ...). Both interfaces check
+ * their arguments in the order given and return zuliArgumentError with info -k for the first bad
  * argument k (counted without the precision letter). Letters are accepted in either case. */
 #ifndef ZULI_LAPACK_ORTHOGONAL_H
 #define ZULI_LAPACK_ORTHOGONAL_H
@@ -459,6 +460,84 @@ ZULI_API zuliStatus zuliDeviceZgglse(int m, int n, int p, zuliDeviceComplexDoubl
                                      zuliDeviceComplexDouble* b, int ldb,
                                      zuliDeviceComplexDouble* c, zuliDeviceComplexDouble* d,
                                      zuliDeviceComplexDouble* x);
+
+/* =============================================================================================
+ * Singular value decomposition: gesvd, gesdd
+ * ============================================================================================= */
+
+/* ---- gesvd: the singular value decomposition A = U diag(s) V^H of the m x n matrix A (LAPACK's
+ * gesvd without the work array), k = min(m, n). s receives the k singular values (real) in
+ * descending order. jobu chooses U: "A" all m columns into U (m x m), "S" the first k into U
+ * (m x k), "O" the first k overwrite A's first k columns, "N" none; jobvt chooses V^H likewise:
+ * "A" all n rows into VT (n x n), "S" the first k into VT (k x n), "O" the first k overwrite A's
+ * first k rows, "N" none. Where neither factor goes to A, A's contents are destroyed. When
+ * max(m, n) >= int(1.6 k), A is first reduced to a k x k triangle by geqrf (m >= n) or gelqf
+ * (m < n), as LAPACK's gesvd does; the bidiagonal reduction, the generation of its factors and
+ * the products with the triangle's Q run on the GPU, the bidiagonal QR iteration (bdsqr) on the
+ * host with its rotations applied on the GPU. A whose largest element lies outside
+ * [sqrt(safmin) / eps, eps / sqrt(safmin)] is scaled into that range first and s scaled back.
+ * A failure of the QR iteration to converge returns zuliDataError with info = the number of
+ * superdiagonal elements of the intermediate bidiagonal that did not converge to zero.
+ * Argument errors (both letters upper-cased in place): jobu not one of "ASON" -1; jobvt not one
+ * of "ASON", or jobu and jobvt both "O", -2; m < 0 -3; n < 0 -4; lda < max(1, m) -6; ldu < 1,
+ * or jobu "A" or "S" and ldu < m, -9; ldvt < 1, or jobvt "A" and ldvt < n, or jobvt "S" and
+ * ldvt < k, -11; m = 0 or n = 0 returns at once (null pointers accepted); a null -5, s null -7,
+ * u null with jobu "A" or "S" -8, vt null with jobvt "A" or "S" -10. The host interface copies
+ * U back as m x m ("A") or m x k ("S") and VT as n x n or k x n, neither for "O" or "N". */
+ZULI_API zuliStatus zuliSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s,
+                               float* u, int ldu, float* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceSgesvd(char jobu, char jobvt, int m, int n, zuliDeviceFloat* a,
+                                     int lda, zuliDeviceFloat* s, zuliDeviceFloat* u, int ldu,
+                                     zuliDeviceFloat* vt, int ldvt);
+ZULI_API zuliStatus zuliDgesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s,
+                               double* u, int ldu, double* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceDgesvd(char jobu, char jobvt, int m, int n, zuliDeviceDouble* a,
+                                     int lda, zuliDeviceDouble* s, zuliDeviceDouble* u, int ldu,
+                                     zuliDeviceDouble* vt, int ldvt);
+ZULI_API zuliStatus zuliCgesvd(char jobu, char jobvt, int m, int n, zuliComplexFloat* a, int lda,
+                               float* s, zuliComplexFloat* u, int ldu, zuliComplexFloat* vt,
+                               int ldvt);
+ZULI_API zuliStatus zuliDeviceCgesvd(char jobu, char jobvt, int m, int n, zuliDeviceComplexFloat* a,
+                                     int lda, zuliDeviceFloat* s, zuliDeviceComplexFloat* u,
+                                     int ldu, zuliDeviceComplexFloat* vt, int ldvt);
+ZULI_API zuliStatus zuliZgesvd(char jobu, char jobvt, int m, int n, zuliComplexDouble* a, int lda,
+                               double* s, zuliComplexDouble* u, int ldu, zuliComplexDouble* vt,
+                               int ldvt);
+ZULI_API zuliStatus zuliDeviceZgesvd(char jobu, char jobvt, int m, int n,
+                                     zuliDeviceComplexDouble* a, int lda, zuliDeviceDouble* s,
+                                     zuliDeviceComplexDouble* u, int ldu,
+                                     zuliDeviceComplexDouble* vt, int ldvt);
+
+
+/* ---- gesdd: the singular value decomposition with one choice jobz for both factors (LAPACK's
+ * gesdd without the work arrays): runs gesvd's algorithm with jobu = jobvt = jobz, so its results
+ * equal gesvd's with that choice. jobz "A", "S" or "N" as for gesvd; jobz "O" is not implemented
+ * and returns zuliFeatureNotImplemented before any other argument is checked.
+ * Argument errors (jobz upper-cased in place): jobz not one of "ASN" -1, m < 0 -2, n < 0 -3,
+ * lda < max(1, m) -5, ldu < 1 or (jobz "A" or "S" and ldu < m) -8, ldvt < 1 or (jobz "A" and
+ * ldvt < n) or (jobz "S" and ldvt < min(m, n)) -10; m = 0 or n = 0 returns at once (null
+ * pointers accepted); a null -4, s null -6, u null -7 and vt null -9 with jobz "A" or "S".
+ * Failures to converge as gesvd's. */
+ZULI_API zuliStatus zuliSgesdd(char jobz, int m, int n, float* a, int lda, float* s, float* u,
+                               int ldu, float* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceSgesdd(char jobz, int m, int n, zuliDeviceFloat* a, int lda,
+                                     zuliDeviceFloat* s, zuliDeviceFloat* u, int ldu,
+                                     zuliDeviceFloat* vt, int ldvt);
+ZULI_API zuliStatus zuliDgesdd(char jobz, int m, int n, double* a, int lda, double* s, double* u,
+                               int ldu, double* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceDgesdd(char jobz, int m, int n, zuliDeviceDouble* a, int lda,
+                                     zuliDeviceDouble* s, zuliDeviceDouble* u, int ldu,
+                                     zuliDeviceDouble* vt, int ldvt);
+ZULI_API zuliStatus zuliCgesdd(char jobz, int m, int n, zuliComplexFloat* a, int lda, float* s,
+                               zuliComplexFloat* u, int ldu, zuliComplexFloat* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceCgesdd(char jobz, int m, int n, zuliDeviceComplexFloat* a, int lda,
+                                     zuliDeviceFloat* s, zuliDeviceComplexFloat* u, int ldu,
+                                     zuliDeviceComplexFloat* vt, int ldvt);
+ZULI_API zuliStatus zuliZgesdd(char jobz, int m, int n, zuliComplexDouble* a, int lda, double* s,
+                               zuliComplexDouble* u, int ldu, zuliComplexDouble* vt, int ldvt);
+ZULI_API zuliStatus zuliDeviceZgesdd(char jobz, int m, int n, zuliDeviceComplexDouble* a, int lda,
+                                     zuliDeviceDouble* s, zuliDeviceComplexDouble* u, int ldu,
+                                     zuliDeviceComplexDouble* vt, int ldvt);
 
 /* =============================================================================================
  * Bidiagonal reduction: gebrd, orgbr / ungbr

@@ -473,6 +473,91 @@ void errors() {
         arg(name, 9, false, [&] { tr("R", "U", "N", "N", 4, 5, 4, 4); });
         arg(name, 11, false, [&] { tr("L", "U", "N", "N", 4, 4, 4, 3); });
     }
+    // The singular value decomposition. gebrd's lwork >= max(m, n), orgbr's >= min(m, n); a gesvd
+    // or gesdd with less than LAPACK's documented minimum goes to the host LAPACK, which judges it
+    // by its own path's minimum (here the same).
+    constexpr bool real = std::is_floating_point_v<T>;
+    std::vector<R> sv(64), rsv(256);
+    std::vector<int> iw(64);
+    auto gebrd = [&](int m, int n, int lda, int lwork) {
+        std::vector<T> x = a;
+        F(gebrd)
+        (&m, &n, x.data(), &lda, sv.data(), sv.data() + 16, b.data(), b.data() + 16, w.data(),
+         &lwork, &info);
+    };
+    arg("GEBRD", 1, true, [&] { gebrd(-1, 4, 4, 16); });
+    arg("GEBRD", 2, true, [&] { gebrd(4, -1, 4, 16); });
+    arg("GEBRD", 4, true, [&] { gebrd(4, 4, 3, 16); });
+    arg("GEBRD", 10, true, [&] { gebrd(5, 3, 5, 4); });
+    fine("GEBRD", [&] { gebrd(3, 5, 3, 5); });
+    auto orgbr = [&](const char* v, int m, int n, int k, int lda, int lwork) {
+        std::vector<T> x = a;
+        pick<T>(sorgbr_, dorgbr_, cungbr_, zungbr_)(v, &m, &n, &k, x.data(), &lda, b.data(),
+                                                    w.data(), &lwork, &info, 1);
+    };
+    const std::string br = real ? "ORGBR" : "UNGBR";
+    arg(br.c_str(), 1, true, [&] { orgbr("X", 4, 4, 4, 4, 16); });
+    arg(br.c_str(), 2, true, [&] { orgbr("Q", -1, 4, 4, 4, 16); });
+    arg(br.c_str(), 3, true, [&] { orgbr("Q", 4, 5, 4, 4, 16); });
+    arg(br.c_str(), 3, true, [&] { orgbr("P", 5, 4, 4, 5, 16); });
+    arg(br.c_str(), 4, true, [&] { orgbr("Q", 4, 4, -1, 4, 16); });
+    arg(br.c_str(), 6, true, [&] { orgbr("Q", 4, 4, 4, 3, 16); });
+    arg(br.c_str(), 9, true, [&] { orgbr("Q", 5, 4, 4, 5, 3); });
+    fine(br, [&] { orgbr("P", 4, 6, 4, 4, 4); });
+    auto gesvd = [&](const char* ju, const char* jv, int m, int n, int lda, int ldu, int ldvt,
+                     int lwork) {
+        std::vector<T> x = a, u(64), vt(64);
+        if constexpr (real)
+            F(gesvd)
+            (ju, jv, &m, &n, x.data(), &lda, sv.data(), u.data(), &ldu, vt.data(), &ldvt, w.data(),
+             &lwork, &info, 1, 1);
+        else
+            F(gesvd)
+            (ju, jv, &m, &n, x.data(), &lda, sv.data(), u.data(), &ldu, vt.data(), &ldvt, w.data(),
+             &lwork, rsv.data(), &info, 1, 1);
+    };
+    // LAPACK's documented minimum for a 4 x 3 and a 3 x 5 matrix.
+    const int svd43 = real ? 15 : 10, svd35 = real ? 15 : 11;
+    arg("GESVD", 1, true, [&] { gesvd("X", "N", 4, 3, 4, 1, 1, 64); });
+    arg("GESVD", 2, true, [&] { gesvd("N", "X", 4, 3, 4, 1, 1, 64); });
+    arg("GESVD", 2, true, [&] { gesvd("O", "o", 4, 3, 4, 1, 1, 64); });
+    arg("GESVD", 3, true, [&] { gesvd("N", "N", -1, 3, 4, 1, 1, 64); });
+    arg("GESVD", 4, true, [&] { gesvd("N", "N", 4, -1, 4, 1, 1, 64); });
+    arg("GESVD", 6, true, [&] { gesvd("N", "N", 4, 3, 3, 1, 1, 64); });
+    arg("GESVD", 9, true, [&] { gesvd("S", "N", 4, 3, 4, 3, 1, 64); });
+    arg("GESVD", 9, true, [&] { gesvd("N", "N", 4, 3, 4, 0, 1, 64); });
+    arg("GESVD", 11, true, [&] { gesvd("N", "A", 4, 3, 4, 1, 2, 64); });
+    arg("GESVD", 11, true, [&] { gesvd("N", "S", 3, 5, 3, 1, 2, 64); });
+    arg("GESVD", 11, true, [&] { gesvd("N", "S", 3, 5, 3, 1, 2, -1); });  // before the query
+    arg("GESVD", 13, true, [&] { gesvd("S", "N", 4, 3, 4, 4, 1, svd43 - 1); });
+    fine("GESVD", [&] { gesvd("S", "S", 4, 3, 4, 4, 3, svd43); });
+    fine("GESVD", [&] { gesvd("A", "O", 3, 5, 3, 3, 1, svd35); });
+    fine("GESVD", [&] { gesvd("N", "N", 0, 3, 1, 1, 1, 1); });
+    auto gesdd = [&](const char* jz, int m, int n, int lda, int ldu, int ldvt, int lwork) {
+        std::vector<T> x = a, u(64), vt(64);
+        if constexpr (real)
+            F(gesdd)
+            (jz, &m, &n, x.data(), &lda, sv.data(), u.data(), &ldu, vt.data(), &ldvt, w.data(),
+             &lwork, iw.data(), &info, 1);
+        else
+            F(gesdd)
+            (jz, &m, &n, x.data(), &lda, sv.data(), u.data(), &ldu, vt.data(), &ldvt, w.data(),
+             &lwork, rsv.data(), iw.data(), &info, 1);
+    };
+    // The documented minimum for a 4 x 3 matrix with jobz "N", "S" and "O".
+    const int ddN = real ? 30 : 10, ddS = real ? 57 : 18, ddO = real ? 66 : 28;
+    arg("GESDD", 1, true, [&] { gesdd("X", 4, 3, 4, 1, 1, 64); });
+    arg("GESDD", 2, true, [&] { gesdd("N", -1, 3, 4, 1, 1, 64); });
+    arg("GESDD", 2, true, [&] { gesdd("O", -1, 3, 4, 1, 3, 64); });
+    arg("GESDD", 3, true, [&] { gesdd("N", 4, -1, 4, 1, 1, 64); });
+    arg("GESDD", 5, true, [&] { gesdd("N", 4, 3, 3, 1, 1, 64); });
+    arg("GESDD", 8, true, [&] { gesdd("S", 4, 3, 4, 3, 3, 64); });
+    arg("GESDD", 10, true, [&] { gesdd("A", 3, 4, 3, 3, 3, 64); });
+    arg("GESDD", 10, true, [&] { gesdd("O", 4, 3, 4, 1, 2, 64); });
+    arg("GESDD", 12, true, [&] { gesdd("N", 4, 3, 4, 1, 1, ddN - 1); });
+    fine("GESDD", [&] { gesdd("S", 4, 3, 4, 4, 3, ddS); });
+    fine("GESDD", [&] { gesdd("n", 4, 3, 4, 1, 1, ddN); });
+    fine("GESDD", [&] { gesdd("O", 4, 3, 4, 1, 3, ddO); });
 }
 
 // The mixed-precision drivers (D and Z).

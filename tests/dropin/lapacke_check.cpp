@@ -1025,6 +1025,111 @@ void checkMixed(int n) {
 
 }  // namespace
 
+// ---- the singular value decomposition ----------------------------------------------------------
+
+// gebrd, orgbr / ungbr, gesvd and gesdd on a random m x n matrix against the host LAPACK's
+// singular values: those of every driver and job within 30 max(m, n) ||A|| eps, and the factors
+// reproducing A to LAPACK's ratio ||A - U S V^H||_1 / (max(m, n) ||A||_1 eps) below 30 (Q B P^H
+// for gebrd's B and orgbr's Q and P^H); the library ran each call from the threshold on, gesdd's
+// jobz "O" (which the library does not implement) nowhere.
+template <typename T>
+void checkSvd(int m, int n) {
+    const std::string what = label<T>("svd", n) + " m=" + std::to_string(m);
+    const int k = std::min(m, n), size = order3(m, n, k);
+    const std::vector<T> a = random<T>(int64_t(m) * n);
+    const double anorm = norm1(a, m, n, m), scale = std::max(m, n) * eps<T>();
+    std::vector<Real<T>> want(k);
+    {
+        std::vector<T> f = a, work(64 * int64_t(m + n));
+        std::vector<Real<T>> rwork(5 * k + 1);
+        int lwork = int(work.size()), info = -1, one = 1;
+        T none{};
+        if constexpr (std::is_floating_point_v<T>)
+            HOST(T, gesvd)
+            ("N", "N", &m, &n, f.data(), &m, want.data(), &none, &one, &none, &one, work.data(),
+             &lwork, &info, 1, 1);
+        else
+            HOST(T, gesvd)
+            ("N", "N", &m, &n, f.data(), &m, want.data(), &none, &one, &none, &one, work.data(),
+             &lwork, rwork.data(), &info, 1, 1);
+        expect(info == 0, what + " host gesvd");
+    }
+    auto valuesMatch = [&](const std::vector<Real<T>>& s) {
+        double d = 0;
+        for (int i = 0; i < k; ++i) d = std::max(d, double(std::abs(s[i] - want[i])));
+        return d / (double(want[0]) * scale) < 30;
+    };
+    // ||A - U diag(s) VT||_1 / (max(m, n) ||A||_1 eps), U m x k (ld ldu), VT k x n (ld ldvt); s
+    // null: B (k x k, ld k) in place of diag(s).
+    auto reproduces = [&](const std::vector<T>& u, int ldu, const std::vector<Real<T>>* s,
+                          const std::vector<T>& b, const std::vector<T>& vt, int ldvt) {
+        double r = 0;
+        for (int j = 0; j < n; ++j) {
+            double col = 0;
+            for (int i = 0; i < m; ++i) {
+                W v = -at(a, m, i, j);
+                for (int p = 0; p < k; ++p)
+                    for (int q = s ? p : 0; q < (s ? p + 1 : k); ++q)
+                        v += at(u, ldu, i, p) * (s ? W((*s)[p]) : at(b, k, p, q)) *
+                             at(vt, ldvt, q, j);
+                col += std::abs(v);
+            }
+            r = std::max(r, col);
+        }
+        return r / (anorm * scale) < 30;
+    };
+    // gesvd with each kind of factor, gesdd with "S" and "O".
+    for (auto [jobu, jobvt] : {std::pair{'S', 'S'}, std::pair{'A', 'A'}, std::pair{'O', 'N'}}) {
+        const std::string job = what + " gesvd " + jobu + jobvt;
+        std::vector<T> f = a, u(int64_t(m) * m), vt(int64_t(n) * n);
+        std::vector<Real<T>> s(k), superb(k);
+        const int ldvt = jobvt == 'A' ? n : k;
+        zuliEmuResetCounters();
+        const int info = LAPACKE(T, gesvd)(LAPACK_COL_MAJOR, jobu, jobvt, m, n, f.data(), m,
+                                           s.data(), u.data(), m, vt.data(), ldvt, superb.data());
+        expectWhere(size, job);
+        expect(info == 0 && valuesMatch(s), job + " singular values");
+        if (jobu != 'O') expect(reproduces(u, m, &s, {}, vt, ldvt), job + " factors");
+    }
+    for (char jobz : {'S', 'O'}) {
+        const std::string job = what + " gesdd " + jobz;
+        std::vector<T> f = a, u(int64_t(m) * m), vt(int64_t(n) * n);
+        std::vector<Real<T>> s(k);
+        zuliEmuResetCounters();
+        const int info = LAPACKE(T, gesdd)(LAPACK_COL_MAJOR, jobz, m, n, f.data(), m, s.data(),
+                                           u.data(), m, vt.data(), jobz == 'S' ? k : n);
+        if (jobz == 'S')
+            expectWhere(size, job);
+        else
+            expect(!deviceWorked(), job + ": the library ran it");
+        expect(info == 0 && valuesMatch(s), job + " singular values");
+        if (jobz == 'S') expect(reproduces(u, m, &s, {}, vt, k), job + " factors");
+    }
+    // gebrd, then Q (m x k) and P^H (k x n) by orgbr from its reflectors.
+    const std::string job = what + " gebrd";
+    std::vector<T> f = a, tauq(k), taup(k);
+    std::vector<Real<T>> d(k), e(k);
+    zuliEmuResetCounters();
+    int info = LAPACKE(T, gebrd)(LAPACK_COL_MAJOR, m, n, f.data(), m, d.data(), e.data(),
+                                 tauq.data(), taup.data());
+    expectWhere(size, job);
+    std::vector<T> q(int64_t(m) * k), ph(int64_t(k) * n), b(int64_t(k) * k, T(0));
+    for (int j = 0; j < k; ++j)
+        for (int i = 0; i < m; ++i) q[i + int64_t(j) * m] = f[i + int64_t(j) * m];
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < k; ++i) ph[i + int64_t(j) * k] = f[i + int64_t(j) * m];
+    const auto orgbr = pick<T>(LAPACKE_sorgbr, LAPACKE_dorgbr, LAPACKE_cungbr, LAPACKE_zungbr);
+    zuliEmuResetCounters();
+    info |= orgbr(LAPACK_COL_MAJOR, 'Q', m, k, n, q.data(), m, tauq.data());
+    expectWhere(order3(m, k, k), job + " orgbr Q");
+    info |= orgbr(LAPACK_COL_MAJOR, 'P', k, n, m, ph.data(), k, taup.data());
+    for (int i = 0; i < k; ++i) {
+        b[i + int64_t(i) * k] = T(d[i]);
+        if (i + 1 < k) b[m >= n ? i + int64_t(i + 1) * k : i + 1 + int64_t(i) * k] = T(e[i]);
+    }
+    expect(info == 0 && reproduces(q, m, nullptr, b, ph, k), job + " A = Q B P^H");
+}
+
 int main() {
     for (int n : {8, 40}) {
         checkLu<float>(n, n), checkLu<double>(n, n);
@@ -1084,6 +1189,13 @@ int main() {
     for (int n : {8, 60}) {
         checkGeev<float>(n), checkGeev<double>(n);
         checkGeev<std::complex<float>>(n), checkGeev<std::complex<double>>(n);
+    }
+    // The singular value decomposition: the host LAPACK's at 8 x 6, the library's from 60 x 40 on,
+    // bidiagonalised directly (60 x 40) and after a QR (100 x 40) or LQ (40 x 100) factorization.
+    for (auto [m, n] :
+         {std::pair{8, 6}, std::pair{60, 40}, std::pair{100, 40}, std::pair{40, 100}}) {
+        checkSvd<float>(m, n), checkSvd<double>(m, n);
+        checkSvd<std::complex<float>>(m, n), checkSvd<std::complex<double>>(m, n);
     }
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
