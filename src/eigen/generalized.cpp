@@ -110,10 +110,12 @@ class StandardForm {
           b_(b),
           ldb_(ldb),
           nb_(generalizedBlockSize(deviceCapability(ctx.device).code)),
-          // One nb x nb host block for each of A and B; the host's strided vectors may read
-          // one column past the block.
-          hostA_(size_t(lapack::reflectorSlack<T>(int64_t(nb_) * nb_))),
-          hostB_(size_t(lapack::reflectorSlack<T>(int64_t(nb_) * nb_))) {}
+          // One nb x nb host block for each of A and B (page-locked, from the pool), and a
+          // column beyond them: the host's strided vectors may read one column past a block.
+          staging_(acquirePinnedWorkspace<T>(
+              ctx, 2 * int64_t(nb_) * nb_ + lapack::reflectorSlack<T>(nb_))),
+          hostA_(staging_.get()),
+          hostB_(staging_.get() + int64_t(nb_) * nb_) {}
 
     void run() {
         if (n_ <= nb_) return diagonalBlock(0, n_);
@@ -135,10 +137,10 @@ class StandardForm {
 
     // The kb x kb diagonal blocks at (k, k) down, reduced on the host, A's block up.
     void diagonalBlock(int k, int kb) {
-        toHost(A(k, k), lda_, kb, hostA_.get(), nb_);
-        toHost(B(k, k), ldb_, kb, hostB_.get(), nb_);
-        checkHostLapackInfo(lapack::sygst(itype_, uplo_, kb, hostA_.get(), nb_, hostB_.get(), nb_));
-        cudalib::checkCuda(cudaMemcpy2D(A(k, k), int64_t(lda_) * sizeof(T), hostA_.get(),
+        toHost(A(k, k), lda_, kb, hostA_, nb_);
+        toHost(B(k, k), ldb_, kb, hostB_, nb_);
+        checkHostLapackInfo(lapack::sygst(itype_, uplo_, kb, hostA_, nb_, hostB_, nb_));
+        cudalib::checkCuda(cudaMemcpy2D(A(k, k), int64_t(lda_) * sizeof(T), hostA_,
                                         int64_t(nb_) * sizeof(T), kb * sizeof(T), kb,
                                         cudaMemcpyHostToDevice));
     }
@@ -212,7 +214,9 @@ class StandardForm {
     const T* const b_;
     const int ldb_;
     const int nb_;
-    const PinnedBuffer<T> hostA_, hostB_;
+    const PinnedBuffer<T> staging_;
+    T* const hostA_;
+    T* const hostB_;
     const T one_{1}, minusOne_{-1}, half_{ToRealT<T>(0.5)}, minusHalf_{ToRealT<T>(-0.5)};
     const ToRealT<T> realOne_{1};
 };

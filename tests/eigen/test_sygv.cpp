@@ -144,30 +144,39 @@ TYPED_TEST(SygvTyped, SolvesEveryProblemFormOnEveryPath) {
     }
 }
 
-// A B whose leading minor of order 3 is not positive definite fails with info n + 3 before A is
-// touched; the host interface brings back the partial factor, and leaves w alone.
-TYPED_TEST(SygvTyped, IndefiniteBFailsWithNPlusTheMinor) {
+// Data errors. A B whose leading minor of order 3 is not positive definite fails with info
+// n + 3 before A is touched (the partial factor comes back; the host interface leaves w alone).
+// A NaN in A makes the eigensolver fail to converge: its info, at most n, is the driver's.
+TYPED_TEST(SygvTyped, DataErrorsReportTheirInfo) {
     using T = TypeParam;
     using R = Real<T>;
     const int n = 10;
-    const Matrix<T> a = hermitian<T>(n, n, this->rng);
-    Matrix<T> b = hermitian<T>(n, n, this->rng, true);
-    b(2, 2) = T(R(-1));
-    for (char uplo : {'U', 'L'})
-        for (Api api : kApis) {
-            SCOPED_TRACE(::testing::Message() << uplo << " " << blas_test::apiName(api));
-            Matrix<T> ga = a, gb = b;
-            std::vector<R> w(static_cast<size_t>(n), R(7));
-            DeviceArrays dev(api);
-            EXPECT_EQ(sygv(api, 1, 'V', uplo, n, dev(ga), n, dev(gb), n, dev(w)), zuliDataError);
-            EXPECT_EQ(zuliGetErrorInfo(), n + 3);
-            dev.download();
-            EXPECT_EQ(ga.data, a.data);
-            if (api == Api::Host) {
-                EXPECT_EQ(w, std::vector<R>(w.size(), R(7)));
+    const Matrix<T> a = hermitian<T>(n, n, this->rng), b = hermitian<T>(n, n, this->rng, true);
+    for (bool indefinite : {true, false})
+        for (char uplo : {'U', 'L'})
+            for (Api api : kApis) {
+                SCOPED_TRACE(::testing::Message() << (indefinite ? "indefinite B " : "NaN in A ")
+                                                  << uplo << " " << blas_test::apiName(api));
+                Matrix<T> ga = a, gb = b;
+                (indefinite ? gb : ga)(2, 2) = T(R(indefinite ? -1 : NAN));
+                const Matrix<T> a0 = ga;
+                std::vector<R> w(static_cast<size_t>(n), R(7));
+                DeviceArrays dev(api);
+                EXPECT_EQ(sygv(api, 1, 'V', uplo, n, dev(ga), n, dev(gb), n, dev(w)),
+                          zuliDataError);
+                const int info = zuliGetErrorInfo();
+                dev.download();
+                if (!indefinite) {
+                    EXPECT_TRUE(info >= 1 && info <= n) << info;
+                    continue;
+                }
+                EXPECT_EQ(info, n + 3);
+                EXPECT_EQ(ga.data, a0.data);
+                if (api == Api::Host) {
+                    EXPECT_EQ(w, std::vector<R>(w.size(), R(7)));
+                }
+                EXPECT_EQ(gb(0, 0), T(R(std::sqrt(double(zuli::real(b(0, 0)))))));
             }
-            EXPECT_EQ(gb(0, 0), T(R(std::sqrt(double(zuli::real(b(0, 0)))))));
-        }
 }
 
 // Every check in order, all before the empty return: itype before jobz, null pointers with n = 0,
