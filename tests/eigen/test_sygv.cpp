@@ -4,8 +4,6 @@
 // failure sweep.
 #include "solvers/solver_support.h"
 
-#include "runtime/tuning.h"
-
 #include <memory>
 
 namespace {
