@@ -215,8 +215,153 @@ ZULI_API zuliStatus zuliDeviceZunmtr(char side, char uplo, char trans, int m, in
                                      const zuliDeviceComplexDouble* tau, zuliDeviceComplexDouble* c,
                                      int ldc);
 
+/* ---- syrdb / herdb: two-stage reduction of the symmetric (Hermitian) n x n matrix A, given by
+ * its triangle uplo, to real symmetric tridiagonal form T = Q^H A Q, Q = Q1 Q2. Stage 1 takes A to
+ * a band of kd subdiagonals (Q1: the panels below the band are QR-factored on the host, the
+ * two-sided updates of the rest run on the GPU); stage 2 reduces the band to T with the host
+ * LAPACK's band reduction (sbtrd / hbtrd, Q2).
+ *   jobz     'N': T only; 'V': also Q into Z; 'U': Z (n x n) is replaced by Z Q.
+ *   uplo     'U' or 'L': the triangle of A that holds the matrix.
+ *   kd       the band width of stage 1 (>= 0); the reduction uses max(1, min(kd, n - 1)), so kd = 0
+ *            reduces as kd = 1 and kd >= n - 1 leaves stage 1 nothing to do.
+ *   A (lda)  the whole n x n array is overwritten: for uplo 'U' the matrix is first moved to the
+ *            lower triangle (conjugate transposition in place); the lower triangle then holds the
+ *            band and, below it, the n - kd reflectors of Q1 (reflector j in column j, its unit
+ *            element in row j + kd, 0-based).
+ *   d, e     T's diagonal (n reals) and off-diagonal (n - 1 reals).
+ *   tau      the n - kd scalars of Q1's reflectors, then zeros (max(1, n - 1) elements).
+ *   Z (ldz)  referenced for jobz 'V' and 'U' only.
+ * T is not unique (nor equal to sytrd's): Q^H A Q = T holds to rounding and T has A's
+ * eigenvalues.
+ * Argument errors: jobz not 'N', 'V' or 'U' -1, uplo -2, n < 0 -3, kd < 0 -4, a null (n > 0) -5,
+ * lda < max(1, n) -6, d null (n > 0) -7, e null (n > 1) -8, tau null (n > 1) -9; for jobz 'V' and
+ * 'U' only: z null (n > 0) -10, ldz < max(1, n) -11. n = 0 then returns at once. */
+ZULI_API zuliStatus zuliSsyrdb(char jobz, char uplo, int n, int kd, float* a, int lda, float* d,
+                               float* e, float* tau, float* z, int ldz);
+ZULI_API zuliStatus zuliDeviceSsyrdb(char jobz, char uplo, int n, int kd, zuliDeviceFloat* a,
+                                     int lda, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceFloat* tau, zuliDeviceFloat* z, int ldz);
+ZULI_API zuliStatus zuliDsyrdb(char jobz, char uplo, int n, int kd, double* a, int lda, double* d,
+                               double* e, double* tau, double* z, int ldz);
+ZULI_API zuliStatus zuliDeviceDsyrdb(char jobz, char uplo, int n, int kd, zuliDeviceDouble* a,
+                                     int lda, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* tau, zuliDeviceDouble* z, int ldz);
+ZULI_API zuliStatus zuliCherdb(char jobz, char uplo, int n, int kd, zuliComplexFloat* a, int lda,
+                               float* d, float* e, zuliComplexFloat* tau, zuliComplexFloat* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceCherdb(char jobz, char uplo, int n, int kd, zuliDeviceComplexFloat* a,
+                                     int lda, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* tau, zuliDeviceComplexFloat* z,
+                                     int ldz);
+ZULI_API zuliStatus zuliZherdb(char jobz, char uplo, int n, int kd, zuliComplexDouble* a, int lda,
+                               double* d, double* e, zuliComplexDouble* tau, zuliComplexDouble* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceZherdb(char jobz, char uplo, int n, int kd,
+                                     zuliDeviceComplexDouble* a, int lda, zuliDeviceDouble* d,
+                                     zuliDeviceDouble* e, zuliDeviceComplexDouble* tau,
+                                     zuliDeviceComplexDouble* z, int ldz);
+
+/* ---- stebz (S, D): selected eigenvalues of the real symmetric tridiagonal matrix T with diagonal
+ * d (n elements) and off-diagonal e (n - 1 elements) by bisection, with LAPACK's stebz results.
+ *   range   'A': all eigenvalues; 'V': those in the half-open interval (vl, vu]; 'I': the il-th
+ *           to the iu-th in ascending order (1 <= il <= iu <= n).
+ *   order   'B': grouped by the blocks T splits into (block 1's ascending, then block 2's, ...);
+ *           'E': ascending over the whole matrix.
+ *   abstol  the absolute width to which each eigenvalue is bracketed; <= 0 means ulp |T|.
+ *   m       (host pointer in both interfaces) the number of eigenvalues found.
+ *   nsplit  (host pointer in both interfaces) the number of diagonal blocks T splits into (where
+ *           e(j)^2 is negligible against |d(j) d(j+1)|).
+ *   w       the m eigenvalues (n elements of room; the rest is not written).
+ *   iblock  iblock[i] = the block (1-based) of w[i]; negative for an eigenvalue that did not
+ *           converge.
+ *   isplit  isplit[j] = the last row (1-based) of block j + 1, for the nsplit blocks.
+ * Argument errors: range not 'A', 'V' or 'I' -1, order not 'B' or 'E' -2, n < 0 -3, range 'V'
+ * with vl >= vu -5, range 'I' with il < 1 or il > max(1, n) -6, range 'I' with iu < min(n, il)
+ * or iu > n -7; then d null (n > 0) -9, e null (n > 1) -10, m null -11, nsplit null -12, w null
+ * (n > 0) -13, iblock null (n > 0) -14, isplit null (n > 0) -15. n = 0 sets m and nsplit to 0.
+ * zuliDataError with info (the results are returned as well): 1 some eigenvalues did not converge
+ * (their iblock is negative), 2 range 'A' or 'I' found fewer eigenvalues than asked for, 3 both,
+ * 4 range 'I' could not bracket the il-th to iu-th eigenvalues (m = 0). The host interface gives
+ * back the first m elements of w and iblock and the first nsplit of isplit. */
+ZULI_API zuliStatus zuliSstebz(char range, char order, int n, float vl, float vu, int il, int iu,
+                               float abstol, const float* d, const float* e, int* m, int* nsplit,
+                               float* w, int* iblock, int* isplit);
+ZULI_API zuliStatus zuliDeviceSstebz(char range, char order, int n, float vl, float vu, int il,
+                                     int iu, float abstol, const zuliDeviceFloat* d,
+                                     const zuliDeviceFloat* e, int* m, int* nsplit,
+                                     zuliDeviceFloat* w, zuliDeviceInt* iblock,
+                                     zuliDeviceInt* isplit);
+ZULI_API zuliStatus zuliDstebz(char range, char order, int n, double vl, double vu, int il, int iu,
+                               double abstol, const double* d, const double* e, int* m, int* nsplit,
+                               double* w, int* iblock, int* isplit);
+ZULI_API zuliStatus zuliDeviceDstebz(char range, char order, int n, double vl, double vu, int il,
+                                     int iu, double abstol, const zuliDeviceDouble* d,
+                                     const zuliDeviceDouble* e, int* m, int* nsplit,
+                                     zuliDeviceDouble* w, zuliDeviceInt* iblock,
+                                     zuliDeviceInt* isplit);
+
+/* ---- syev / heev: all eigenvalues and, optionally, the eigenvectors of the symmetric
+ * (Hermitian) n x n matrix A, given by its triangle uplo.
+ *   jobz     'N': eigenvalues only, through syrdb (band width min(n, 32)) and bisection (stebz);
+ *            A is destroyed. 'V': also the eigenvectors, through sytrd, orgtr and steqr; A then
+ *            holds the orthonormal eigenvectors, column j belonging to w[j]. For 'V', uplo 'U'
+ *            and 'L' give bit-identical results for the same matrix.
+ *   w        the n eigenvalues in ascending order (real).
+ * The matrix is not scaled by its norm before the reduction.
+ * Argument errors: jobz not 'V' or 'N' -1, uplo not 'U' or 'L' -2, n < 0 -3, a null (n > 0) -4,
+ * lda < max(1, n) -5 (also for n = 0), w null (n > 0) -6; n = 0 then returns at once.
+ * zuliDataError with info > 0: the QL/QR iteration (jobz 'V') or bisection (jobz 'N') failed to
+ * converge, with that routine's info. */
+ZULI_API zuliStatus zuliSsyev(char jobz, char uplo, int n, float* a, int lda, float* w);
+ZULI_API zuliStatus zuliDeviceSsyev(char jobz, char uplo, int n, zuliDeviceFloat* a, int lda,
+                                    zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliDsyev(char jobz, char uplo, int n, double* a, int lda, double* w);
+ZULI_API zuliStatus zuliDeviceDsyev(char jobz, char uplo, int n, zuliDeviceDouble* a, int lda,
+                                    zuliDeviceDouble* w);
+ZULI_API zuliStatus zuliCheev(char jobz, char uplo, int n, zuliComplexFloat* a, int lda, float* w);
+ZULI_API zuliStatus zuliDeviceCheev(char jobz, char uplo, int n, zuliDeviceComplexFloat* a, int lda,
+                                    zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliZheev(char jobz, char uplo, int n, zuliComplexDouble* a, int lda,
+                              double* w);
+ZULI_API zuliStatus zuliDeviceZheev(char jobz, char uplo, int n, zuliDeviceComplexDouble* a,
+                                    int lda, zuliDeviceDouble* w);
+
 /* =============================================================================================
  * END symmetric and Hermitian eigenproblems
+ * ============================================================================================= */
+
+/* =============================================================================================
+ * BEGIN the tridiagonal QL / QR iteration: steqr
+ * ============================================================================================= */
+
+/* ---- steqr: the eigenvalues of the real symmetric n x n tridiagonal matrix T (diagonal d,
+ * off-diagonal e) by LAPACK's implicit QL / QR iteration, into d in ascending order; compz 'N'
+ * values only, 'I' Z (n x n) receives the eigenvectors of T, 'V' Z, holding on entry the Q of a
+ * reduction A = Q T Q^H (orgtr / ungtr), is multiplied by them and receives those of A. The
+ * values and vectors are those of LAPACK's steqr. d and e are real (device arrays in the device
+ * interface); e is overwritten. The iteration runs on the host, its rotations are applied to Z
+ * on the GPU; for compz 'N' the host LAPACK computes the values.
+ * Argument errors: compz not 'N'/'V'/'I' -1, n < 0 -2, ldz < 1 or (compz not 'N' and ldz <
+ * max(1, n)) -6; n = 0 returns at once (null pointers accepted); d null -3, e null -4 (accepted
+ * when n = 1), z null -5 (compz 'V' or 'I').
+ * zuliDataError with info i > 0: no convergence after 30 n sweeps; i elements of e are not zero,
+ * d and e hold a tridiagonal orthogonally similar to T (values unsorted), Z the rotations so far. */
+ZULI_API zuliStatus zuliSsteqr(char compz, int n, float* d, float* e, float* z, int ldz);
+ZULI_API zuliStatus zuliDeviceSsteqr(char compz, int n, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceFloat* z, int ldz);
+ZULI_API zuliStatus zuliDsteqr(char compz, int n, double* d, double* e, double* z, int ldz);
+ZULI_API zuliStatus zuliDeviceDsteqr(char compz, int n, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceDouble* z, int ldz);
+ZULI_API zuliStatus zuliCsteqr(char compz, int n, float* d, float* e, zuliComplexFloat* z, int ldz);
+ZULI_API zuliStatus zuliDeviceCsteqr(char compz, int n, zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* z, int ldz);
+ZULI_API zuliStatus zuliZsteqr(char compz, int n, double* d, double* e, zuliComplexDouble* z,
+                               int ldz);
+ZULI_API zuliStatus zuliDeviceZsteqr(char compz, int n, zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* z, int ldz);
+
+/* =============================================================================================
+ * END the tridiagonal QL / QR iteration
  * ============================================================================================= */
 
 /* =============================================================================================

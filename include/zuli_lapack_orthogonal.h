@@ -525,6 +525,53 @@ ZULI_API zuliStatus zuliZungbr(char vect, int m, int n, int k, zuliComplexDouble
 ZULI_API zuliStatus zuliDeviceZungbr(char vect, int m, int n, int k, zuliDeviceComplexDouble* a,
                                      int lda, const zuliDeviceComplexDouble* tau);
 
+/* =============================================================================================
+ * Bidiagonal singular values: bdsqr
+ * ============================================================================================= */
+
+/* ---- bdsqr: the singular values of the real n x n bidiagonal matrix B (diagonal d, off-diagonal
+ * e; upper for uplo 'U', lower for 'L') by LAPACK's implicit zero-shift QR iteration, into d in
+ * decreasing order, with B = Q S P^T: VT (n x ncvt) becomes P^T VT and U (nru x n) becomes U Q.
+ * The values and vectors are those of LAPACK's bdsqr with ncc = 0. d and e are real (device
+ * arrays in the device interface); e is overwritten. The iteration runs on the host, the
+ * rotations are applied to VT and U on the GPU; without vectors the host LAPACK's dqds gives the
+ * values. ncc > 0 (a matrix C) is not supported.
+ * Argument errors: uplo not 'U'/'L' -1, n < 0 -2, ncvt < 0 -3, nru < 0 -4, ncc < 0 -5, ldvt < 1
+ * or (ncvt >= 1 and ldvt < max(1, n)) -9, ldu < max(1, nru) -11, ldc < 1 or (ncc > 0 and ldc <
+ * max(1, n)) -13; then ncc > 0 is zuliFeatureNotImplemented; n = 0 returns at once (null
+ * pointers accepted); d null -6, e null -7 (accepted when n = 1), vt null -8 (ncvt >= 1), u null
+ * -10 (nru > 0).
+ * zuliDataError with info i > 0: the iteration did not converge; i elements of e are not zero,
+ * d and e hold a bidiagonal orthogonally equivalent to B, and VT and U the rotations so far. */
+ZULI_API zuliStatus zuliSbdsqr(char uplo, int n, int ncvt, int nru, int ncc, float* d, float* e,
+                               float* vt, int ldvt, float* u, int ldu, float* c, int ldc);
+ZULI_API zuliStatus zuliDeviceSbdsqr(char uplo, int n, int ncvt, int nru, int ncc,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e, zuliDeviceFloat* vt,
+                                     int ldvt, zuliDeviceFloat* u, int ldu, zuliDeviceFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliDbdsqr(char uplo, int n, int ncvt, int nru, int ncc, double* d, double* e,
+                               double* vt, int ldvt, double* u, int ldu, double* c, int ldc);
+ZULI_API zuliStatus zuliDeviceDbdsqr(char uplo, int n, int ncvt, int nru, int ncc,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e, zuliDeviceDouble* vt,
+                                     int ldvt, zuliDeviceDouble* u, int ldu, zuliDeviceDouble* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliCbdsqr(char uplo, int n, int ncvt, int nru, int ncc, float* d, float* e,
+                               zuliComplexFloat* vt, int ldvt, zuliComplexFloat* u, int ldu,
+                               zuliComplexFloat* c, int ldc);
+ZULI_API zuliStatus zuliDeviceCbdsqr(char uplo, int n, int ncvt, int nru, int ncc,
+                                     zuliDeviceFloat* d, zuliDeviceFloat* e,
+                                     zuliDeviceComplexFloat* vt, int ldvt,
+                                     zuliDeviceComplexFloat* u, int ldu, zuliDeviceComplexFloat* c,
+                                     int ldc);
+ZULI_API zuliStatus zuliZbdsqr(char uplo, int n, int ncvt, int nru, int ncc, double* d, double* e,
+                               zuliComplexDouble* vt, int ldvt, zuliComplexDouble* u, int ldu,
+                               zuliComplexDouble* c, int ldc);
+ZULI_API zuliStatus zuliDeviceZbdsqr(char uplo, int n, int ncvt, int nru, int ncc,
+                                     zuliDeviceDouble* d, zuliDeviceDouble* e,
+                                     zuliDeviceComplexDouble* vt, int ldvt,
+                                     zuliDeviceComplexDouble* u, int ldu,
+                                     zuliDeviceComplexDouble* c, int ldc);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -68,6 +68,21 @@ void launchLaset(char uplo, int m, int n, T alpha, T beta, T* a, int lda, cudaSt
     cudalib::launchOver(map, LASET_k<T>, stream, uplo, m, n, alpha, beta, a, lda);
 }
 
+// ---- lascl2 --------------------------------------------------------------------------------
+
+template <typename Map, typename T>
+__global__ void LASCL2_Kernel(int m, int n, const ToRealT<T>* D, T* A, int lda) {
+    const uint64_t i = Map::row(), j = Map::column();
+    if (i < uint64_t(m) && j < uint64_t(n)) *at(A, lda, i, j) = scaleBy(*at(A, lda, i, j), D[i]);
+}
+
+template <typename T>
+void launchLascl2(int m, int n, const ToRealT<T>* d, T* a, int lda, cudaStream_t stream) {
+    if (m <= 0 || n <= 0) return;
+    cudalib::Map2D map(m, n);
+    cudalib::launchOver(map, LASCL2_Kernel<cudalib::Map2D, T>, stream, m, n, d, a, lda);
+}
+
 // ---- lascl ---------------------------------------------------------------------------------
 
 namespace {
@@ -395,6 +410,7 @@ void launchPrecisionConvertTriangular(bool upper, int n, const From* a, int lda,
 #define ZULI_AUX_ALL(T)                                                                      \
     template void launchLacpy<T>(char, int, int, const T*, int, T*, int, cudaStream_t);      \
     template void launchLaset<T>(char, int, int, T, T, T*, int, cudaStream_t);               \
+    template void launchLascl2<T>(int, int, const ToRealT<T>*, T*, int, cudaStream_t);       \
     template void launchLascl<T>(char, int, int, ToRealT<T>, ToRealT<T>, int, int, T*, int,  \
                                  cudaStream_t);                                              \
     template void launchNancheck<T>(int, int, const T*, int, int*, cudaStream_t);            \

@@ -34,6 +34,10 @@ template <typename T>
 void launchLascl(char type, int kl, int ku, ToRealT<T> cfrom, ToRealT<T> cto, int m, int n, T* a,
                  int lda, cudaStream_t stream = 0);
 
+// LAPACK's lascl2: row i of the m x n matrix multiplied by the real d(i) (d: m device reals).
+template <typename T>
+void launchLascl2(int m, int n, const ToRealT<T>* d, T* a, int lda, cudaStream_t stream = 0);
+
 // Stores 1 into *flag (a device int) when an element of the m x n matrix is a NaN (for complex
 // elements: either part). The flag is not cleared here.
 template <typename T>

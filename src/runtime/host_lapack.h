@@ -360,6 +360,17 @@ int sytrd(char uplo, int n, T* a, int lda, ToRealT<T>* d, ToRealT<T>* e, T* tau,
     return info;
 }
 
+// The band matrix of kd sub- (uplo 'L') or super-diagonals in LAPACK's band storage (ab, ldab >=
+// kd + 1) reduced to tridiagonal form (sbtrd / hbtrd): vect 'N' no Q, 'V' Q into q, 'U' q = q Q.
+// work holds n elements.
+template <typename T>
+int sbtrd(char vect, char uplo, int n, int kd, T* ab, int ldab, ToRealT<T>* d, ToRealT<T>* e, T* q,
+          int ldq, T* work) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sbtrd, hbtrd, &vect, &uplo, &n, &kd, ab, &ldab, d, e, q, &ldq, work, &info);
+    return info;
+}
+
 template <typename T>
 int orgbr(char vect, int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) {
     int info = 0;
@@ -422,6 +433,54 @@ int sterf(int n, R* d, R* e) {
     return info;
 }
 
+// ---- bisection, inverse iteration and the selected-eigenvalue driver (stebz, stein, syevx) ---
+
+// Selected eigenvalues of the real symmetric tridiagonal (d, e) by bisection (R real); work holds
+// 4 n reals, iwork 3 n integers.
+template <typename R>
+int stebz(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, const R* d,
+          const R* e, int* m, int* nsplit, R* w, int* iblock, int* isplit, R* work, int* iwork) {
+    int info = 0;
+    ZULI_LAPACK(R, stebz, &range, &order, &n, &vl, &vu, &il, &iu, &abstol, d, e, m, nsplit, w,
+                iblock, isplit, work, iwork, &info);
+    return info;
+}
+
+// The eigenvectors of the tridiagonal (d, e) for the m eigenvalues w (with stebz's iblock and
+// isplit, order 'B') by inverse iteration into Z (n x m, of T: complex for C and Z); work holds
+// 5 n reals, iwork n integers, ifail m.
+template <typename T>
+int stein(int n, const ToRealT<T>* d, const ToRealT<T>* e, int m, const ToRealT<T>* w,
+          const int* iblock, const int* isplit, T* z, int ldz, ToRealT<T>* work, int* iwork,
+          int* ifail) {
+    int info = 0;
+    ZULI_LAPACK(T, stein, &n, d, e, &m, w, iblock, isplit, z, &ldz, work, iwork, ifail, &info);
+    return info;
+}
+
+// LAPACK's syevx / heevx (the tests' reference): work of lwork elements, iwork 5 n integers,
+// rwork 7 n reals (complex types only).
+template <typename T>
+int syevx(char jobz, char range, char uplo, int n, T* a, int lda, ToRealT<T> vl, ToRealT<T> vu,
+          int il, int iu, ToRealT<T> abstol, int* m, ToRealT<T>* w, T* z, int ldz, T* work,
+          int lwork, ToRealT<T>* rwork, int* iwork, int* ifail) {
+    int info = 0;
+    (void)rwork;  // the real drivers have none
+    if constexpr (std::is_same_v<T, float>)
+        LAPACK_ssyevx(&jobz, &range, &uplo, &n, a, &lda, &vl, &vu, &il, &iu, &abstol, m, w, z, &ldz,
+                      work, &lwork, iwork, ifail, &info);
+    else if constexpr (std::is_same_v<T, double>)
+        LAPACK_dsyevx(&jobz, &range, &uplo, &n, a, &lda, &vl, &vu, &il, &iu, &abstol, m, w, z, &ldz,
+                      work, &lwork, iwork, ifail, &info);
+    else if constexpr (std::is_same_v<T, Complex<float>>)
+        LAPACK_cheevx(&jobz, &range, &uplo, &n, a, &lda, &vl, &vu, &il, &iu, &abstol, m, w, z, &ldz,
+                      work, &lwork, rwork, iwork, ifail, &info);
+    else
+        LAPACK_zheevx(&jobz, &range, &uplo, &n, a, &lda, &vl, &vu, &il, &iu, &abstol, m, w, z, &ldz,
+                      work, &lwork, rwork, iwork, ifail, &info);
+    return info;
+}
+
 // The singular values of the real n x n bidiagonal matrix (d, e), upper or lower, descending in
 // d, with the rotations applied to VT (ncvt columns), U (nru rows) and C (ncc columns); work
 // holds 4 n reals (2 n for ncvt = nru = ncc = 0).
@@ -431,6 +490,15 @@ int bdsqr(char uplo, int n, int ncvt, int nru, int ncc, ToRealT<T>* d, ToRealT<T
     int info = 0;
     ZULI_LAPACK(T, bdsqr, &uplo, &n, &ncvt, &nru, &ncc, d, e, vt, &ldvt, u, &ldu, c, &ldc, work,
                 &info);
+    return info;
+}
+
+// The eigenvalues of the symmetric tridiagonal (d, e), ascending in d, and for compz 'V' / 'I'
+// the eigenvectors through Z (n x n); work holds max(1, 2 n - 2) reals.
+template <typename T>
+int steqr(char compz, int n, ToRealT<T>* d, ToRealT<T>* e, T* z, int ldz, ToRealT<T>* work) {
+    int info = 0;
+    ZULI_LAPACK(T, steqr, &compz, &n, d, e, z, &ldz, work, &info);
     return info;
 }
 

@@ -283,6 +283,46 @@ void errors() {
     fine("GEEV", [&] { geev("v", "V", 4, 4, 4, 4, withVectors); });
     fine("GEEV", [&] { geev("N", "n", 4, 4, 1, 1, without); });
     fine("GEEV", [&] { geev("N", "N", 0, 1, 1, 1, 1); });
+    // The symmetric eigenproblem. sytrd's lwork >= 1, orgtr's >= n - 1, ormtr's >= n (side 'L').
+    // Each call on a fresh copy of the symmetric a.
+    const std::string sy = std::is_floating_point_v<T> ? "SY" : "HE";
+    std::vector<R> rd(64), re(64);
+    auto sytrd = [&](const char* u, int n, int lda, int lwork) {
+        std::vector<T> x = a;
+        pick<T>(ssytrd_, dsytrd_, chetrd_, zhetrd_)(u, &n, x.data(), &lda, rd.data(), re.data(),
+                                                    b.data(), w.data(), &lwork, &info, 1);
+    };
+    arg((sy + "TRD").c_str(), 1, true, [&] { sytrd("X", 4, 4, 4); });
+    arg((sy + "TRD").c_str(), 2, true, [&] { sytrd("U", -1, 4, 4); });
+    arg((sy + "TRD").c_str(), 4, true, [&] { sytrd("L", 4, 3, 4); });
+    arg((sy + "TRD").c_str(), 9, true, [&] { sytrd("L", 4, 4, 0); });
+    fine(sy + "TRD", [&] { sytrd("l", 4, 4, 1); });
+    auto orgtr = [&](const char* u, int n, int lda, int lwork) {
+        std::vector<T> x = a;
+        Q(gtr)(u, &n, x.data(), &lda, b.data(), w.data(), &lwork, &info, 1);
+    };
+    arg((un + "GTR").c_str(), 1, true, [&] { orgtr("X", 4, 4, 4); });
+    arg((un + "GTR").c_str(), 2, true, [&] { orgtr("U", -1, 4, 4); });
+    arg((un + "GTR").c_str(), 4, true, [&] { orgtr("L", 4, 3, 4); });
+    arg((un + "GTR").c_str(), 7, true, [&] { orgtr("L", 4, 4, 2); });
+    fine(un + "GTR", [&] { orgtr("u", 4, 4, 3); });
+    auto ormtr = [&](const char* s, const char* u, const char* t, int m, int n, int lda, int ldc,
+                     int lwork) {
+        std::vector<T> y = a;
+        Q(mtr)
+        (s, u, t, &m, &n, a.data(), &lda, b.data(), y.data(), &ldc, w.data(), &lwork, &info, 1, 1,
+         1);
+    };
+    const char* badTrans = std::is_floating_point_v<T> ? "C" : "T";
+    arg((un + "MTR").c_str(), 1, true, [&] { ormtr("X", "U", "N", 4, 4, 4, 4, 4); });
+    arg((un + "MTR").c_str(), 2, true, [&] { ormtr("L", "X", "N", 4, 4, 4, 4, 4); });
+    arg((un + "MTR").c_str(), 3, true, [&] { ormtr("L", "U", badTrans, 4, 4, 4, 4, 4); });
+    arg((un + "MTR").c_str(), 4, true, [&] { ormtr("L", "U", "N", -1, 4, 4, 4, 4); });
+    arg((un + "MTR").c_str(), 5, true, [&] { ormtr("L", "U", "N", 4, -1, 4, 4, 4); });
+    arg((un + "MTR").c_str(), 7, true, [&] { ormtr("L", "L", "N", 4, 4, 3, 4, 4); });
+    arg((un + "MTR").c_str(), 10, true, [&] { ormtr("R", "L", "N", 4, 4, 4, 3, 4); });
+    arg((un + "MTR").c_str(), 12, true, [&] { ormtr("L", "U", "N", 4, 4, 4, 4, 3); });
+    fine(un + "MTR", [&] { ormtr("r", "l", badTrans[0] == 'C' ? "T" : "C", 4, 4, 4, 4, 4); });
     // The generalized symmetric-definite eigenproblem, on a copy of the diagonally dominant A as
     // both A and B: lwork >= 3n - 1 (real) or 2n - 1 (complex).
     auto sygv = [&](int itype, const char* jobz, const char* uplo, int n, int lda, int ldb,
