@@ -10,17 +10,23 @@
  * GPU: gehrd, orghr and two products with Q; gels solves a 2n x n least-squares problem,
  * 10/3 n^3; gebrd 8/3 n^3; gesvd, run with jobu 'O' and jobvt 'S' (both factors of the square
  * matrix), counts 21 n^3, Golub and Van Loan's count for the bidiagonalisation, the generation of
- * both factors and the QR iteration applying its rotations to them; four times that in complex
+ * both factors and the QR iteration applying its rotations to them; syev / heev 4/3 n^3 for the
+ * eigenvalues only (the reduction to tridiagonal form) and 26/3 n^3 with the vectors (reduction
+ * 4/3, Q 4/3 and about 6 n^3 for the rotations of the QL iteration applied to them); sygv / hegv
+ * adds the Cholesky factorization of B (1/3 n^3), the reduction to standard form (n^3) and with
+ * vectors their back-transformation (n^3), 8/3 n^3 and 11 n^3 in all; four times that in complex
  * arithmetic). The error ratio of a factorization is the
  * backward error of a solve with the computed factors, ||b - A x|| / (n ||A|| ||x|| eps) in the
  * infinity norm (the solve runs in the host LAPACK, the residual in double precision); orgqr,
  * ormqr and gels are checked as described at benchQ and benchGels, gehrd and geev at gehrdRatio
- * and geevRatio, gebrd and gesvd at gebrdRatio and gesvdRatio. "ok" means below 60.
+ * and geevRatio, gebrd and gesvd at gebrdRatio and gesvdRatio, the symmetric eigensolvers at
+ * symmetricRatio. "ok" means below 60.
  *
  *   zuli_bench [-n n1,n2,...] [-r runs] [routine ...]
  *   routines: sgetrf ... zpotrf, sgeqrf ... zgelqf, sorgqr ... zungqr, sormqr ... zunmqr,
- *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev, sgebrd ... zgebrd, sgesvd ... zgesvd
- *   (default: all)
+ *   sgels ... zgels, sgehrd ... zgehrd, sgeev ... zgeev, sgebrd ... zgebrd, sgesvd ... zgesvd,
+ *   ssyev_n ... zheev_v, ssygv_n ... zhegv_v
+ *   (_n: eigenvalues only, _v: with the eigenvectors; default: all)
  *
  * -n may be given several times; the sizes run in the order given. Built against the emulated GPU
  * (zuli_bench_emu), the times are those of the host BLAS and mean little; what the emulator counts
@@ -49,7 +55,16 @@
 #define MAX_SIZES 32
 
 /* What a routine computes: the matrix it gets and its operation count follow from it. */
-enum { KIND_LU, KIND_CHOLESKY, KIND_QR, KIND_HESSENBERG, KIND_EIGEN, KIND_BIDIAGONAL, KIND_SVD };
+enum {
+    KIND_LU,
+    KIND_CHOLESKY,
+    KIND_QR,
+    KIND_HESSENBERG,
+    KIND_EIGEN,
+    KIND_BIDIAGONAL,
+    KIND_SVD,
+    KIND_SYMMETRIC
+};
 
 struct QOps;
 struct LsOps;
@@ -59,7 +74,8 @@ struct LsOps;
  * ipiv is an array of n elements of int (pivots) or, for KIND_QR and KIND_HESSENBERG, of the
  * routine's type (tau); for KIND_EIGEN, KIND_BIDIAGONAL and KIND_SVD n^2 + 2n elements of the
  * routine's type: the right eigenvectors, then the eigenvalues (wr and wi, or w); d, e, tauq and
- * taup (gebrd); VT, then s (gesvd). orgqr and ormqr rows have q instead, gels
+ * taup (gebrd); VT, then s (gesvd); for KIND_SYMMETRIC n^2 + n elements: the matrix B of the
+ * generalized problem, then the eigenvalues (reals). orgqr and ormqr rows have q instead, gels
  * rows ls (and no call or solve); gehrd, geev, gebrd and gesvd rows have check instead of solve:
  * the error ratio of the result from the matrix a, the result in place of a and ipiv. */
 typedef struct Routine {
@@ -230,6 +246,78 @@ SVD_ROUTINES(S, s, float, float, orm, "T")
 SVD_ROUTINES(D, d, double, double, orm, "T")
 SVD_ROUTINES(C, c, zuliComplexFloat, float, unm, "C")
 SVD_ROUTINES(Z, z, zuliComplexDouble, double, unm, "C")
+/* ---- syev / heev and sygv / hegv: how they run -------------------------------------------------
+ * The matrix is symmetric (Hermitian), its lower triangle passed. aux holds n x n elements, then
+ * the n eigenvalues (reals). sygv (itype 1, A x = lambda B x) takes B in the first part, which it
+ * overwrites with its factor: each call copies it there first from a host copy made once
+ * (generalizedB), which puts an upload of n^2 elements into the device interface's time. Rows
+ * named _n compute the eigenvalues only (jobz 'N'), _v also the vectors, in a. syevValues
+ * (heevValues) runs the host LAPACK's syev or sygv (heev, hegv) with jobz 'N' on copies, for the
+ * check. */
+static void set(const struct Routine* r, void* a, size_t k, int part, double v);
+static const void* generalizedB(size_t realSize, int isComplex, int n);
+#define SYMMETRIC_CALLS(L, T, R, EV, GV, J, j)                                                 \
+    static zuliStatus L##EV##j(int n, void* a, int* aux) {                                     \
+        return zuli##L##EV(J, 'L', n, (T*)a, n, (R*)((T*)aux + (size_t)n * n));                \
+    }                                                                                          \
+    static zuliStatus L##EV##j##Device(int n, void* a, int* aux) {                             \
+        return zuliDevice##L##EV(J, 'L', n, (T*)a, n, (R*)((T*)aux + (size_t)n * n));          \
+    }                                                                                          \
+    static zuliStatus L##GV##j(int n, void* a, int* aux) {                                     \
+        const void* b = generalizedB(sizeof(R), sizeof(T) != sizeof(R), n);                    \
+        if (!b) return zuliRuntimeError;                                                       \
+        memcpy(aux, b, (size_t)n* n * sizeof(T));                                              \
+        return zuli##L##GV(1, J, 'L', n, (T*)a, n, (T*)aux, n, (R*)((T*)aux + (size_t)n * n)); \
+    }                                                                                          \
+    static zuliStatus L##GV##j##Device(int n, void* a, int* aux) {                             \
+        const void* b = generalizedB(sizeof(R), sizeof(T) != sizeof(R), n);                    \
+        if (!b || cudaMemcpy(aux, b, (size_t)n * n * sizeof(T), cudaMemcpyHostToDevice))       \
+            return zuliRuntimeError;                                                           \
+        return zuliDevice##L##GV(1, J, 'L', n, (T*)a, n, (T*)aux, n,                           \
+                                 (R*)((T*)aux + (size_t)n * n));                               \
+    }
+#define SYMMETRIC_ROUTINES(L, l, T, R, EV, GV, RWORK)                                              \
+    SYMMETRIC_CALLS(L, T, R, EV, GV, 'N', N)                                                       \
+    SYMMETRIC_CALLS(L, T, R, EV, GV, 'V', V)                                                       \
+    static int L##EV##Values(int n, const void* a, int generalized, double* w) {                   \
+        const size_t nn = (size_t)n * n;                                                           \
+        T* c = malloc(2 * nn * sizeof(T) + sizeof(T));                                             \
+        R* values = malloc((size_t)n * sizeof(R) + (size_t)(3 * n) * sizeof(R));                   \
+        const void* b = generalized ? generalizedB(sizeof(R), sizeof(T) != sizeof(R), n) : NULL;   \
+        int itype = 1, lwork = -1, info = -1;                                                      \
+        T* work = NULL;                                                                            \
+        if (!c || !values || (generalized && !b)) goto done;                                       \
+        memcpy(c, a, nn * sizeof(T));                                                              \
+        if (b) memcpy(c + nn, b, nn * sizeof(T));                                                  \
+        for (int query = 1; query >= 0; --query) {                                                 \
+            T* w = query ? c + 2 * nn : work;                                                      \
+            if (generalized)                                                                       \
+                LAPACK_##l##GV(&itype, "N", "L", &n, (void*)c, &n, (void*)(c + nn), &n, values,    \
+                               (void*)w, &lwork RWORK, &info);                                     \
+            else                                                                                   \
+                LAPACK_##l##EV("N", "L", &n, (void*)c, &n, values, (void*)w, &lwork RWORK, &info); \
+            if (info != 0) goto done;                                                              \
+            if (query) {                                                                           \
+                lwork = (int)*(R*)(c + 2 * nn) + n;                                                \
+                work = malloc((size_t)lwork * sizeof(T) + 64);                                     \
+                if (!work) goto done;                                                              \
+            }                                                                                      \
+        }                                                                                          \
+        for (int i = 0; i < n; ++i) w[i] = values[i];                                              \
+    done:                                                                                          \
+        free(c);                                                                                   \
+        free(values);                                                                              \
+        free(work);                                                                                \
+        return info;                                                                               \
+    }
+#define REAL_WORK
+#define COMPLEX_WORK , values + n
+SYMMETRIC_ROUTINES(S, s, float, float, syev, sygv, REAL_WORK)
+SYMMETRIC_ROUTINES(D, d, double, double, syev, sygv, REAL_WORK)
+SYMMETRIC_ROUTINES(C, c, zuliComplexFloat, float, heev, hegv, COMPLEX_WORK)
+SYMMETRIC_ROUTINES(Z, z, zuliComplexDouble, double, heev, hegv, COMPLEX_WORK)
+#undef REAL_WORK
+#undef COMPLEX_WORK
 /* ---- orgqr and ormqr: how they run ------------------------------------------------------------
  * Both start from the reflectors and tau of a host LAPACK geqrf of the matrix. call[device](n, x,
  * v, tau) overwrites x: orgqr forms Q (n x n, from n reflectors) in place of the reflectors in x;
@@ -294,6 +382,12 @@ static double geevRatio(const Routine* r, int n, const void* a, const void* unus
                         const void* aux);
 static double gebrdRatio(const Routine* r, int n, const void* a, const void* f, const void* aux);
 static double gesvdRatio(const Routine* r, int n, const void* a, const void* u, const void* aux);
+static double symmetricRatio(const Routine* r, int n, const void* a, const void* result,
+                             const void* aux);
+/* A syev / sygv row: name, real type, complex or not, and the host call (F##Device the device's).
+ */
+#define SYMMETRIC_ROW(name, R, isComplex, F) \
+    { name, sizeof(R), isComplex, KIND_SYMMETRIC, {F, F##Device}, NULL, NULL, NULL, symmetricRatio }
 
 static const Routine routines[] = {
     {"sgetrf", sizeof(float), 0, 0, {Sgetrf, SdeviceGetrf}, Sgetrs, NULL, NULL, NULL},
@@ -404,6 +498,22 @@ static const Routine routines[] = {
     {"dgesvd", sizeof(double), 0, KIND_SVD, {Dgesvd, DdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
     {"cgesvd", sizeof(float), 1, KIND_SVD, {Cgesvd, CdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
     {"zgesvd", sizeof(double), 1, KIND_SVD, {Zgesvd, ZdeviceGesvd}, NULL, NULL, NULL, gesvdRatio},
+    SYMMETRIC_ROW("ssyev_n", float, 0, SsyevN),
+    SYMMETRIC_ROW("ssyev_v", float, 0, SsyevV),
+    SYMMETRIC_ROW("ssygv_n", float, 0, SsygvN),
+    SYMMETRIC_ROW("ssygv_v", float, 0, SsygvV),
+    SYMMETRIC_ROW("dsyev_n", double, 0, DsyevN),
+    SYMMETRIC_ROW("dsyev_v", double, 0, DsyevV),
+    SYMMETRIC_ROW("dsygv_n", double, 0, DsygvN),
+    SYMMETRIC_ROW("dsygv_v", double, 0, DsygvV),
+    SYMMETRIC_ROW("cheev_n", float, 1, CheevN),
+    SYMMETRIC_ROW("cheev_v", float, 1, CheevV),
+    SYMMETRIC_ROW("chegv_n", float, 1, ChegvN),
+    SYMMETRIC_ROW("chegv_v", float, 1, ChegvV),
+    SYMMETRIC_ROW("zheev_n", double, 1, ZheevN),
+    SYMMETRIC_ROW("zheev_v", double, 1, ZheevV),
+    SYMMETRIC_ROW("zhegv_n", double, 1, ZhegvN),
+    SYMMETRIC_ROW("zhegv_v", double, 1, ZhegvV),
 };
 #define ROUTINE_COUNT (sizeof routines / sizeof routines[0])
 
@@ -434,7 +544,7 @@ static void set(const Routine* r, void* a, size_t k, int part, double v) {
  * Cholesky made symmetric / Hermitian (real diagonal), which the shift makes positive definite. */
 static void fill(const Routine* r, int n, void* a) {
     const int parts = r->isComplex ? 2 : 1;
-    const int cholesky = r->kind == KIND_CHOLESKY;
+    const int cholesky = r->kind == KIND_CHOLESKY || r->kind == KIND_SYMMETRIC;
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             for (int part = 0; part < parts; ++part) {
@@ -636,6 +746,137 @@ static double geevRatio(const Routine* r, int n, const void* a, const void* unus
     }
     free(v);
     return normA > 0 ? worst / (n * normA * qEpsilonOf(r)) : 0.0;
+}
+
+/* ---- syev / heev and sygv / hegv: their matrix B, operation counts and checks ------------------
+ * B(i, j) = 2 n delta_ij + cos(i + j) + i sin(i - j) (the imaginary part for the complex types):
+ * Hermitian, and its diagonal dominates every row, so it is positive definite. jobz 'N': the
+ * eigenvalues against the host LAPACK's, max |w - w_lapack| / (n max |w_lapack| eps). jobz 'V':
+ * for four of the vectors x, ||A x - lambda B x||_1 / (n (||A||_1 + |lambda| ||B||_1) ||x||_1
+ * eps) (B = I for syev), in double precision in O(n^2) operations. */
+static const void* generalizedB(size_t realSize, int isComplex, int n) {
+    static void* cached = NULL;
+    static size_t cachedReal = 0;
+    static int cachedComplex = -1, cachedN = -1;
+    if (cached && cachedReal == realSize && cachedComplex == isComplex && cachedN == n)
+        return cached;
+    free(cached);
+    const size_t element = realSize * (isComplex ? 2 : 1);
+    cached = malloc((size_t)n * n * element);
+    if (!cached) return NULL;
+    Routine shape;
+    memset(&shape, 0, sizeof shape);
+    shape.realSize = realSize;
+    shape.isComplex = isComplex;
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) {
+            set(&shape, cached, (size_t)j * n + i, 0, (i == j ? 2.0 * n : 0.0) + cos(i + j));
+            if (isComplex) set(&shape, cached, (size_t)j * n + i, 1, sin(i - j));
+        }
+    cachedReal = realSize;
+    cachedComplex = isComplex;
+    cachedN = n;
+    return cached;
+}
+
+static int isGeneralized(const Routine* r) {
+    return strstr(r->name, "gv") != NULL;
+}
+static int wantsVectors(const Routine* r) {
+    return r->name[strlen(r->name) - 1] == 'v';
+}
+
+static double symmetricFlopsPerCube(const Routine* r) {
+    const double standard = wantsVectors(r) ? 26.0 / 3.0 : 4.0 / 3.0;
+    return isGeneralized(r) ? standard + 4.0 / 3.0 + (wantsVectors(r) ? 1.0 : 0.0) : standard;
+}
+
+static int hostEigenvalues(const Routine* r, int n, const void* a, double* w) {
+    const int g = isGeneralized(r);
+    switch (r->name[0]) {
+        case 's':
+            return SsyevValues(n, a, g, w);
+        case 'd':
+            return DsyevValues(n, a, g, w);
+        case 'c':
+            return CheevValues(n, a, g, w);
+        default:
+            return ZheevValues(n, a, g, w);
+    }
+}
+
+/* Element k of a as a complex number in double precision. */
+static void element(const Routine* r, const void* a, size_t k, double* re, double* im) {
+    *re = get(r, a, k, 0);
+    *im = r->isComplex ? get(r, a, k, 1) : 0.0;
+}
+
+static double norm1(const Routine* r, int n, const void* a) {
+    double norm = 0.0;
+    for (int j = 0; j < n; ++j) {
+        double column = 0.0, re, im;
+        for (int i = 0; i < n; ++i) {
+            element(r, a, (size_t)j * n + i, &re, &im);
+            column += hypot(re, im);
+        }
+        if (column > norm) norm = column;
+    }
+    return norm;
+}
+
+static double symmetricRatio(const Routine* r, int n, const void* a, const void* result,
+                             const void* aux) {
+    const void* b = isGeneralized(r) ? generalizedB(r->realSize, r->isComplex, n) : NULL;
+    const void* w = (const char*)aux + (size_t)n * n * elementSize(r);
+    const double eps = qEpsilonOf(r);
+    double worst = 0.0;
+    if (isGeneralized(r) && !b) return -1.0;
+    if (!wantsVectors(r)) {
+        double* want = malloc((size_t)n * sizeof(double));
+        if (!want || hostEigenvalues(r, n, a, want) != 0) {
+            free(want);
+            return -1.0;
+        }
+        double top = 0.0, diff = 0.0;
+        for (int i = 0; i < n; ++i) {
+            /* w holds reals: read them as the elements of a real routine */
+            const double got =
+                r->realSize == sizeof(float) ? ((const float*)w)[i] : ((const double*)w)[i];
+            if (fabs(want[i]) > top) top = fabs(want[i]);
+            if (fabs(got - want[i]) > diff) diff = fabs(got - want[i]);
+        }
+        free(want);
+        return top > 0 ? diff / (n * top * eps) : 0.0;
+    }
+    const double normA = norm1(r, n, a), normB = b ? norm1(r, n, b) : 1.0;
+    const int sample[4] = {0, n / 3, 2 * n / 3, n - 1};
+    for (int s = 0; s < 4; ++s) {
+        const int j = sample[s];
+        const double lambda =
+            r->realSize == sizeof(float) ? ((const float*)w)[j] : ((const double*)w)[j];
+        double residual = 0.0, normX = 0.0, xr, xi;
+        for (int i = 0; i < n; ++i) {
+            double re = 0.0, im = 0.0, ar, ai; /* (A x - lambda B x)_i */
+            for (int k = 0; k < n; ++k) {
+                element(r, result, (size_t)j * n + k, &xr, &xi);
+                element(r, a, (size_t)k * n + i, &ar, &ai);
+                re += ar * xr - ai * xi;
+                im += ar * xi + ai * xr;
+                if (b)
+                    element(r, b, (size_t)k * n + i, &ar, &ai);
+                else
+                    ar = k == i ? 1.0 : 0.0, ai = 0.0;
+                re -= lambda * (ar * xr - ai * xi);
+                im -= lambda * (ar * xi + ai * xr);
+            }
+            residual += hypot(re, im);
+            element(r, result, (size_t)j * n + i, &xr, &xi);
+            normX += hypot(xr, xi);
+        }
+        const double ratio = residual / (n * (normA + fabs(lambda) * normB) * normX * eps);
+        if (ratio > worst) worst = ratio;
+    }
+    return worst;
 }
 
 /* ---- orgqr and ormqr: how they are timed and checked -------------------------------------------
@@ -1030,6 +1271,8 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
     const size_t ipivBytes =
         r->kind == KIND_EIGEN || r->kind == KIND_BIDIAGONAL || r->kind == KIND_SVD
             ? ((size_t)n * n + 2 * (size_t)n) * elementSize(r)
+        : r->kind == KIND_SYMMETRIC
+            ? ((size_t)n * n + (size_t)n) * elementSize(r)
             : (size_t)n *
                   (r->kind == KIND_QR || r->kind == KIND_HESSENBERG ? elementSize(r) : sizeof(int));
     int* ipiv = malloc(ipivBytes);
@@ -1082,6 +1325,7 @@ static int bench(const Routine* r, int device, int n, int runs, const void* a) {
                            : r->kind == KIND_EIGEN      ? 26.0 / 3.0
                            : r->kind == KIND_BIDIAGONAL ? 8.0 / 3.0
                            : r->kind == KIND_SVD        ? 21.0
+                           : r->kind == KIND_SYMMETRIC  ? symmetricFlopsPerCube(r)
                                                         : 2.0 / 3.0;
     const double flops = perCube * n * (double)n * n * (r->isComplex ? 4.0 : 1.0);
     printf("%-7s %-6s %6d %10.4f s %9.2f GFLOP/s   error %9.3g  %-6s", r->name,
@@ -1133,7 +1377,7 @@ int main(int argc, char** argv) {
             if (k == ROUTINE_COUNT || chosen == (int)ROUTINE_COUNT) {
                 fprintf(stderr,
                         "usage: %s [-n n1,n2,...] [-r runs] [sgetrf ... zgelqf sorgqr ... zunmqr "
-                        "sgels ... zgels sgehrd ... zgeev sgebrd ... zgesvd]\n",
+                        "sgels ... zgels sgehrd ... zgeev sgebrd ... zgesvd ssyev_n ... zhegv_v]\n",
                         argv[0]);
                 return 2;
             }

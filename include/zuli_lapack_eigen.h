@@ -422,6 +422,61 @@ ZULI_API zuliStatus zuliDeviceZsteqr(char compz, int n, zuliDeviceDouble* d, zul
  * END the tridiagonal QL / QR iteration
  * ============================================================================================= */
 
+/* =============================================================================================
+ * BEGIN generalized symmetric-definite eigenproblem: sygv / hegv
+ * ============================================================================================= */
+
+/* ---- sygv / hegv: all eigenvalues and, optionally, the eigenvectors of the generalized problem
+ *   itype 1   A x = lambda B x,   itype 2   A B x = lambda x,   itype 3   B A x = lambda x
+ * with A (n x n) symmetric (Hermitian) and B (n x n) symmetric (Hermitian) positive definite, as
+ * LAPACK's sygv / hegv computes them: B is factored (Cholesky: B = U^H U or L L^H), the problem is
+ * reduced to the standard one C y = lambda y (C = U^-H A U^-1, L^-1 A L^-H for itype 1;
+ * U A U^H, L^H A L for 2 and 3), C's eigenvalues and vectors are computed as syev / heev
+ * computes them, and the vectors are transformed back (x = U^-1 y or L^-H y for itype 1 and 2,
+ * x = U^H y or L y for 3).
+ *   itype   1, 2 or 3: the problem form above.
+ *   jobz    'N': eigenvalues only; 'V': eigenvalues and eigenvectors.
+ *   uplo    'U': the upper triangles of A and B are given (and referenced); 'L': the lower ones.
+ *   A (lda) jobz 'V': the eigenvectors X, column j belonging to w[j], normalised as LAPACK does:
+ *           X^H B X = I for itype 1 and 2, X^H B^-1 X = I for itype 3. jobz 'N': A is
+ *           destroyed.
+ *   B (ldb) the Cholesky factor U or L in the triangle uplo.
+ *   w       the n eigenvalues in ascending order (real for every precision).
+ * Argument errors (all checked before n = 0 returns, so null pointers are rejected even then):
+ * itype not 1, 2 or 3 -1, jobz not 'N' or 'V' -2, uplo not 'U' or 'L' -3, n < 0 -4, a null -5,
+ * lda < max(1, n) -6, b null -7, ldb < max(1, n) -8, w null -9.
+ * zuliDataError with info:
+ *   n + i   (i = 1 ... n) the leading minor of order i of B is not positive definite; B holds the
+ *           partial factor, A and w are not touched;
+ *   i <= n  the eigensolver failed to converge (its info); for jobz 'V' the first i - 1 columns of
+ *           A hold back-transformed vectors.
+ * Everything of order n^3 runs on the GPU: the factorization of B, the reduction (blocks of 64
+ * columns on devices of compute capability 1.0 to 1.3, 128 on later ones; each diagonal block is
+ * reduced on the host, a problem of at most one block entirely there), the eigensolver and the
+ * back-transformation. */
+ZULI_API zuliStatus zuliSsygv(int itype, char jobz, char uplo, int n, float* a, int lda, float* b,
+                              int ldb, float* w);
+ZULI_API zuliStatus zuliDeviceSsygv(int itype, char jobz, char uplo, int n, zuliDeviceFloat* a,
+                                    int lda, zuliDeviceFloat* b, int ldb, zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliDsygv(int itype, char jobz, char uplo, int n, double* a, int lda, double* b,
+                              int ldb, double* w);
+ZULI_API zuliStatus zuliDeviceDsygv(int itype, char jobz, char uplo, int n, zuliDeviceDouble* a,
+                                    int lda, zuliDeviceDouble* b, int ldb, zuliDeviceDouble* w);
+ZULI_API zuliStatus zuliChegv(int itype, char jobz, char uplo, int n, zuliComplexFloat* a, int lda,
+                              zuliComplexFloat* b, int ldb, float* w);
+ZULI_API zuliStatus zuliDeviceChegv(int itype, char jobz, char uplo, int n,
+                                    zuliDeviceComplexFloat* a, int lda, zuliDeviceComplexFloat* b,
+                                    int ldb, zuliDeviceFloat* w);
+ZULI_API zuliStatus zuliZhegv(int itype, char jobz, char uplo, int n, zuliComplexDouble* a, int lda,
+                              zuliComplexDouble* b, int ldb, double* w);
+ZULI_API zuliStatus zuliDeviceZhegv(int itype, char jobz, char uplo, int n,
+                                    zuliDeviceComplexDouble* a, int lda, zuliDeviceComplexDouble* b,
+                                    int ldb, zuliDeviceDouble* w);
+
+/* =============================================================================================
+ * END generalized symmetric-definite eigenproblem
+ * ============================================================================================= */
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

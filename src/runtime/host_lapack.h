@@ -400,6 +400,33 @@ int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, c
     return info;
 }
 
+// ---- the generalized symmetric-definite eigenproblem --------------------------------------------
+
+// The reduction to standard form (sygst / hegst) with B's Cholesky factor in the triangle uplo
+// of B: itype 1 A = U^-H A U^-1 or L^-1 A L^-H, itype 2 and 3 A = U A U^H or L^H A L. lapack.h
+// declares no unblocked sygs2 / hegs2; this routine runs exactly that for n <= 64 (LAPACK's block
+// size for it) and its own blocked form, built on sygs2, beyond.
+template <typename T>
+int sygst(int itype, char uplo, int n, T* a, int lda, const T* b, int ldb) {
+    int info = 0;
+    ZULI_LAPACK_RC(T, sygst, hegst, &itype, &uplo, &n, a, &lda, b, &ldb, &info);
+    return info;
+}
+
+// The driver sygv / hegv (the reference of the tests). rwork (3 n - 2 reals) is used by the
+// complex routines only.
+template <typename T>
+int sygv(int itype, char jobz, char uplo, int n, T* a, int lda, T* b, int ldb, ToRealT<T>* w,
+         T* work, int lwork, ToRealT<T>* rwork) {
+    int info = 0;
+    if constexpr (IsComplexV<T>)
+        ZULI_LAPACK(T, hegv, &itype, &jobz, &uplo, &n, a, &lda, b, &ldb, w, work, &lwork, rwork,
+                    &info);
+    else
+        ZULI_LAPACK(T, sygv, &itype, &jobz, &uplo, &n, a, &lda, b, &ldb, w, work, &lwork, &info);
+    return info;
+}
+
 // The eigenvalues of the real symmetric tridiagonal matrix (d, e), ascending in d; e is destroyed.
 template <typename R>
 int sterf(int n, R* d, R* e) {

@@ -83,6 +83,14 @@ constexpr int reductionHostOrder() {
 inline constexpr int kHessenbergBlockSize = 32;
 inline constexpr int kHessenbergHostColumns = 128;
 
+// The reduction of the generalized symmetric-definite eigenproblem to standard form (sygst):
+// blocks of 64 on the first generation and 128 on later devices, for every precision. Its host
+// step (sygs2 on a diagonal block) is cheap next to the rank-2k update of the rest, so the block is
+// wide and the same for all four types rather than scaled by each one's base block size.
+constexpr int generalizedBlockSize(int capabilityCode) {
+    return isFirstGeneration(capabilityCode) ? 64 : 128;
+}
+
 // The LU inverse works on block columns of this width, whatever the precision and device.
 inline constexpr int kInverseBlockSize = 64;
 

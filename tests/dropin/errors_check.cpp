@@ -338,6 +338,34 @@ void errors() {
     arg((sy + "EV").c_str(), 8, true, [&] { syev("V", "L", 4, 4, evMinimum - 1); });
     fine(sy + "EV", [&] { syev("v", "u", 4, 4, evMinimum); });
     fine(sy + "EV", [&] { syev("N", "L", 0, 1, 1); });
+    // The generalized symmetric-definite eigenproblem, on a copy of the diagonally dominant A as
+    // both A and B: lwork >= 3n - 1 (real) or 2n - 1 (complex).
+    auto sygv = [&](int itype, const char* jobz, const char* uplo, int n, int lda, int ldb,
+                    int lwork) {
+        std::vector<T> x(a.begin(), a.begin() + 16), y = x;
+        std::vector<R> ev(16);
+        for (int i = 0; i < 4; ++i) x[i * 5] = y[i * 5] = T(8);
+        if constexpr (std::is_floating_point_v<T>)
+            pick<T>(ssygv_, dsygv_, chegv_, zhegv_)(&itype, jobz, uplo, &n, x.data(), &lda,
+                                                    y.data(), &ldb, ev.data(), w.data(), &lwork,
+                                                    &info, 1, 1);
+        else
+            pick<T>(ssygv_, dsygv_, chegv_, zhegv_)(&itype, jobz, uplo, &n, x.data(), &lda,
+                                                    y.data(), &ldb, ev.data(), w.data(), &lwork,
+                                                    rw.data(), &info, 1, 1);
+    };
+    const int sygvWork = std::is_floating_point_v<T> ? 11 : 7;  // the minimum at n = 4
+    const std::string gv = std::is_floating_point_v<T> ? "SYGV" : "HEGV";
+    arg(gv.c_str(), 1, true, [&] { sygv(4, "X", "U", 4, 4, 4, 64); });
+    arg(gv.c_str(), 2, true, [&] { sygv(1, "X", "U", 4, 4, 4, 64); });
+    arg(gv.c_str(), 3, true, [&] { sygv(2, "V", "X", 4, 4, 4, 64); });
+    arg(gv.c_str(), 4, true, [&] { sygv(3, "N", "L", -1, 4, 4, 64); });
+    arg(gv.c_str(), 6, true, [&] { sygv(1, "V", "U", 4, 3, 4, 64); });
+    arg(gv.c_str(), 8, true, [&] { sygv(1, "V", "L", 4, 4, 3, -1); });  // before the query
+    arg(gv.c_str(), 11, true, [&] { sygv(1, "N", "U", 4, 4, 4, sygvWork - 1); });
+    fine(gv, [&] { sygv(2, "v", "l", 4, 4, 4, sygvWork); });
+    fine(gv, [&] { sygv(1, "N", "U", 4, 4, 4, -1); });
+    fine(gv, [&] { sygv(3, "V", "U", 0, 1, 1, 1); });
 #undef Q
     // Least squares, on fresh copies of a nonsingular A and a B of full row rank. gels takes 'N'
     // and 'T' (real) or 'C' (complex); its lwork >= mn + max(mn, nrhs), mn = min(m, n).

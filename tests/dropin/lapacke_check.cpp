@@ -1023,6 +1023,57 @@ void checkMixed(int n) {
     expect(info == 1 && i3 == 1, label<T>("lag2 lat2 overflow info", n));
 }
 
+// sygv / hegv of a random Hermitian A and a positive definite B, each itype, against the host
+// LAPACK: eigenvalues within 100 n eps max |w| of the host's; then a B that is not positive
+// definite from order 3 on: LAPACK's info n + 3 from both, A untouched.
+template <typename T>
+void checkSygv(int n) {
+    constexpr bool real = std::is_floating_point_v<T>;
+    const auto lapacke = pick<T>(LAPACKE_ssygv, LAPACKE_dsygv, LAPACKE_chegv, LAPACKE_zhegv);
+    const auto hostSygv =
+        pick<T>(host<decltype(ssygv_)>("ssygv_"), host<decltype(dsygv_)>("dsygv_"),
+                host<decltype(chegv_)>("chegv_"), host<decltype(zhegv_)>("zhegv_"));
+    std::vector<T> a = hpd<T>(n);
+    for (int i = 0; i < n; ++i) a[i + int64_t(i) * n] = T(Real<T>(0.5));  // indefinite
+    const std::vector<T> b = hpd<T>(n);
+    auto onHost = [&](int itype, std::vector<T>& f, std::vector<T>& g, std::vector<Real<T>>& w) {
+        std::vector<T> work(64 * int64_t(n));
+        std::vector<Real<T>> rwork(3 * n);
+        int lwork = int(work.size()), info = -1;
+        if constexpr (real)
+            hostSygv(&itype, "V", "U", &n, f.data(), &n, g.data(), &n, w.data(), work.data(),
+                     &lwork, &info, 1, 1);
+        else
+            hostSygv(&itype, "V", "U", &n, f.data(), &n, g.data(), &n, w.data(), work.data(),
+                     &lwork, rwork.data(), &info, 1, 1);
+        return info;
+    };
+    for (int itype : {1, 2, 3}) {
+        const std::string what =
+            label<T>(real ? "sygv" : "hegv", n) + " itype " + std::to_string(itype);
+        std::vector<T> f = a, g = b, hf = a, hg = b;
+        std::vector<Real<T>> w(n), hw(n);
+        zuliEmuResetCounters();
+        const int info =
+            lapacke(LAPACK_COL_MAJOR, itype, 'V', 'U', n, f.data(), n, g.data(), n, w.data());
+        expectWhere(n, what);
+        const int hostInfo = onHost(itype, hf, hg, hw);
+        double diff = 0, top = 0;
+        for (int i = 0; i < n; ++i)
+            diff = std::max(diff, double(std::abs(w[i] - hw[i]))),
+            top = std::max(top, double(std::abs(hw[i])));
+        expect(info == 0 && hostInfo == 0 && diff <= 100 * n * eps<T>() * top, what);
+    }
+    std::vector<T> bad = b, f = a, hbad = b, hf = a;
+    bad[2 + 2 * int64_t(n)] = hbad[2 + 2 * int64_t(n)] = T(-1);
+    std::vector<Real<T>> w(n), hw(n);
+    const int info =
+        lapacke(LAPACK_COL_MAJOR, 1, 'V', 'U', n, f.data(), n, bad.data(), n, w.data());
+    const int hostInfo = onHost(1, hf, hbad, hw);
+    expect(info == n + 3 && hostInfo == n + 3 && f == a,
+           label<T>(real ? "sygv" : "hegv", n) + " indefinite B info");
+}
+
 }  // namespace
 
 // ---- the singular value decomposition ----------------------------------------------------------
@@ -1196,6 +1247,11 @@ int main() {
          {std::pair{8, 6}, std::pair{60, 40}, std::pair{100, 40}, std::pair{40, 100}}) {
         checkSvd<float>(m, n), checkSvd<double>(m, n);
         checkSvd<std::complex<float>>(m, n), checkSvd<std::complex<double>>(m, n);
+    }
+    // The generalized symmetric-definite eigenproblem: the host LAPACK's at 8, the library's at 60.
+    for (int n : {8, 60}) {
+        checkSygv<float>(n), checkSygv<double>(n);
+        checkSygv<std::complex<float>>(n), checkSygv<std::complex<double>>(n);
     }
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
