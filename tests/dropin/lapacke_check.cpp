@@ -1143,6 +1143,11 @@ void checkSvd(int m, int n) {
         if (jobu != 'O') expect(reproduces(u, m, &s, {}, vt, ldvt), job + " factors");
     }
     for (char jobz : {'S', 'O'}) {
+        // jobz "O" runs in the host LAPACK, whose complex gesdd of a wide matrix runs gelqf on
+        // its own work array: OpenBLAS's complex gemv then reads one column past that array,
+        // which faults where the allocation ends at a page (under AddressSanitizer's allocator).
+        // Checked on the tall and square shapes only.
+        if (jobz == 'O' && m < n && !std::is_floating_point_v<T>) continue;
         const std::string job = what + " gesdd " + jobz;
         std::vector<T> f = a, u(int64_t(m) * m), vt(int64_t(n) * n);
         std::vector<Real<T>> s(k);
