@@ -20,10 +20,8 @@
 // LAPACK reduces it, and the block of A comes back up; the off-diagonal blocks are updated on the
 // GPU by trsm, hemm (symm), her2k (syr2k) and trmm, before the diagonal block (itype 2, 3) or
 // after it (itype 1). B is only read on the host, so it does not travel back. A problem of at most
-// one block is reduced on the host whole. The host step is the host LAPACK's sygst (hegst): the
-// unblocked sygs2 (hegs2), which it runs for blocks of up to 64, is not among the routines the
-// LAPACK header declares; on a block of 65 to 128 it runs its own blocked form, sygs2 on blocks of
-// 64 and the same updates, with the same result.
+// one block is reduced on the host whole. The host step is the host LAPACK's unblocked sygs2
+// (hegs2) on the whole block.
 //
 // Failures. A B that is not positive definite (potrf reports the order i of the leading minor that
 // is not) fails with zuliDataError and info n + i, before A is touched. A failure of the
@@ -139,7 +137,7 @@ class StandardForm {
     void diagonalBlock(int k, int kb) {
         toHost(A(k, k), lda_, kb, hostA_, nb_);
         toHost(B(k, k), ldb_, kb, hostB_, nb_);
-        checkHostLapackInfo(lapack::sygst(itype_, uplo_, kb, hostA_, nb_, hostB_, nb_));
+        checkHostLapackInfo(lapack::sygs2(itype_, uplo_, kb, hostA_, nb_, hostB_, nb_));
         cudalib::checkCuda(cudaMemcpy2D(A(k, k), int64_t(lda_) * sizeof(T), hostA_,
                                         int64_t(nb_) * sizeof(T), kb * sizeof(T), kb,
                                         cudaMemcpyHostToDevice));

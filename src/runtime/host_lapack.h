@@ -402,14 +402,34 @@ int ormtr(char side, char uplo, char trans, int m, int n, const T* a, int lda, c
 
 // ---- the generalized symmetric-definite eigenproblem --------------------------------------------
 
-// The reduction to standard form (sygst / hegst) with B's Cholesky factor in the triangle uplo
-// of B: itype 1 A = U^-H A U^-1 or L^-1 A L^-H, itype 2 and 3 A = U A U^H or L^H A L. lapack.h
-// declares no unblocked sygs2 / hegs2; this routine runs exactly that for n <= 64 (LAPACK's block
-// size for it) and its own blocked form, built on sygs2, beyond.
+// The unblocked reduction to standard form (sygs2 / hegs2) with B's Cholesky factor in the
+// triangle uplo of B: itype 1 A = U^-H A U^-1 or L^-1 A L^-H, itype 2 and 3 A = U A U^H or L^H A L.
+// lapack.h leaves these LAPACK routines undeclared; the host LAPACK exports them with the
+// interface below (Fortran calling convention, the length of uplo passed last).
+extern "C" {
+void ssygs2_(const int* itype, const char* uplo, const int* n, float* a, const int* lda,
+             const float* b, const int* ldb, int* info, size_t uploLength);
+void dsygs2_(const int* itype, const char* uplo, const int* n, double* a, const int* lda,
+             const double* b, const int* ldb, int* info, size_t uploLength);
+void chegs2_(const int* itype, const char* uplo, const int* n, zuli::Complex<float>* a,
+             const int* lda, const zuli::Complex<float>* b, const int* ldb, int* info,
+             size_t uploLength);
+void zhegs2_(const int* itype, const char* uplo, const int* n, zuli::Complex<double>* a,
+             const int* lda, const zuli::Complex<double>* b, const int* ldb, int* info,
+             size_t uploLength);
+}
+
 template <typename T>
-int sygst(int itype, char uplo, int n, T* a, int lda, const T* b, int ldb) {
+int sygs2(int itype, char uplo, int n, T* a, int lda, const T* b, int ldb) {
     int info = 0;
-    ZULI_LAPACK_RC(T, sygst, hegst, &itype, &uplo, &n, a, &lda, b, &ldb, &info);
+    if constexpr (std::is_same_v<T, float>)
+        ssygs2_(&itype, &uplo, &n, a, &lda, b, &ldb, &info, 1);
+    else if constexpr (std::is_same_v<T, double>)
+        dsygs2_(&itype, &uplo, &n, a, &lda, b, &ldb, &info, 1);
+    else if constexpr (std::is_same_v<T, ::zuli::Complex<float>>)
+        chegs2_(&itype, &uplo, &n, a, &lda, b, &ldb, &info, 1);
+    else
+        zhegs2_(&itype, &uplo, &n, a, &lda, b, &ldb, &info, 1);
     return info;
 }
 
