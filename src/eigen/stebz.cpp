@@ -37,6 +37,7 @@
 #include "runtime/host_lapack.h"
 #include "runtime/memory.h"
 #include "runtime/tuning.h"
+#include "runtime/vector_copy.h"
 
 #include <algorithm>
 #include <cmath>
@@ -79,38 +80,22 @@ bool stebzArguments(char& range, char& order, int n, R vl, R vu, int il, int iu,
     return n > 0;
 }
 
-template <typename E>
-void download(const E* device, int count, std::vector<E>& host) {
-    host.resize(size_t(std::max(1, count)));
-    if (count > 0)
-        cudalib::checkCuda(
-            cudaMemcpy(host.data(), device, size_t(count) * sizeof(E), cudaMemcpyDeviceToHost));
-}
-
-template <typename E>
-void upload(const std::vector<E>& host, int count, E* device) {
-    if (count > 0)
-        cudalib::checkCuda(
-            cudaMemcpy(device, host.data(), size_t(count) * sizeof(E), cudaMemcpyHostToDevice));
-}
-
 // The host LAPACK's stebz on the downloaded tridiagonal; its results go up before a positive
 // info is raised, so that they reach the caller with it.
 template <typename R>
 void bisectOnHost(char range, char order, int n, R vl, R vu, int il, int iu, R abstol, const R* d,
                   const R* e, int* m, int* nsplit, R* w, int* iblock, int* isplit) {
     const auto size = static_cast<size_t>(n);
-    std::vector<R> hd, he, hw(size), work(4 * size);
+    std::vector<R> hw(size), work(4 * size);
     std::vector<int> hb(size), hs(size), iwork(3 * size);
-    download(d, n, hd);
-    download(e, n - 1, he);
+    const std::vector<R> hd = download(d, n), he = download(e, n - 1);
     const int info =
         lapack::stebz(range, order, n, vl, vu, il, iu, abstol, hd.data(), he.data(), m, nsplit,
                       hw.data(), hb.data(), hs.data(), work.data(), iwork.data());
     if (info < 0) checkHostLapackInfo(info);
-    upload(hw, *m, w);
-    upload(hb, *m, iblock);
-    upload(hs, *nsplit, isplit);
+    upload(hw.data(), *m, w);
+    upload(hb.data(), *m, iblock);
+    upload(hs.data(), *nsplit, isplit);
     if (info > 0) raiseDataError(info);
 }
 
@@ -132,8 +117,8 @@ class GpuBisection {
           abstol_(abstol),
           d_(d),
           e_(e) {
-        download(d, n, hd_);
-        download(e, n - 1, he_);
+        hd_ = download(d, n);
+        he_ = download(e, n - 1);
         if (range_ == Indices && il == 1 && iu == n) range_ = All;
         wl_ = range_ == Values ? vl : R(0);
         wu_ = range_ == Values ? vu : R(0);
@@ -142,7 +127,7 @@ class GpuBisection {
     void run(int* m, int* nsplit, R* w, int* iblock, int* isplit) {
         split();
         *nsplit = int(isplit_.size());
-        upload(isplit_, *nsplit, isplit);
+        upload(isplit_.data(), *nsplit, isplit);
         *m = 0;
         if (range_ == Indices && !bracketIndices()) raiseDataError(4);
         plan();
@@ -151,8 +136,8 @@ class GpuBisection {
         if (m_ > 0) {
             const auto blocks = acquireWorkspace<int>(ctx_, int64_t(ints_.size()));
             const auto bounds = acquireWorkspace<R>(ctx_, int64_t(reals_.size()));
-            upload(ints_, int(ints_.size()), blocks.get());
-            upload(reals_, int(reals_.size()), bounds.get());
+            upload(ints_.data(), int64_t(ints_.size()), blocks.get());
+            upload(reals_.data(), int64_t(reals_.size()), bounds.get());
             const int nblocks = int(reals_.size()) / kBisectionRealFields;
             int* flag = blocks.get() + int64_t(nblocks) * kBisectionIntFields;
             launchBisection(m_, nblocks, d_, e_, blocks.get(), bounds.get(), pivmin_, rtol_, w,
@@ -168,14 +153,12 @@ class GpuBisection {
         const bool tooFew = low < 0 || high<0, discard = low> 0 || high > 0;
         const bool sort = order_ == 'E' && *nsplit > 1 && m_ > 1;
         if (discard || sort) {
-            std::vector<R> hw;
-            std::vector<int> hb;
-            download(w, m_, hw);
-            download(iblock, m_, hb);
+            std::vector<R> hw = download(w, m_);
+            std::vector<int> hb = download(iblock, m_);
             if (discard) discardOutside(hw, hb);
             if (sort) sortAscending(hw, hb);
-            upload(hw, m_, w);
-            upload(hb, m_, iblock);
+            upload(hw.data(), m_, w);
+            upload(hb.data(), m_, iblock);
             *m = m_;
         }
         const int info = (unconverged ? 1 : 0) + (tooFew ? 2 : 0);

@@ -30,6 +30,7 @@
 #include "runtime/matrix.h"
 #include "runtime/memory.h"
 #include "runtime/status.h"
+#include "runtime/vector_copy.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,15 +53,6 @@ bool steqrArguments(char& compz, int n, const void* d, const void* e, const void
     failIf(e == nullptr && n > 1, 4);
     failIf(z == nullptr && compz != 'N', 5);
     return true;
-}
-
-template <typename E>
-void download(const E* device, int64_t n, E* host) {
-    if (n > 0) cudalib::checkCuda(cudaMemcpy(host, device, n * sizeof(E), cudaMemcpyDeviceToHost));
-}
-template <typename E>
-void upload(const E* host, int64_t n, E* device) {
-    if (n > 0) cudalib::checkCuda(cudaMemcpy(device, host, n * sizeof(E), cudaMemcpyHostToDevice));
 }
 
 // sqrt(x^2 + y^2) without needless overflow, as LAPACK's lapy2 (a NaN argument is returned).

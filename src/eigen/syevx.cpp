@@ -29,6 +29,7 @@
 #include "runtime/host_lapack.h"
 #include "runtime/matrix.h"
 #include "runtime/memory.h"
+#include "runtime/vector_copy.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -68,22 +69,6 @@ bool syevxArguments(char& jobz, char& range, char& uplo, int n, const void* a, i
     failIf(ifail == nullptr && vectors && n > 0, 16);
     *m = 0;
     return n > 0;
-}
-
-template <typename E>
-std::vector<E> download(const E* device, int count) {
-    std::vector<E> host(size_t(std::max(1, count)));
-    if (count > 0)
-        cudalib::checkCuda(
-            cudaMemcpy(host.data(), device, size_t(count) * sizeof(E), cudaMemcpyDeviceToHost));
-    return host;
-}
-
-template <typename E>
-void upload(const E* host, int count, E* device) {
-    if (count > 0)
-        cudalib::checkCuda(
-            cudaMemcpy(device, host, size_t(count) * sizeof(E), cudaMemcpyHostToDevice));
 }
 
 // The n x k host matrix s (leading dimension n) into the device's Z.

@@ -31,6 +31,7 @@
 #include "runtime/matrix.h"
 #include "runtime/memory.h"
 #include "runtime/status.h"
+#include "runtime/vector_copy.h"
 
 #include <algorithm>
 #include <cmath>
@@ -61,15 +62,6 @@ bool bdsqrArguments(char& uplo, int n, int ncvt, int nru, int ncc, const void* d
     failIf(vt == nullptr && ncvt >= 1, 8);
     failIf(u == nullptr && nru > 0, 10);
     return true;
-}
-
-template <typename E>
-void download(const E* device, int64_t n, E* host) {
-    if (n > 0) cudalib::checkCuda(cudaMemcpy(host, device, n * sizeof(E), cudaMemcpyDeviceToHost));
-}
-template <typename E>
-void upload(const E* host, int64_t n, E* device) {
-    if (n > 0) cudalib::checkCuda(cudaMemcpy(device, host, n * sizeof(E), cudaMemcpyHostToDevice));
 }
 
 // LAPACK's bdsqr iteration with ncc = 0 on the host copy (d, e) of an n x n bidiagonal, n >= 1,
